@@ -1,0 +1,28 @@
+# Libraries of the system. Their headers come in as system headers, so that their warnings stay
+# theirs, and the switches that they need hang on these targets and not on sources.
+
+find_package(Threads REQUIRED)
+find_package(nlohmann_json 3.11 REQUIRED)
+find_package(fmt 9 REQUIRED)
+
+find_path(VELOMAR_WEBSOCKETPP_DIR websocketpp/client.hpp REQUIRED)
+find_path(VELOMAR_ASIO_DIR asio.hpp REQUIRED)
+
+# Standalone Asio. websocketpp 0.8.2 knows C++11 only by this switch, and isn't C++20. Whether Asio
+# uses the aligned allocation depends on what was included before it, and files that differ in that
+# must not be linked together.
+add_library(velomar_websocketpp INTERFACE)
+target_include_directories(velomar_websocketpp SYSTEM INTERFACE
+  ${VELOMAR_WEBSOCKETPP_DIR} ${VELOMAR_ASIO_DIR})
+target_compile_definitions(velomar_websocketpp INTERFACE
+  ASIO_STANDALONE ASIO_DISABLE_STD_ALIGNED_ALLOC _WEBSOCKETPP_CPP11_STL_)
+target_link_libraries(velomar_websocketpp INTERFACE Threads::Threads)
+
+# Few systems package this header. A small one of ours takes its place.
+add_library(velomar_filesystem INTERFACE)
+find_path(VELOMAR_GHC_DIR ghc/filesystem.hpp)
+if(VELOMAR_GHC_DIR)
+  target_include_directories(velomar_filesystem SYSTEM INTERFACE ${VELOMAR_GHC_DIR})
+else()
+  target_include_directories(velomar_filesystem INTERFACE ${velomar_SOURCE_DIR}/cmake/substitutes)
+endif()

@@ -1,0 +1,32 @@
+# What every target of this tree is built with. Nothing here leaks into a project that takes the tree
+# as a part of itself.
+
+add_library(velomar_options INTERFACE)
+target_compile_features(velomar_options INTERFACE cxx_std_17)
+target_compile_options(velomar_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion
+  $<$<BOOL:${VELOMAR_WARNINGS_AS_ERRORS}>:-Werror>)
+if(VELOMAR_SANITIZE)
+  target_compile_options(velomar_options INTERFACE
+    -fsanitize=${VELOMAR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(velomar_options INTERFACE -fsanitize=${VELOMAR_SANITIZE})
+endif()
+
+# velomar_add_library(<name> <source>...): a static library, includes written from the tree's root.
+function(velomar_add_library name)
+  add_library(${name} STATIC ${ARGN})
+  velomar_set_up(${name} PUBLIC)
+endfunction()
+
+# velomar_add_executable(<name> <source>...): the same for a program.
+function(velomar_add_executable name)
+  add_executable(${name} ${ARGN})
+  velomar_set_up(${name} PRIVATE)
+endfunction()
+
+function(velomar_set_up name visibility)
+  target_include_directories(${name} ${visibility} ${velomar_SOURCE_DIR})
+  target_compile_features(${name} ${visibility} cxx_std_17)
+  target_link_libraries(${name} PRIVATE $<BUILD_INTERFACE:velomar_options>)
+  set_target_properties(${name} PROPERTIES CXX_EXTENSIONS OFF)
+endfunction()

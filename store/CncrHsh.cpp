@@ -1,0 +1,192 @@
+#include "store/CncrHsh.h"
+
+#include "common/Assertion.h"
+
+namespace {
+
+constexpr u64 kFnvBasis = 0xCBF29CE484222325ULL;
+constexpr u64 kFnvPrime = 0x100000001B3ULL;
+
+// How often a writer tries a slot that names its key and yet doesn't take the new chain, before it
+// swaps on the slot's word alone.
+constexpr int kPatience = 64;
+
+u64 nextPowerOfTwo(u64 n) {
+  u64 power = 1;
+  while (power < n) power <<= 1U;
+  return power;
+}
+
+// The word in an even slot has the index in its low half, the word in an odd slot in its high half.
+u64 toSlot(u32 i, CncrStr::VerIdx chain) {
+  return i % 2 == 0 ? u64{chain.version} << 32U | chain.idx : u64{chain.idx} << 32U | chain.version;
+}
+
+CncrStr::VerIdx fromSlot(u32 i, u64 word) {
+  const u32 low = static_cast<u32>(word);
+  const u32 high = static_cast<u32>(word >> 32U);
+  return i % 2 == 0 ? CncrStr::VerIdx{low, high} : CncrStr::VerIdx{high, low};
+}
+
+}  // namespace
+
+u32 CncrHsh::hashOf(const void* key, u32 klen) {
+  const u8* bytes = static_cast<const u8*>(key);
+  u64 hash = kFnvBasis;
+  for (u32 i = 0; i < klen; ++i) hash = (hash ^ bytes[i]) * kFnvPrime;
+  return static_cast<u32>(hash >> 32U) ^ static_cast<u32>(hash);
+}
+
+CncrHsh::CncrHsh(void* area, u32 count, CncrStr* values, bool owner) : m_sz(count), str(values) {
+  u8* algnMem = static_cast<u8*>(area);
+  algnMem += reinterpret_cast<u64>(algnMem) % 16;
+  velomar::require(reinterpret_cast<u64>(algnMem) % 16 == 0, "((u64)algnMem) % 16 == 0");
+  store::note(*store::wordAt<store::Word64>(algnMem, 0), 8 * nextPowerOfTwo(count) + 8);
+  table = store::wordAt<store::Word64>(algnMem, 8);
+  if (!owner) return;
+  for (u32 i = 0; i < m_sz; ++i) store::note(table[i], toSlot(i, empty));
+}
+
+CncrHsh::VerIdx CncrHsh::load(u32 i) const {
+  velomar::require(i < m_sz, "i < m_sz");
+  return fromSlot(i, store::load(table[i]));
+}
+
+bool CncrHsh::swapSlot(u32 i, VerIdx seen, VerIdx desired) const {
+  u64 word = toSlot(i, seen);
+  return store::swap(table[i], word, toSlot(i, desired));
+}
+
+CncrStr::Match CncrHsh::compare(VerIdx chain, const Key& key) const {
+  return str->compare(chain.idx, chain.version, key.bytes, key.length, key.hash);
+}
+
+bool CncrHsh::put(const void* key, u32 klen, const void* value, u32 vlen, u32* firstBlock) {
+  velomar::require(klen > 0, "klen>0");
+  const u32 hash = hashOf(key, klen);
+  const u32 size = klen + vlen;
+  // A sum that wraps is more than any region holds.
+  const VerIdx chain = size < klen ? empty : str->alloc(size, klen, hash, nullptr);
+  if (firstBlock != nullptr) *firstBlock = chain.idx;
+  if (chain.idx == CncrStr::LIST_END) return false;
+
+  str->put(chain.idx, key, klen, value, vlen);
+  const VerIdx before = putHashed(hash, chain, key, klen);
+  if (isChain(before) && str->isBlock(before.idx)) str->decReadersOrDel(before.idx, true);
+  return true;
+}
+
+CncrHsh::VerIdx CncrHsh::putHashed(u32 hash, VerIdx chain, const void* key, u32 klen) const {
+  const Key wanted{key, klen, hash};
+  VerIdx before = chain;
+  (void)walk(hash, m_sz, [&](u32 i) {
+    VerIdx last = empty;
+    for (int stays = 0;; ++stays) {
+      const Put step = putAt(i, chain, wanted, stays < kPatience, before);
+      if (step != Put::SameSlot) return step == Put::Done;
+      // Only a slot that never changes uses up the patience: another word is another thread's
+      // progress.
+      const VerIdx now = load(i);
+      if (now != last) stays = 0;
+      last = now;
+    }
+  });
+  return before;
+}
+
+// One try on one slot. An impatient try takes the slot's word as it stands: a pin on the chain has
+// been refused long enough (its count of readers is below zero, or the entry was damaged), and a
+// slot that hasn't changed still names the chain that is to be replaced.
+CncrHsh::Put CncrHsh::putAt(u32 i, VerIdx chain, const Key& key, bool patient,
+                            VerIdx& before) const {
+  const VerIdx slot = load(i);
+  if (!isChain(slot)) {
+    if (!swapSlot(i, slot, chain)) return Put::SameSlot;
+    before = slot;
+    return Put::Done;
+  }
+  if (!str->isBlock(slot.idx)) return Put::NextSlot;
+
+  const bool pinned = str->pin(slot.idx);
+  Put step = Put::SameSlot;
+  if (!pinned || !patient || !str->isDeleted(slot.idx)) {
+    VerIdx expected = slot;
+    if (patient) expected.version = pinned ? str->version(slot.idx) : 0;
+    if (compare(slot, key) == CncrStr::NoMatch) {
+      const bool solid = expected == slot || stands(i, slot);
+      step = solid ? Put::NextSlot : Put::SameSlot;
+    } else if (swapSlot(i, expected, chain)) {
+      before = expected;
+      step = Put::Done;
+    }
+  }
+  const bool freed = pinned && !str->decReadersOrDel(slot.idx, false);
+  return freed && step != Put::Done ? Put::SameSlot : step;
+}
+
+u32 CncrHsh::len(const void* key, u32 klen, u32* vlen, u32* version) const {
+  if (klen == 0) return 0;
+  const Key wanted{key, klen, hashOf(key, klen)};
+  CncrStr::Lengths lengths{0, 0};
+  const bool found =
+      walk(wanted.hash, m_sz, [&](u32 i) { return lenAt(i, wanted, version, lengths); });
+  if (!found || lengths.len == 0) return 0;
+  if (vlen != nullptr) *vlen = lengths.len - lengths.klen;
+  return lengths.len;
+}
+
+// True ends the walk: the key stands in this slot. `lengths` is then zero if its entry makes no
+// sense.
+bool CncrHsh::lenAt(u32 i, const Key& key, u32* version, CncrStr::Lengths& lengths) const {
+  for (int looks = 0; looks < kLooks; ++looks) {
+    const VerIdx slot = load(i);
+    if (!isChain(slot) || !str->isBlock(slot.idx)) return false;
+    if (version != nullptr) *version = slot.version;
+    const auto found = compare(slot, key);
+    if (found == CncrStr::Matched && str->lengths(slot, lengths)) return true;
+    if (found == CncrStr::NoMatch && str->isCurrent(slot)) return false;
+    if (stands(i, slot)) {
+      lengths = {0, 0};
+      return found == CncrStr::Matched;
+    }
+  }
+  return false;
+}
+
+bool CncrHsh::get(const void* key, u32 klen, void* out, u32 maxlen, u32* readlen) const {
+  if (klen == 0) return false;
+  u32 got = 0;
+  return runMatch(
+      key, klen, hashOf(key, klen),
+      [&](VerIdx chain) { return str->get(chain.idx, chain.version, out, maxlen, readlen); }, got);
+}
+
+bool CncrHsh::del(const void* key, u32 klen) {
+  const VerIdx before = delHashed(key, klen, hashOf(key, klen));
+  if (!isChain(before)) return false;
+  str->decReadersOrDel(before.idx, true);
+  return true;
+}
+
+CncrHsh::VerIdx CncrHsh::delHashed(const void* key, u32 klen, u32 hash) const {
+  const Key wanted{key, klen, hash};
+  VerIdx before = empty;
+  // One slot fewer than a lookup: the walk ends in front of the probe's last slot.
+  (void)walk(hash, m_sz - 1, [&](u32 i) { return delAt(i, wanted, before); });
+  return before;
+}
+
+bool CncrHsh::delAt(u32 i, const Key& key, VerIdx& before) const {
+  for (int looks = 0; looks < kLooks; ++looks) {
+    const VerIdx slot = load(i);
+    if (!isChain(slot) || !str->isBlock(slot.idx)) return false;
+    const auto found = compare(slot, key);
+    if (found == CncrStr::Matched && swapSlot(i, slot, deleted)) {
+      before = slot;
+      return true;
+    }
+    if (found == CncrStr::NoMatch && str->isCurrent(slot)) return false;
+    if (stands(i, slot)) return false;
+  }
+  return false;
+}

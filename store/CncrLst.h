@@ -1,0 +1,53 @@
+// The free list of a region's blocks: a lock-free stack of block indices.
+//
+// All threads of all attached processes may call anything here at any time. There is no lock, and a
+// thread that stops between two steps blocks no other. The object itself is two pointers into the
+// mapping and the block count; it owns nothing.
+//
+//   word          written by                 how    pairs with
+//   head          pop, push                  swap   every pop and push
+//   links[i]      whoever holds block i      save   the swap of head that publishes it
+//   links[head]   read by pop before its     look   nothing: it may be stale. The version in head
+//                 swap                              has moved on then, and the swap fails.
+//
+// The version in head changes at every pop and push, so an index that comes back to the top while a
+// thread is looking (the ABA problem of R. K. Treiber's stack, IBM RJ 5118, 1986) doesn't deceive
+// its swap, short of exactly 2^32 operations in between.
+#pragma once
+
+#include "store/RegionMemory.h"
+
+class CncrLst {
+ public:
+  static constexpr u32 LIST_END = 0xFFFFFFFF;
+
+  CncrLst() = default;  // no list; only to be assigned to
+
+  // Finds the list in the area that starts at `area`, behind the block entries, and sets it up if
+  // `owner`: all blocks free, in rising order.
+  CncrLst(void* area, u32 count, bool owner);
+
+  // Pops one block. LIST_END: the list is empty.
+  u32 nxt();
+
+  // The same, and then links block `prev`, which the caller holds, to the popped one.
+  u32 nxt(u32 prev);
+
+  // Takes a chain of `count` blocks, REQUIRES: at least 1, and returns its first. LIST_END: the
+  // list couldn't supply all of them just now; it then has them back in the order they had.
+  u32 alloc(u32 count);
+
+  // Gives back the chain that the caller holds from `first` to `last`. Returns the block that was
+  // on top before.
+  u32 free(u32 first, u32 last);
+
+  // The link of a block that the caller holds.
+  u32 link(u32 block) const { return store::look(links[block]); }
+
+  u32 blocks() const { return cnt; }
+
+ private:
+  store::Word32* links = nullptr;  // N of them
+  store::Word64* head = nullptr;   // low half: version, high half: index of the first free block
+  u32 cnt = 0;                     // N: an index from the region is compared with it before use
+};

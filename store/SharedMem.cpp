@@ -1,0 +1,175 @@
+#include "store/SharedMem.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+#include <utility>
+
+#include "store/RegionLayout.h"
+
+namespace {
+
+constexpr char kPrefix[] = "/var/tmp//simdb_";
+constexpr std::size_t kPrefixLength = sizeof kPrefix - 1;
+constexpr mode_t kFileMode = 0666;
+
+// Gives a new file its length. Two processes may both have found no file and both have created it:
+// the lock lets one of them see that the other was first.
+bool giveLength(int fd, u64 size, simdb_error& code) {
+  (void)flock(fd, LOCK_EX);
+  struct stat status {};
+  const bool first = fstat(fd, &status) != 0 || status.st_size == 0;
+  if (first && ftruncate(fd, static_cast<off_t>(size)) != 0) code = SIMDB_RESIZE_FAILED;
+  if (flock(fd, LOCK_UN) != 0) code = SIMDB_LOCK_FAILED;
+  return first;
+}
+
+int openOrCreate(const char* path, u64 size, bool& owner, simdb_error& code) {
+  int fd = open(path, O_RDWR);
+  if (fd != -1) {
+    owner = false;
+    return fd;
+  }
+  fd = open(path, O_RDWR | O_CREAT, kFileMode);
+  // The steps go on after a failure and overwrite the code, so a file that can't be created ends
+  // as a mapping that failed.
+  if (fd == -1) code = SIMDB_FILE_OPEN_FAILED;
+  owner = giveLength(fd, size, code);
+  return fd;
+}
+
+void* mapFile(int fd, u64 size) {
+  void* address = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+  return address == MAP_FAILED ? nullptr : address;
+}
+
+}  // namespace
+
+SharedMem SharedMem::AllocAnon(const char* name, u64 size, bool /*raw*/, simdb_error* error) {
+  simdb_error ignored = SIMDB_OK;
+  simdb_error& code = error != nullptr ? *error : ignored;
+  code = SIMDB_OK;
+
+  SharedMem mem;
+  mem.size = size;
+  std::memcpy(mem.path, kPrefix, sizeof kPrefix);
+  const std::size_t nameLength = std::strlen(name);
+  if (kPrefixLength + nameLength >= sizeof mem.path) {
+    code = SIMDB_NAME_TOO_LONG;
+    return mem;
+  }
+  std::memcpy(mem.path + kPrefixLength, name, nameLength + 1);
+
+  const int fd = openOrCreate(mem.path, size, mem.owner, code);
+  struct stat status {};
+  if (fstat(fd, &status) == 0) {
+    mem.device = status.st_dev;
+    mem.inode = status.st_ino;
+  }
+  mem.mapping = mem.region = mapFile(fd, size);
+  if (fd != -1) (void)close(fd);
+  if (mem.mapping == nullptr) {
+    code = SIMDB_MAP_FAILED;
+  } else {
+    mem.mapped = size;
+  }
+  return mem;
+}
+
+void SharedMem::FreeAnon(SharedMem& mem) {
+  if (mem.mapping != nullptr) (void)munmap(mem.mapping, mem.mapped);
+  (void)std::remove(mem.path);
+  mem.clear();
+}
+
+SharedMem::SharedMem(SharedMem&& other) noexcept {
+  take(other);
+}
+
+SharedMem& SharedMem::operator=(SharedMem&& other) noexcept {
+  if (this != &other) {
+    const SharedMem old(std::move(*this));
+    take(other);
+  }
+  return *this;
+}
+
+SharedMem::~SharedMem() {
+  if (region == nullptr || !holds(store::kHeaderBytes)) return;
+  if (store::load(*store::wordAt<store::Word32>(region, store::kCountOffset)) != 0) detach();
+}
+
+void SharedMem::detach() {
+  auto& count = *store::wordAt<store::Word32>(region, store::kCountOffset);
+  if (store::add(count, static_cast<u32>(-1)) == 1) {
+    FreeAnon(*this);
+  } else {
+    region = nullptr;
+  }
+}
+
+void SharedMem::abandon() {
+  if (mapping != nullptr) (void)munmap(mapping, mapped);
+  clear();
+}
+
+bool SharedMem::holds(u64 bytes) const {
+  struct stat status {};
+  return find(status) && static_cast<u64>(status.st_size) >= bytes && mapped >= bytes;
+}
+
+bool SharedMem::isNamed() const {
+  struct stat status {};
+  return find(status);
+}
+
+bool SharedMem::find(struct stat& status) const {
+  return stat(path, &status) == 0 && status.st_dev == device && status.st_ino == inode;
+}
+
+bool SharedMem::extend(u64 bytes) {
+  if (bytes <= mapped) return true;
+  const int fd = reopen();
+  if (fd == -1) return false;
+  void* longer = mapFile(fd, bytes);
+  (void)close(fd);
+  if (longer == nullptr) return false;
+  (void)munmap(mapping, mapped);
+  mapping = region = longer;
+  mapped = bytes;
+  return true;
+}
+
+int SharedMem::reopen() const {
+  const int fd = open(path, O_RDWR);
+  if (fd == -1) return -1;
+  struct stat status {};
+  if (fstat(fd, &status) == 0 && status.st_dev == device && status.st_ino == inode) return fd;
+  (void)close(fd);
+  return -1;
+}
+
+void SharedMem::clear() noexcept {
+  fileHandle = 0;
+  mapping = region = nullptr;
+  size = mapped = 0;
+  owner = false;
+}
+
+void SharedMem::take(SharedMem& other) noexcept {
+  fileHandle = other.fileHandle;
+  mapping = other.mapping;
+  region = other.region;
+  size = other.size;
+  owner = other.owner;
+  std::memcpy(path, other.path, sizeof path);
+  mapped = other.mapped;
+  device = other.device;
+  inode = other.inode;
+  other.clear();
+}

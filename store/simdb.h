@@ -1,0 +1,119 @@
+// A named key/value map with string keys and string values, shared with other processes.
+//
+//   simdb toXPlane("ToXPlane", 2048, 4096, false);
+//   if (toXPlane.openError() != SIMDB_OK) ...
+//   toXPlane.put("0000000001", "{Hello}");
+//
+// One object is one attachment of this process to one store, which is the file
+// "/var/tmp//simdb_<name>". Whoever comes first creates it; whoever gives back the last attachment
+// removes it. An entry takes (key bytes + value bytes) / block size blocks, rounded up.
+//
+// Before you use it:
+//  - A process that dies leaves its attachment behind, so the file stays, with what is in it.
+//  - A process that is killed inside an operation can take blocks with it; they are lost until the
+//    region is created anew. It never blocks the others.
+//  - The file must lie on a local file system, and everyone who may write it is trusted with its
+//    content, though no content makes an operation here leave the mapping.
+//
+// Threads: put, get, del, len and getKey may be called by any thread of any attached process at any
+// time. nxt, nxtKey and getKeyStrs move the object's cursor: one thread at a time. One thread opens
+// and closes. A store that isn't open must not be used, but for openError and close.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "store/CncrHsh.h"
+#include "store/CncrStr.h"
+#include "store/SharedMem.h"
+#include "store/simdb_error.h"
+
+class simdb {
+ public:
+  // A key as the walk meets it, with the version of its entry.
+  struct VerStr {
+    u32 ver = 0;
+    std::string str;
+    // By the strings' bytes alone, a prefix first.
+    bool operator<(const VerStr& other) const;
+  };
+
+  // Opens or creates the store. Never throws for a failure of its own: see openError. What another
+  // process has created counts, not this one's block size and count. A region that is still being
+  // set up is waited for, about a second; one whose creator died is then set up anew.
+  simdb(const char* name, u32 blockSize, u32 blockCount, bool raw);
+  ~simdb();
+
+  simdb(const simdb&) = delete;  // the index points at the value store inside this object
+  simdb& operator=(const simdb&) = delete;
+
+  // Gives the attachment back. Nothing happens the second time, or if the store isn't open.
+  void close();
+
+  // SIMDB_OK, or why the store couldn't be opened.
+  simdb_error openError() const { return error; }
+
+  // False: no room; the key keeps any old value. REQUIRES: a key that isn't empty.
+  bool put(const std::string& key, const std::string& value);
+
+  // Reads a value into `value`, which the caller passes in empty. False: the key is absent.
+  bool get(const std::string& key, std::string* value) const;
+
+  // The value, or an empty string if the key is absent.
+  std::string get(const std::string& key) const;
+
+  // False: the key is absent, or it can't be deleted (see CncrHsh::del).
+  bool del(const void* key, u32 length);
+
+  // The next used slot from the cursor on. `idx` 0xFFFFFFFF: no slot is in use.
+  CncrStr::VerIdx nxt() const;
+
+  // The sizes of the entry in slot `i`, if that slot still holds `version`; else 0. Returns key and
+  // value together. Both pointers are required.
+  u32 len(u32 i, u32 version, u32* keyLength, u32* valueLength) const;
+
+  // Copies the key of the entry in slot `i`. False: the slot holds another version, or the key is
+  // longer than `maxlen`.
+  bool getKey(u32 i, u32 version, void* out, u32 maxlen) const;
+
+  // The next key from the cursor on. An empty `str`: this step gave none. `searched`, which may be
+  // null, gets how far the step went, as getKeyStrs counts it.
+  VerStr nxtKey(u64* searched) const;
+
+  // One pass over the keys, sorted, none twice. No snapshot, and maybe only a part of the keys: the
+  // next pass goes on where this one ended.
+  std::vector<VerStr> getKeyStrs() const;
+
+  // Slots that the walk has looked at since the object was opened. Once it has grown by slots(),
+  // the walk has gone a full round.
+  u64 walked() const { return visited; }
+
+  u64 slots() const { return blkCnt; }
+
+ private:
+  simdb_error open(const char* name, u32 wantedSize, u32 wantedCount, bool raw);
+  simdb_error create(u64 wantedSize, u64 wantedCount);
+  simdb_error attach(u64 wantedSize, u64 wantedCount);
+  simdb_error adopt();
+  void pointAtHeader();
+  void initialise(u64 wantedSize, u64 wantedCount);
+  void layOver(bool owner);
+
+  store::Word32* flags = nullptr;
+  store::Word32* count = nullptr;
+  store::Word64* blockSize = nullptr;
+  store::Word64* blockCount = nullptr;
+  CncrStr values;
+  CncrHsh index;
+  SharedMem mem;
+  simdb_error error = SIMDB_OK;
+  mutable u32 cursor = 0;
+  u64 blkCnt = 0;
+  u64 blkSz = 0;
+  bool isOpen = false;
+  mutable u64 visited = 0;
+};
+
+// Names of the stores on this machine, in the order in which the folder lists them. `error`, which
+// may be null, gets SIMDB_OK, or the code of what failed; the names found so far come back.
+std::vector<std::string> simdb_listDBs(simdb_error* error);

@@ -1,0 +1,468 @@
+#include "StreamDeckSDK/ESDConnectionManager.h"
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <map>
+#include <stdexcept>
+
+#include "StreamDeckSDK/ESDBasePlugin.h"
+#include "tests/support/HostFixture.h"
+#include "tests/support/LoopbackSocket.h"
+#include "tests/support/SystemLog.h"
+
+using nlohmann::json;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+using testing::StartsWith;
+
+namespace {
+
+// Writes down each call, and raises where the context asks for it.
+class RecordingPlugin : public ESDBasePlugin {
+ public:
+  using String = const std::string&;
+  using Json = const json&;
+
+  void DidReceiveGlobalSettings(Json payload) override {
+    calls.add("DidReceiveGlobalSettings|" + payload.dump());
+  }
+  void DidReceiveSettings(String action, String context, Json payload, String device) override {
+    note("DidReceiveSettings", action, context, payload, device);
+  }
+  void KeyDownForAction(String action, String context, Json payload, String device) override {
+    note("KeyDownForAction", action, context, payload, device);
+  }
+  void KeyUpForAction(String action, String context, Json payload, String device) override {
+    note("KeyUpForAction", action, context, payload, device);
+  }
+  void DialPressForAction(String action, String context, Json payload, String device) override {
+    note("DialPressForAction", action, context, payload, device);
+  }
+  void DialRotateForAction(String action, String context, Json payload, String device) override {
+    note("DialRotateForAction", action, context, payload, device);
+  }
+  void TouchTabForAction(String action, String context, Json payload, String device) override {
+    note("TouchTabForAction", action, context, payload, device);
+  }
+  void WillAppearForAction(String action, String context, Json payload, String device) override {
+    note("WillAppearForAction", action, context, payload, device);
+  }
+  void WillDisappearForAction(String action, String context, Json payload, String device) override {
+    note("WillDisappearForAction", action, context, payload, device);
+  }
+  void DeviceDidConnect(String device, Json info) override {
+    calls.add("DeviceDidConnect|" + device + "|" + info.dump());
+  }
+  void DeviceDidDisconnect(String device) override { calls.add("DeviceDidDisconnect|" + device); }
+  void SystemDidWakeUp() override { calls.add("SystemDidWakeUp"); }
+  void SendToPlugin(String action, String context, Json payload, String device) override {
+    note("SendToPlugin", action, context, payload, device);
+  }
+
+  Lines calls;
+
+ private:
+  void note(const char* operation, String action, String context, Json payload, String device) {
+    calls.add(std::string(operation) + "|" + action + "|" + context + "|" + payload.dump() + "|" +
+              device);
+    if (context == "error") throw std::runtime_error("refused");
+    if (context == "number") throw 42;
+    if (context == "json") (void)payload.at("missing");
+  }
+};
+
+std::string repeated(const std::string& text, int times) {
+  std::string all;
+  for (int i = 0; i < times; ++i) all += text;
+  return all;
+}
+
+void giveAllCommands(ESDConnectionManager& manager) {
+  const json settings = {{"z", 1}, {"a", {{"KeyName", "caf\xc3\xa9 \"1\"\n"}}}};
+  const std::string prefix = "data:image/png;base64,";
+  manager.SetTitle("Flaps", "C", 0, -1);
+  manager.SetTitle("", "C", 2, 0);
+  manager.SetTitle("T", "", -1, 1);
+  manager.SetImage("iVBO", "C", 0, -1);
+  manager.SetImage(prefix + "iVBO", "C", 1, 0);
+  manager.SetImage(prefix, "C", 0, -2147483647);
+  manager.SetImage(" " + prefix, "C", 0, 3);
+  manager.SetImage("", "C", 0, -1);
+  manager.ShowAlertForContext("C");
+  manager.ShowOKForContext("C");
+  manager.SetSettings(settings, "C");
+  manager.SetSettings(json(), "C");
+  manager.SetSettings(json::array({"a", "b"}), "C");
+  manager.SetState(-1, "C");
+  manager.SetState(1, "C");
+  manager.SetFeedback(settings, "C");
+  manager.SetFeedbackLayout("layouts/a.json", "C");
+  manager.SetFeedbackLayout("", "C");
+  manager.SendToPropertyInspector("A", "C", settings);
+  manager.SwitchToProfile("D", "Cruise");
+  manager.SwitchToProfile("D", "");
+  manager.SwitchToProfile("", "Cruise");
+  manager.GetGlobalSettings();
+  manager.SetGlobalSettings(settings);
+  manager.LogMessage("{} \"x\"");
+  manager.LogMessage("");
+}
+
+// Two of them send nothing.
+constexpr char kAllFrames[] =
+    R"({"context":"C","event":"setTitle","payload":{"target":0,"title":"Flaps"}}
+{"context":"C","event":"setTitle","payload":{"state":0,"target":2,"title":""}}
+{"context":"","event":"setTitle","payload":{"state":1,"target":-1,"title":"T"}}
+{"context":"C","event":"setImage","payload":{"image":"data:image/png;base64,iVBO","target":0}}
+{"context":"C","event":"setImage","payload":{"image":"data:image/png;base64,iVBO","state":0,"target":1}}
+{"context":"C","event":"setImage","payload":{"image":"data:image/png;base64,","target":0}}
+{"context":"C","event":"setImage","payload":{"image":"data:image/png;base64, data:image/png;base64,","state":3,"target":0}}
+{"context":"C","event":"setImage","payload":{"image":"","target":0}}
+{"context":"C","event":"showAlert"}
+{"context":"C","event":"showOk"}
+{"context":"C","event":"setSettings","payload":{"a":{"KeyName":"café \"1\"\n"},"z":1}}
+{"context":"C","event":"setSettings","payload":null}
+{"context":"C","event":"setSettings","payload":["a","b"]}
+{"context":"C","event":"setState","payload":{"state":-1}}
+{"context":"C","event":"setState","payload":{"state":1}}
+{"context":"C","event":"setFeedback","payload":{"a":{"KeyName":"café \"1\"\n"},"z":1}}
+{"context":"C","event":"setFeedbackLayout","payload":{"layout":"layouts/a.json"}}
+{"context":"C","event":"setFeedbackLayout","payload":{"layout":""}}
+{"action":"A","context":"C","event":"sendToPropertyInspector","payload":{"a":{"KeyName":"café \"1\"\n"},"z":1}}
+{"context":"plug-in 1","device":"D","event":"switchToProfile","payload":{"profile":"Cruise"}}
+{"context":"plug-in 1","device":"D","event":"switchToProfile"}
+{"context":"plug-in 1","event":"getGlobalSettings"}
+{"context":"plug-in 1","event":"setGlobalSettings","payload":{"a":{"KeyName":"café \"1\"\n"},"z":1}}
+{"event":"logMessage","payload":{"message":"{} \"x\""}})";
+
+class ESDConnectionManagerTest : public HostFixture {
+ protected:
+  void expectNothingMore(ESDConnectionManager& manager) {
+    manager.ShowOKForContext("end");
+    EXPECT_EQ(host.frames.next(), R"({"context":"end","event":"showOk"})");
+  }
+
+  RecordingPlugin plugin;
+};
+
+TEST_F(ESDConnectionManagerTest, CommandsGoOutAsTheyAre) {
+  ESDConnectionManager& manager = connect(&plugin);
+  giveAllCommands(manager);
+  for (const std::string& frame : linesOf(kAllFrames)) EXPECT_EQ(host.frames.next(), frame);
+  EXPECT_THROW(manager.SetTitle("\xff", "C", 0, -1), json::exception);
+  EXPECT_THROW(manager.LogMessage("\xc3("), json::exception);
+  expectNothingMore(manager);
+  const std::string image(3000000, 'A');
+  manager.SetImage(image, "C", 0, -1);
+  EXPECT_EQ(json::parse(host.frames.next())["payload"]["image"], "data:image/png;base64," + image);
+}
+
+TEST_F(ESDConnectionManagerTest, CommandsWithoutAConnectionAreLost) {
+  ESDConnectionManager& manager = make(&plugin, host.port());
+  EXPECT_EQ(manager.GetAsioContext(), nullptr);
+  EXPECT_NO_THROW(giveAllCommands(manager));
+  run(manager);
+  EXPECT_EQ(host.frames.next(), kRegistration);
+  expectNothingMore(manager);
+  host.close("");
+  ASSERT_TRUE(ended());
+  EXPECT_NO_THROW(giveAllCommands(manager));
+  EXPECT_THAT(host.frames.rest(), IsEmpty());
+  EXPECT_TRUE(manager.GetAsioContext()->stopped());
+
+  ESDConnectionManager& lonely = make(nullptr, LoopbackSocket().port());
+  lonely.Run();
+  EXPECT_TRUE(lonely.GetAsioContext()->stopped());
+  EXPECT_NO_THROW(giveAllCommands(lonely));
+}
+
+const std::string kGiven = R"(|A|C|{"settings":{"n":1}}|D)";
+const std::pair<const char*, std::string> kEvents[] = {
+    {"keyDown", "KeyDownForAction" + kGiven},
+    {"keyUp", "KeyUpForAction" + kGiven},
+    {"willAppear", "WillAppearForAction" + kGiven},
+    {"willDisappear", "WillDisappearForAction" + kGiven},
+    {"didReceiveSettings", "DidReceiveSettings" + kGiven},
+    {"didReceiveGlobalSettings", R"(DidReceiveGlobalSettings|{"settings":{"n":1}})"},
+    {"deviceDidConnect", R"(DeviceDidConnect|D|{"name":"deck"})"},
+    {"deviceDidDisconnect", "DeviceDidDisconnect|D"},
+    {"sendToPlugin", "SendToPlugin" + kGiven},
+    {"systemDidWakeUp", "SystemDidWakeUp"},
+    {"dialPress", "DialPressForAction" + kGiven},
+    {"dialRotate", "DialRotateForAction" + kGiven},
+    {"touchTap", "TouchTabForAction" + kGiven}};
+
+TEST_F(ESDConnectionManagerTest, EveryEventReachesItsOperation) {
+  connect(&plugin);
+  json frame = json::parse(R"({"action":"A","context":"C","device":"D","other":"O",
+      "payload":{"settings":{"n":1}},"deviceInfo":{"name":"deck"}})");
+  for (const auto& [event, call] : kEvents) {
+    frame["event"] = event;
+    host.send(frame.dump());
+    EXPECT_EQ(plugin.calls.next(), call);
+  }
+  host.close("");
+  ASSERT_TRUE(ended());
+  EXPECT_THAT(plugin.calls.rest(), IsEmpty());
+  EXPECT_THAT(host.frames.rest(), IsEmpty());
+}
+
+TEST_F(ESDConnectionManagerTest, WhatAnEventLacksIsEmpty) {
+  connect(&plugin);
+  const std::string deepest = repeated("[", 510) + repeated("]", 510);
+  const std::pair<std::string, std::string> rows[] = {
+      {R"({"event":"keyDown"})", "KeyDownForAction|||null|"},
+      {R"({"event":"keyUp","context":7,"action":null,"device":["D"],"payload":[1]})",
+       "KeyUpForAction|||null|"},
+      {R"({"event":"touchTap","payload":"{}","context":"C"})", "TouchTabForAction||C|null|"},
+      {R"({"event":"sendToPlugin","payload":{},"device":"D"})", "SendToPlugin|||{}|D"},
+      {R"({"event":"didReceiveGlobalSettings","payload":7})", "DidReceiveGlobalSettings|null"},
+      {R"({"event":"deviceDidConnect","device":"D"})", "DeviceDidConnect|D|null"},
+      {R"({"event":"deviceDidConnect","deviceInfo":["D"],"payload":{"deviceInfo":{}}})",
+       "DeviceDidConnect||null"},
+      {R"({"event":"deviceDidDisconnect"})", "DeviceDidDisconnect|"},
+      {R"({"event":"systemDidWakeUp"})", "SystemDidWakeUp"},
+      {" \n{\"event\" : \"key\\u0044own\",\"context\":\"\\u00e9\\ud83d\\udee9\"}\n",
+       "KeyDownForAction||\xc3\xa9\xf0\x9f\x9b\xa9|null|"},
+      {R"({"event":"keyDown","payload":{"a":)" + deepest + "}}",
+       R"(KeyDownForAction|||{"a":)" + deepest + "}|"}};
+  for (const auto& [frame, call] : rows) {
+    host.send(frame);
+    EXPECT_EQ(plugin.calls.next(), call);
+  }
+}
+
+constexpr char kBadFrames[] = R"({
+}
+keyDown
+"keyDown"
+42
+null
+true
+[]
+{}
+[{"event":"keyDown"}]
+{"event":"keyDown"}{"event":"keyDown"}
+{"event":"keyDown"} x
+"event":"keyDown"}
+{"event":"keyDown"
+{'event':'keyDown'}
+{"event":"keyDown",}
+{"event":"keydown"}
+{"event":"keyDown "}
+{"event":"keyDown\u0000"}
+{"event":"KeyDownForAction"}
+{"event":""}
+{"event":1}
+{"event":null}
+{"event":["keyDown"]}
+{"Event":"keyDown"}
+{"context":"C","payload":{}}
+{"event":"keyDown","context":"\ud800"}
+{"event":"keyDown","n":1e999})";
+
+TEST_F(ESDConnectionManagerTest, ABadFrameIsDroppedAndTheNextCounts) {
+  connect(&plugin);
+  const std::string event = R"({"event":"keyDown"})";
+  const std::string deep = repeated("[", 100000);
+  const std::string close = repeated("]", 100000);
+  const std::string payload = R"({"event":"keyDown","payload":)";
+  std::vector<std::string> frames = linesOf(kBadFrames);
+  for (const std::string& frame :
+       {std::string(), "// \n" + event, deep, deep + close, payload + R"({"a":)" + deep,
+        payload + R"({"a":)" + deep + close + "}}",
+        payload + repeated(R"({"a":)", 100000) + "1" + repeated("}", 100000) + "}"}) {
+    frames.push_back(frame);
+  }
+  const auto nextIsDelivered = [this] {
+    host.send(R"({"event":"deviceDidDisconnect","device":"next"})");
+    return plugin.calls.next() == "DeviceDidDisconnect|next";
+  };
+  for (const std::string& frame : frames) {
+    host.send(frame);
+    EXPECT_TRUE(nextIsDelivered()) << frame.substr(0, 100);
+  }
+  host.sendBinary(event);
+  EXPECT_TRUE(nextIsDelivered());
+  for (const char* raised : {"error", "number", "json"}) {
+    host.send(json{{"event", "keyUp"}, {"context", raised}, {"payload", json::object()}}.dump());
+    EXPECT_EQ(plugin.calls.next(), "KeyUpForAction||" + std::string(raised) + "|{}|");
+    EXPECT_TRUE(nextIsDelivered()) << raised;
+  }
+}
+
+TEST_F(ESDConnectionManagerTest, APluginMayIgnoreEverything) {
+  ESDBasePlugin indifferent;
+  for (ESDBasePlugin* ignoring : {&indifferent, static_cast<ESDBasePlugin*>(nullptr)}) {
+    connect(ignoring);
+    for (const auto& [event, call] : kEvents) host.send(json{{"event", event}}.dump());
+    host.close("");  // comes behind the events
+    EXPECT_TRUE(ended());
+    EXPECT_THAT(host.frames.rest(), IsEmpty());
+  }
+}
+
+TEST_F(ESDConnectionManagerTest, RunEndsHoweverTheConnectionDoes) {
+  connect(&plugin);
+  host.close("until tomorrow");
+  EXPECT_TRUE(ended());
+  connect(&plugin).GetAsioContext()->stop();
+  EXPECT_TRUE(ended());
+  connect(&plugin);
+  host.sendBinary(std::string(33000000, 'x'));  // more than this side takes, so this side closes
+  EXPECT_TRUE(ended());
+  connect(&plugin);
+  host.vanish();
+  EXPECT_TRUE(ended());
+}
+
+// The lines of one connection, as the system log and the host have them.
+TEST_F(ESDConnectionManagerTest, DebugLinesTellTheStoryOfAConnection) {
+  SKIP_WITHOUT_SYSTEM_LOG();
+  ESDLogger::disableDebugLogging = false;
+  const SystemLog log;
+  const auto line = [](const std::string& text) { return "ESDConnectionManager.cpp: " + text; };
+  ESDConnectionManager& manager = make(&plugin, host.port());
+  ESDLogger::SetConnectionManager(&manager);
+  run(manager);
+  EXPECT_EQ(host.frames.next(), logFrame(line("OnOpen")));
+  EXPECT_EQ(host.frames.next(), kRegistration);
+  host.sendBinary("unseen");
+  host.send("{} {0}");
+  EXPECT_EQ(host.frames.next(), logFrame(line("OnMessage: {} {0}")));
+  host.close("until {tomorrow}");
+  ASSERT_TRUE(ended());
+  EXPECT_THAT(log.lines(), ElementsAre(line("OnOpen"), line("OnMessage: {} {0}"),
+                                       line("Close with reason: until {tomorrow}"),
+                                       line("Stopping ASIO context")));
+}
+
+TEST_F(ESDConnectionManagerTest, DebugLinesTellOfEveryEnd) {
+  SKIP_WITHOUT_SYSTEM_LOG();
+  ESDLogger::disableDebugLogging = false;
+  const auto line = [](const std::string& text) { return "ESDConnectionManager.cpp: " + text; };
+  const auto logOf = [this](
+                         int port, const std::function<void()>& meanwhile = [] {}) {
+    const SystemLog log;
+    run(make(&plugin, port));
+    meanwhile();
+    EXPECT_TRUE(ended());
+    return log.lines();
+  };
+  const auto failed =
+      ElementsAre(MatchesRegex(line("Failed with reason: .+")), line("Stopping ASIO context"));
+  const auto closed = [&](const std::string& reason) {
+    return ElementsAre(line("OnOpen"), line("Close with reason: ") + reason,
+                       line("Stopping ASIO context"));
+  };
+  LoopbackSocket socket;
+  EXPECT_THAT(logOf(socket.port()), failed);
+  socket.listen();
+  for (const char* answer : {"", "no HTTP\r\n\r\n", "HTTP/1.1 404 Not Found\r\n\r\n",
+                             "HTTP/1.1 101 Switching Protocols\r\n\r\n"}) {
+    EXPECT_THAT(logOf(socket.port(), [&] { socket.answer(answer); }), failed) << answer;
+  }
+  for (int port : {-1, 65536, 0}) {
+    EXPECT_THAT(logOf(port), ElementsAre(StartsWith(line("Connect initialization error: "))));
+  }
+  for (const char* reason : {"", "not today"}) {
+    host.closeOnOpen(reason);
+    EXPECT_THAT(logOf(host.port()), closed(reason));
+  }
+  host.closeOnOpen(std::nullopt);
+  host.frames.rest();
+  const auto breakOff = [this] {
+    EXPECT_EQ(host.frames.next(), kRegistration);
+    host.vanish();
+  };
+  EXPECT_THAT(logOf(host.port(), breakOff), closed(""));
+}
+
+// A title that tells who sent it, and as which of theirs. Some are long.
+std::string numbered(int number) {
+  return std::to_string(number) + std::string(number % 50 == 0 ? 70000 : 5, '.');
+}
+
+// Answers each key press with a command, on the event loop's thread.
+class AnsweringPlugin : public ESDBasePlugin {
+ public:
+  void KeyDownForAction(const std::string&, const std::string&, const json&,
+                        const std::string&) override {
+    mConnectionManager->SetTitle(numbered(answers++), "loop", 0, -1);
+  }
+
+ private:
+  int answers = 0;
+};
+
+// Checks that the frames are whole, and each sender's numbers in order and without a gap.
+class SenderLog {
+ public:
+  void check(const std::string& text) {
+    const json frame = json::parse(text);
+    const std::string sender = frame.at("context");
+    const std::string title = frame.at("payload").at("title");
+    const int number = std::stoi(title);
+    const auto next = nextOf.try_emplace(sender, number).first;
+    EXPECT_EQ(number, next->second) << sender;
+    EXPECT_EQ(title, numbered(number));
+    next->second = number + 1;
+  }
+
+  std::map<std::string, int> nextOf;
+};
+
+TEST_F(ESDConnectionManagerTest, SeveralThreadsSendBesideTheEvents) {
+  constexpr int kEach = 400;
+  AnsweringPlugin answering;
+  ESDConnectionManager& manager = connect(&answering);
+  const auto sendAll = [&](const std::string& sender) {
+    for (int i = 0; i < kEach; ++i) manager.SetTitle(numbered(i), sender, 0, -1);
+  };
+  SenderLog log;
+  {
+    Runner one([&] { sendAll("one"); });
+    Runner two([&] { sendAll("two"); });
+    for (int i = 0; i < kEach; ++i) host.send(R"({"event":"keyDown"})");
+    for (int i = 0; i < 3 * kEach; ++i) log.check(host.frames.next());
+  }
+  EXPECT_THAT(log.nextOf, ElementsAre(std::pair("loop", kEach), std::pair("one", kEach),
+                                      std::pair("two", kEach)));
+}
+
+// Gives one command after the other, whatever becomes of the connection, until it is destroyed.
+class Sender {
+ public:
+  Sender(ESDConnectionManager& manager, const std::string& name)
+      : runner([this, &manager, name] {
+          for (int i = 0; !stop; ++i) manager.SetTitle(numbered(i), name, 0, -1);
+        }) {}
+  ~Sender() { stop = true; }
+
+ private:
+  std::atomic<bool> stop{false};
+  Runner runner;
+};
+
+TEST_F(ESDConnectionManagerTest, SendersNeedNotKnowOfTheConnectionsLife) {
+  const std::function<void()> ends[] = {[this] { host.close("in flight"); },
+                                        [this] { host.vanish(); }};
+  for (const auto& end : ends) {
+    ESDConnectionManager& manager = make(&plugin, host.port());
+    SenderLog log;
+    {
+      const Sender one(manager, "one");
+      const Sender two(manager, "two");
+      run(manager);
+      EXPECT_EQ(host.frames.next(), kRegistration);
+      for (int i = 0; i < 300 || log.nextOf.size() < 2; ++i) log.check(host.frames.next());
+      end();
+      EXPECT_TRUE(ended());
+    }
+    for (const std::string& frame : host.frames.rest()) log.check(frame);
+  }
+}
+
+}  // namespace

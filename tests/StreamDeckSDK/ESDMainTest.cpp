@@ -1,0 +1,208 @@
+#include "StreamDeckSDK/ESDMain.h"
+
+#include <gmock/gmock.h>
+
+#include <sstream>
+
+#include "StreamDeckSDK/ESDBasePlugin.h"
+#include "StreamDeckSDK/ESDLocalizer.h"
+#include "tests/support/HostFixture.h"
+#include "tests/support/LanguageFile.h"
+#include "tests/support/LoopbackSocket.h"
+#include "tests/support/SystemLog.h"
+
+using testing::ElementsAre;
+using testing::Eq;
+using testing::ExitedWithCode;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+namespace {
+
+using Arguments = std::vector<std::string>;
+
+// Keeps its connection from being lost, which would look like a leak.
+class Plugin : public ESDBasePlugin {
+ public:
+  ~Plugin() override { keepForever(mConnectionManager); }
+  ESDConnectionManager* connection() const { return mConnectionManager; }
+  void SystemDidWakeUp() override { mConnectionManager->ShowOKForContext("woken"); }
+};
+
+Arguments words(const std::string& text) {
+  Arguments all;
+  std::istringstream in(text);
+  for (std::string word; in >> word;) all.push_back(word == "-" ? "" : word);
+  return all;
+}
+
+int launch(const Arguments& arguments, ESDBasePlugin* plugin) {
+  std::vector<const char*> argv = {"velomar"};
+  for (const std::string& argument : arguments) argv.push_back(argument.c_str());
+  return esd_main(static_cast<int>(argv.size()), argv.data(), plugin);
+}
+
+int launch(const Arguments& arguments) {
+  Plugin plugin;
+  return launch(arguments, &plugin);
+}
+
+class ESDMainTest : public HostFixture {
+ protected:
+  Arguments pairs(const std::string& port) const {
+    return words("-port " + port + " -pluginUUID U -registerEvent R -info {}");
+  }
+
+  // Launches, and returns what came to the host first and the exit code.
+  std::pair<std::string, int> launchAndClose(const Arguments& arguments) {
+    int code = -1;
+    runner.emplace([&] { code = launch(arguments); });
+    const std::string frame = host.frames.next();
+    host.close("enough");
+    EXPECT_TRUE(ended());
+    EXPECT_THAT(host.frames.rest(), IsEmpty());
+    runner.reset();
+    return {frame, code};
+  }
+
+  std::string hostPort() const { return std::to_string(host.port()); }
+
+  LoopbackSocket nobody;  // a port without a listener
+};
+
+constexpr char kLaunched[] = R"({"event":"R","uuid":"U"})";
+
+TEST_F(ESDMainTest, ARefusedCommandLineNamesItsFirstFault) {
+  const struct {
+    const char* arguments;  // a dash alone is an empty one
+    const char* line;
+  } rows[] = {
+      {"", "Invalid number of parameters 1 instead of 9"},
+      {"-port 7 -pluginUUID U -registerEvent R -info",
+       "Invalid number of parameters 8 instead of 9"},
+      {"-port 7 -pluginUUID U -registerEvent R -info {} -x",
+       "Invalid number of parameters 10 instead of 9"},
+      {"a 1 b 2 c 3 d 4", "Invalid port number"},
+      {"-Port 7 -pluginUUID U -registerEvent R -info {}", "Invalid port number"},
+      {"7 -port U -pluginUUID R -registerEvent {} -info", "Invalid port number"},
+      {"-port 0 -pluginUUID - -registerEvent - -info -", "Invalid port number"},
+      {"-port abc -pluginUUID U -registerEvent R -info {}", "Invalid port number"},
+      {"-port - -pluginUUID U -registerEvent R -info {}", "Invalid port number"},
+      {"-port 7 -port 0 -pluginUUID U -info {}", "Invalid port number"},
+      {"-port 7 -pluginUUID - -registerEvent - -info -", "Invalid plugin UUID"},
+      {"-port 7 -pluginuuid U -registerEvent R -info {}", "Invalid plugin UUID"},
+      {"-port 7 -pluginUUID U -registerEvent - -info -", "Invalid registerEvent"},
+      {"-port 7 -pluginUUID U -port 8 -info {}", "Invalid registerEvent"},
+      {"-port 7 -pluginUUID U -registerEvent R -info -", "Invalid info"},
+      {"-port 0 -port 7 -pluginUUID U -registerEvent R", "Invalid info"},
+  };
+  for (const auto& row : rows) {
+    Plugin plugin;
+    std::vector<std::string> logged;
+    {
+      const SystemLog log;
+      EXPECT_EQ(launch(words(row.arguments), &plugin), 1) << row.line;
+      logged = log.lines();
+    }
+    EXPECT_EQ(plugin.connection(), nullptr) << row.line;
+#ifndef __APPLE__
+    EXPECT_THAT(logged, ElementsAre(std::string("ESDMain.cpp: ") + row.line));
+#endif
+  }
+  EXPECT_EQ(esd_main(0, nullptr, nullptr), 1);
+}
+
+TEST_F(ESDMainTest, PairsComeInAnyOrderAndAPortMayHaveATail) {
+  const std::pair<std::string, int> registered = {kLaunched, 0};
+  EXPECT_EQ(launchAndClose(pairs(hostPort())), registered);
+  EXPECT_EQ(launchAndClose(pairs(hostPort() + "ab")), registered);
+  EXPECT_EQ(launchAndClose(
+                {"-info", "{}", "-registerEvent", "R", "-pluginUUID", "U", "-port", hostPort()}),
+            registered);
+  EXPECT_EQ(launchAndClose({"-info", "no JSON", "-port", hostPort(), "-pluginUUID", "-info",
+                            "-registerEvent", "\"{}\n\xc3\xa9"}),
+            std::make_pair(std::string("{\"event\":\"\\\"{}\\n\xc3\xa9\",\"uuid\":\"-info\"}"), 0));
+}
+
+TEST_F(ESDMainTest, APortThatNobodyAnswersEndsWithoutFault) {
+  const std::string port = std::to_string(nobody.port());
+  for (const std::string& text :
+       {port, std::string("-5"), std::string("65536"), std::to_string(65536 + host.port())}) {
+    EXPECT_EQ(launch(pairs(text)), 0) << text;
+  }
+  EXPECT_EQ(launch(pairs(port), nullptr), 0);
+  host.vanish();
+  EXPECT_THAT(host.events.rest(), IsEmpty());
+}
+
+TEST_F(ESDMainTest, ThePluginAndTheLogAreWiredToTheConnection) {
+  int code = -1;
+  runner.emplace([&] { code = launch(pairs(hostPort())); });
+  EXPECT_EQ(host.frames.next(), kLaunched);
+  host.send(R"({"event":"systemDidWakeUp"})");
+  EXPECT_EQ(host.frames.next(), R"({"context":"woken","event":"showOk"})");
+  ESDLogWithContext("a/Test.cpp", "a line");
+  EXPECT_EQ(host.frames.next(), logFrame("Test.cpp: a line"));
+  host.close("");
+  ASSERT_TRUE(ended());
+  EXPECT_EQ(code, 0);
+  ESDLogWithContext("a/Test.cpp", "after the end");
+}
+
+TEST_F(ESDMainTest, AnIdentifierThatIsNotTextEndsInOrder) {
+  ESDLogger::disableDebugLogging = false;
+  Arguments arguments = pairs(hostPort());
+  arguments[3] = "U\xff";
+  const SystemLog log;
+  EXPECT_EQ(launch(arguments), 0);
+  EXPECT_EQ(host.events.next(), "opened");
+#ifndef __APPLE__
+  EXPECT_THAT(log.lines(),
+              ElementsAre("ESDConnectionManager.cpp: OnOpen",
+                          StartsWith("ESDConnectionManager.cpp: Websocket threw an exception: ")));
+#endif
+}
+
+[[noreturn]] void launchAndTellTheLanguage(const Arguments& arguments) {
+  const int code = launch(arguments);
+  std::cerr << ESDLocalizer::GetLocalizedString("language");
+  std::exit(code);
+}
+
+// What the language was shows in the table that was loaded, and that happens once in a process.
+TEST_F(ESDMainTest, TheLanguageComesFromTheInformationDocument) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  host.vanish();  // no other thread may be running while a process is started
+  const LanguageFile english("en", R"({"Localization":{"language":"English"}})");
+  const LanguageFile other("xx-main", R"({"Localization":{"language":"Other"}})");
+  const std::string deep(100000, '[');
+  const struct {
+    std::string info;
+    const char* language;
+  } rows[] = {
+      {R"({"application":{"language":"xx-main"}})", "Other"},
+      {R"({"devices":[],"application":{"version":"7","language":"xx-main"}})", "Other"},
+      {R"({"application":{"language":"none"}})", "language"},
+      {R"({"application":{"language":""}})", "language"},
+      {R"({"application":{"language":7}})", "English"},
+      {R"({"application":{}})", "English"},
+      {R"({"application":"xx-main"})", "English"},
+      {R"({"language":"xx-main"})", "English"},
+      {R"([{"application":{"language":"xx-main"}}])", "English"},
+      {R"({"application":{"language":"xx-main"}} x)", "English"},
+      {R"(/**/{"application":{"language":"xx-main"}})", "English"},
+      {"xx-main", "English"},
+      {"7", "English"},
+      {deep, "English"},
+      {R"({"application":)" + deep, "English"},
+  };
+  for (const auto& row : rows) {
+    Arguments arguments = pairs("-1");
+    arguments[7] = row.info;
+    EXPECT_EXIT(launchAndTellTheLanguage(arguments), ExitedWithCode(0), Eq(row.language))
+        << row.info.substr(0, 100);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,198 @@
+#include "StreamDeckSDK/ESDPlugin.h"
+
+#include <gmock/gmock.h>
+
+#include <climits>
+
+#include "StreamDeckSDK/ESDAction.h"
+#include "tests/support/HostFixture.h"
+#include "tests/support/SystemLog.h"
+
+using nlohmann::json;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+// Writes down each call.
+class RecordingAction : public ESDAction {
+ public:
+  RecordingAction(ESDConnectionManager* manager, const std::string& action,
+                  const std::string& context, Lines& log)
+      : ESDAction(manager, action, context), calls(log) {}
+
+  void DidReceiveSettings(const json& settings) override { note("DidReceiveSettings", settings); }
+  void KeyDown(const json& settings) override { note("KeyDown", settings); }
+  void KeyUp(const json& settings) override { note("KeyUp", settings); }
+  void DialUp(const json& settings) override { note("DialUp", settings); }
+  void DialDown(const json& settings) override { note("DialDown", settings); }
+  void SendToPlugin(const json& payload) override { note("SendToPlugin", payload); }
+  void WillAppear(const json& settings) override { note("WillAppear", settings); }
+  void RotateClockwise(const json& settings, unsigned int ticks, bool pressed) override {
+    note("RotateClockwise", {settings, ticks, pressed});
+  }
+  void RotateCounterClockwise(const json& settings, unsigned int ticks, bool pressed) override {
+    note("RotateCounterClockwise", {settings, ticks, pressed});
+  }
+
+ private:
+  void note(const std::string& operation, const json& given) {
+    calls.add(operation + " " + given.dump());
+  }
+
+  Lines& calls;
+};
+
+// Has an action for every context but "unknown".
+class RoutedPlugin : public ESDPlugin {
+ public:
+  std::shared_ptr<ESDAction> GetOrCreateAction(const std::string& action,
+                                               const std::string& context) override {
+    calls.add("for " + action + " " + context);
+    if (context == "unknown") return nullptr;
+    return std::make_shared<RecordingAction>(mConnectionManager, action, context, calls);
+  }
+
+  Lines calls;
+};
+
+class ESDPluginTest : public HostFixture {
+ protected:
+  using Route = void (ESDPlugin::*)(const std::string&, const std::string&, const json&,
+                                    const std::string&);
+
+  // The call on the action that an event's payload leads to, if any.
+  std::vector<std::string> routed(Route route, const std::string& payload) {
+    try {
+      (plugin.*route)("A", "C", json::parse(payload), "D");
+    } catch (const json::exception&) {
+      plugin.calls.add("raised");
+    }
+    EXPECT_EQ(plugin.calls.next(), "for A C");
+    return plugin.calls.rest();
+  }
+
+  RoutedPlugin plugin;
+};
+
+constexpr auto kRotate = &ESDPlugin::DialRotateForAction;
+constexpr auto kPress = &ESDPlugin::DialPressForAction;
+
+TEST_F(ESDPluginTest, EventsReachTheActionOfTheirContext) {
+  const std::string payload = R"({"n":1,"settings":{"KeyName":"Gear"}})";
+  const std::string settings = R"({"KeyName":"Gear"})";
+  EXPECT_THAT(routed(&ESDPlugin::KeyDownForAction, payload), ElementsAre("KeyDown " + settings));
+  EXPECT_THAT(routed(&ESDPlugin::KeyUpForAction, payload), ElementsAre("KeyUp " + settings));
+  EXPECT_THAT(routed(&ESDPlugin::WillAppearForAction, payload),
+              ElementsAre("WillAppear " + settings));
+  EXPECT_THAT(routed(&ESDPlugin::DidReceiveSettings, payload),
+              ElementsAre("DidReceiveSettings " + settings));
+  EXPECT_THAT(routed(&ESDPlugin::SendToPlugin, payload), ElementsAre("SendToPlugin " + payload));
+  EXPECT_THAT(routed(&ESDPlugin::SendToPlugin, "null"), ElementsAre("SendToPlugin null"));
+  EXPECT_THAT(routed(kPress, R"({"pressed":true,"settings":{"a":1}})"),
+              ElementsAre(R"(DialDown {"a":1})"));
+  EXPECT_THAT(routed(kPress, R"({"pressed":false,"settings":{"a":1}})"),
+              ElementsAre(R"(DialUp {"a":1})"));
+
+  plugin.TouchTabForAction("A", "C", json::parse(payload), "D");
+  plugin.WillDisappearForAction("A", "C", json::parse(payload), "D");
+  EXPECT_THAT(plugin.calls.rest(), IsEmpty());
+}
+
+TEST_F(ESDPluginTest, TheSignOfTheTicksIsTheDirection) {
+  const struct {
+    int ticks;
+    bool pressed;
+    const char* call;
+  } rows[] = {{1, true, "RotateClockwise [{},1,true]"},
+              {0, false, "RotateClockwise [{},0,false]"},
+              {INT_MAX, false, "RotateClockwise [{},2147483647,false]"},
+              {-3, false, "RotateCounterClockwise [{},3,false]"},
+              {-1, true, "RotateCounterClockwise [{},1,true]"},
+              {INT_MIN, true, "RotateCounterClockwise [{},2147483648,true]"}};
+  for (const auto& row : rows) {
+    const json payload = {
+        {"ticks", row.ticks}, {"pressed", row.pressed}, {"settings", json::object()}};
+    EXPECT_THAT(routed(kRotate, payload.dump()), ElementsAre(row.call));
+  }
+}
+
+TEST_F(ESDPluginTest, APayloadThatLacksSomethingRaisesAndCallsNothing) {
+  const auto raised = ElementsAre("raised");
+  for (const Route route : {&ESDPlugin::KeyDownForAction, &ESDPlugin::KeyUpForAction,
+                            &ESDPlugin::WillAppearForAction, &ESDPlugin::DidReceiveSettings}) {
+    for (const char* payload : {"null", "{}", "[]", "7"}) {
+      EXPECT_THAT(routed(route, payload), raised) << payload;
+    }
+  }
+  for (const char* payload : {"null", "{}", R"({"settings":{}})", R"({"pressed":true})",
+                              R"({"pressed":"true","settings":{}})"}) {
+    EXPECT_THAT(routed(kPress, payload), raised) << payload;
+  }
+  for (const char* payload :
+       {"null", "{}", R"({"pressed":true,"settings":{}})", R"({"ticks":1,"settings":{}})",
+        R"({"ticks":1,"pressed":true})", R"({"ticks":"1","pressed":true,"settings":{}})",
+        R"({"ticks":1,"pressed":0,"settings":{}})"}) {
+    EXPECT_THAT(routed(kRotate, payload), raised) << payload;
+  }
+}
+
+TEST_F(ESDPluginTest, AnEventWithoutAnActionEndsInTheLog) {
+  ESDLogger::SetConnectionManager(&connect(&plugin));
+  const SystemLog quiet;
+  const std::pair<Route, const char*> rows[] = {
+      {&ESDPlugin::KeyDownForAction, "No action for keydown - A{} unknown"},
+      {&ESDPlugin::KeyUpForAction, "No action for keyup - A{} unknown"},
+      {kPress, "No action for dialPress - A{} unknown"},
+      {kRotate, "No action for dialRotate - A{} unknown"},
+      {&ESDPlugin::WillAppearForAction, "No action for WillAppear - A{} unknown"},
+      {&ESDPlugin::SendToPlugin, "Received plugin request for unknown action A{} unknown"},
+      {&ESDPlugin::DidReceiveSettings, "No action for DidReceiveSettings: A{} unknown"}};
+  for (const auto& [route, message] : rows) {
+    (plugin.*route)("A{}", "unknown", json(), "D");
+    EXPECT_EQ(host.frames.next(), logFrame(std::string("ESDPlugin.cpp: ") + message));
+    EXPECT_EQ(plugin.calls.next(), "for A{} unknown");
+  }
+  EXPECT_THAT(plugin.calls.rest(), IsEmpty());
+}
+
+TEST_F(ESDPluginTest, ABadPayloadDoesNotCostTheConnection) {
+  connect(&plugin);
+  host.send(R"({"event":"dialRotate","action":"A","context":"C","payload":{"ticks":"3"}})");
+  EXPECT_EQ(plugin.calls.next(), "for A C");
+  host.send(R"({"event":"keyDown","action":"A","context":"D","payload":{"settings":{}}})");
+  EXPECT_EQ(plugin.calls.next(), "for A D");
+  EXPECT_EQ(plugin.calls.next(), "KeyDown {}");
+}
+
+TEST_F(ESDPluginTest, AnActionSendsForItsOwnContext) {
+  ESDConnectionManager& manager = connect(&plugin);
+  ESDAction action(&manager, "A", "C");
+  EXPECT_EQ(action.GetAction(), "A");
+  EXPECT_EQ(action.GetContext(), "C");
+  EXPECT_EQ(action.GetESD(), &manager);
+
+  action.SetState(-1);
+  action.SetTitle("T", 1, 2);
+  action.SetImage("", 1, 2);
+  action.SetSettings({{"a", 1}});
+  action.ShowAlert();
+  action.ShowOK();
+  action.SetFeedback({{"b", 2}});
+  action.SetFeedbackLayout("L");
+  action.SendToPropertyInspector({{"c", 3}});
+  for (const std::string& frame :
+       linesOf(R"({"context":"C","event":"setState","payload":{"state":-1}}
+{"context":"C","event":"setTitle","payload":{"state":2,"target":1,"title":"T"}}
+{"context":"C","event":"setImage","payload":{"image":"","state":2,"target":1}}
+{"context":"C","event":"setSettings","payload":{"a":1}}
+{"context":"C","event":"showAlert"}
+{"context":"C","event":"showOk"}
+{"context":"C","event":"setFeedback","payload":{"b":2}}
+{"context":"C","event":"setFeedbackLayout","payload":{"layout":"L"}}
+{"action":"A","context":"C","event":"sendToPropertyInspector","payload":{"c":3}})")) {
+    EXPECT_EQ(host.frames.next(), frame);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,130 @@
+// The path helpers, and the localizer, which builds on them.
+#include "StreamDeckSDK/ESDUtilities.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <iostream>
+
+#include "StreamDeckSDK/ESDLocalizer.h"
+#include "StreamDeckSDK/ESDLogger.h"
+#include "tests/support/LanguageFile.h"
+#include "tests/support/SystemLog.h"
+
+namespace fs = ghc::filesystem;
+using testing::ElementsAre;
+using testing::Eq;
+using testing::ExitedWithCode;
+
+namespace {
+
+TEST(ESDUtilities, PathsAreJoinedByOneSlash) {
+  const char* const rows[][3] = {{"/a/", "/b", "/a/b"}, {"/a", "b", "/a/b"},  {"/a/", "b", "/a/b"},
+                                 {"/a", "/b", "/a/b"},  {"", "b", "b"},       {"", "/b", "/b"},
+                                 {"", "", ""},          {"/a", "", "/a/"},    {"/a/", "", "/a/"},
+                                 {"/", "/", "/"},       {"a\\", "b", "a\\/b"}};
+  for (const auto& [path, component, joined] : rows) {
+    EXPECT_EQ(ESDUtilities::AddPathComponent(path, component), joined) << path << " " << component;
+  }
+}
+
+TEST(ESDUtilities, ParentAndNameTakeAPathApart) {
+  ESDLogger::disableDebugLogging = true;
+  const char* const rows[][3] = {{"", "/", "/"},
+                                 {"/", "/", "/"},
+                                 {"/a", "/", "a"},
+                                 {"/a/b", "/a", "b"},
+                                 {"/a/b/", "/a", "b"},
+                                 {"/a/b//", "/a", "b"},
+                                 {"/a/", "/", "a"},
+                                 {"//a", "/", "a"},
+                                 {"/a//b", "/a/", "b"},
+                                 {"a/b", "", "b"},
+                                 {"a/b/", "", "b"},
+                                 {"a", "", "a"},
+                                 {"/a b/c.d", "/a b", "c.d"}};
+  for (const auto& [path, parent, name] : rows) {
+    EXPECT_EQ(ESDUtilities::GetParentDirectoryPath(path), parent) << path;
+    EXPECT_EQ(ESDUtilities::GetFileName(path), name) << path;
+  }
+  EXPECT_EQ(ESDUtilities::GetParentDirectoryPath("///"), "/");
+  ESDLogger::disableDebugLogging = false;
+}
+
+TEST(ESDUtilities, ARelativePathIsOnlyADebugLine) {
+  SKIP_WITHOUT_SYSTEM_LOG();
+  const SystemLog log;
+  EXPECT_EQ(ESDUtilities::GetParentDirectoryPath("a/b"), "");
+  ESDLogger::disableDebugLogging = true;
+  EXPECT_EQ(ESDUtilities::GetParentDirectoryPath("a/b"), "");
+  ESDLogger::disableDebugLogging = false;
+  EXPECT_THAT(log.lines(), ElementsAre("ESDUtilitiesPOSIX.cpp: Relative paths are not supported"));
+}
+
+TEST(ESDUtilities, SleepLastsAtLeastItsTime) {
+  const auto start = std::chrono::steady_clock::now();
+  ESDUtilities::DoSleep(0);
+  ESDUtilities::DoSleep(30);
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(30));
+}
+
+TEST(ESDUtilities, TheProgramsPathIsWholeWhereverItIsAskedFrom) {
+  const fs::path path = ESDUtilities::GetPluginExecutablePath();
+  EXPECT_TRUE(path.is_absolute()) << path;
+  EXPECT_TRUE(fs::is_regular_file(path)) << path;
+  EXPECT_EQ(path.filename(), "sdk_test");
+  const fs::path folder = fs::current_path();
+  fs::current_path("/");
+  EXPECT_EQ(ESDUtilities::GetPluginExecutablePath(), path);
+  fs::current_path(folder);
+}
+
+// The table is loaded once in a process, so each of these questions is asked in one of its own.
+[[noreturn]] void askFor(const std::string& key) {
+  std::cerr << ESDLocalizer::GetLocalizedString(key);
+  std::exit(0);
+}
+
+class ESDLocalizerTest : public testing::Test {
+ protected:
+  void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+};
+
+TEST_F(ESDLocalizerTest, TranslatesFromTheFileBesideTheProgram) {
+  const LanguageFile file("xx-sdk-1", R"({"Localization":{"Yes":"Oui","List":["No"]},"No":"Non"})");
+  const auto load = [] { ESDLocalizer::Initialize("xx-sdk-1"); };
+  EXPECT_EXIT((load(), askFor("Yes")), ExitedWithCode(0), Eq("Oui"));
+  EXPECT_EXIT((load(), askFor("No")), ExitedWithCode(0), Eq("No"));
+  EXPECT_EXIT((load(), askFor("List")), ExitedWithCode(0), Eq("List"));
+  EXPECT_EXIT((load(), askFor("")), ExitedWithCode(0), Eq(""));
+  EXPECT_EXIT(askFor("Yes"), ExitedWithCode(0), Eq("Yes"));
+}
+
+TEST_F(ESDLocalizerTest, OnlyTheFirstLanguageCounts) {
+  const LanguageFile first("xx-sdk-2", R"({"Localization":{"Yes":"Oui"}})");
+  const LanguageFile second("xx-sdk-3", R"({"Localization":{"Yes":"Ja"}})");
+  const auto load = [](const char* one, const char* other) {
+    ESDLocalizer::Initialize(one);
+    ESDLocalizer::Initialize(other);
+  };
+  EXPECT_EXIT((load("xx-sdk-2", "xx-sdk-3"), askFor("Yes")), ExitedWithCode(0), Eq("Oui"));
+  EXPECT_EXIT((load("xx-none", "xx-sdk-3"), askFor("Yes")), ExitedWithCode(0), Eq("Yes"));
+}
+
+TEST_F(ESDLocalizerTest, AnUnusableTableLeavesTheKeys) {
+  const LanguageFile nameless("", R"({"Localization":{"Yes":"Oui"}})");
+  EXPECT_EXIT((ESDLocalizer::Initialize(""), askFor("Yes")), ExitedWithCode(0), Eq("Yes"));
+  for (const char* content : {"", "{", "[]", "null", R"({"Localization":"Yes"})",
+                              R"({"Yes":"Oui"})", R"({"Localization":{"Yes":"Oui"}} x)"}) {
+    const LanguageFile file("xx-sdk-4", content);
+    EXPECT_EXIT((ESDLocalizer::Initialize("xx-sdk-4"), askFor("Yes")), ExitedWithCode(0), Eq("Yes"))
+        << content;
+  }
+  const fs::path folder = LanguageFile::pathOf("xx-sdk-5");
+  fs::create_directory(folder);
+  EXPECT_EXIT((ESDLocalizer::Initialize("xx-sdk-5"), askFor("Yes")), ExitedWithCode(0), Eq("Yes"));
+  fs::remove(folder);
+}
+
+}  // namespace

@@ -1,0 +1,87 @@
+#include "common/ThreadSafeQueue.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <future>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+TEST(ThreadSafeQueue, HandsElementsOnInOrderAndKeepsTheFrontUntilPopped) {
+  ThreadSafeQueue<std::string> queue;
+  std::string pushed = "an element long enough to live on the heap";
+  queue.push(std::move(pushed));
+  EXPECT_EQ(pushed, "an element long enough to live on the heap") << "push copies";
+  std::string& front = queue.front();
+  for (int i = 0; i < 1000; ++i) queue.push(std::to_string(i));
+  EXPECT_EQ(&queue.front(), &front) << "pushes must not move what the consumer is using";
+  EXPECT_EQ(front, pushed);
+  EXPECT_EQ(queue.size(), 1001U);
+  queue.pop();
+  for (int i = 0; i < 1000; ++i, queue.pop()) ASSERT_EQ(queue.front(), std::to_string(i));
+  EXPECT_EQ(queue.size(), 0U);
+}
+
+TEST(ThreadSafeQueue, DestructionReleasesWhatRemains) {
+  auto element = std::make_shared<int>(1);
+  {
+    ThreadSafeQueue<std::shared_ptr<int>> queue;
+    queue.push(std::shared_ptr<int>(element));
+    queue.push(std::shared_ptr<int>(element));
+    queue.pop();
+    EXPECT_EQ(element.use_count(), 2);
+  }
+  EXPECT_EQ(element.use_count(), 1);
+}
+
+TEST(ThreadSafeQueue, AThrowingCopyLeavesTheQueueUsable) {
+  struct Fragile {
+    explicit Fragile(bool breaks) : breaksOnCopy(breaks) {}
+    Fragile(const Fragile& other) : breaksOnCopy(other.breaksOnCopy) {
+      if (breaksOnCopy) throw std::runtime_error("no copy");
+    }
+    bool breaksOnCopy;
+  };
+  ThreadSafeQueue<Fragile> queue;
+  EXPECT_THROW(queue.push(Fragile(true)), std::runtime_error);
+  queue.push(Fragile(false));
+  EXPECT_EQ(queue.size(), 1U);
+}
+
+TEST(ThreadSafeQueue, FrontWaitsForAPushFromAnotherThread) {
+  ThreadSafeQueue<int> queue;
+  auto waiter = std::async(std::launch::async, [&queue] { return queue.front(); });
+  queue.push(7);
+  ASSERT_EQ(waiter.wait_for(std::chrono::seconds(60)), std::future_status::ready);
+  EXPECT_EQ(waiter.get(), 7);
+  EXPECT_EQ(queue.size(), 1U);
+}
+
+TEST(ThreadSafeQueue, ManyProducersLoseNothingAndEachKeepsItsOrder) {
+  constexpr int kProducers = 4;
+  constexpr int kEach = 5000;
+  ThreadSafeQueue<int> queue;
+  std::vector<std::thread> producers;
+  for (int producer = 0; producer < kProducers; ++producer) {
+    producers.emplace_back([&queue, producer] {
+      for (int i = 0; i < kEach; ++i) queue.push(i * kProducers + producer);
+    });
+  }
+  std::vector<int> next(kProducers, 0);
+  bool inOrder = true;
+  for (int taken = 0; taken < kProducers * kEach; ++taken, queue.pop()) {
+    const int element = queue.front();
+    int& expected = next[static_cast<std::size_t>(element % kProducers)];
+    inOrder = inOrder && element / kProducers == expected++;
+  }
+  for (auto& producer : producers) producer.join();
+  EXPECT_TRUE(inOrder);
+  EXPECT_EQ(queue.size(), 0U);
+}
+
+}  // namespace

@@ -1,0 +1,92 @@
+#include <gmock/gmock.h>
+
+#include "tests/e2e/Stage.h"
+
+namespace {
+
+using testing::Contains;
+using testing::HasSubstr;
+
+struct Launch {
+  std::vector<std::string> arguments;
+  int exitCode;
+  std::string says;  // the first line, without the program's name; empty: none but the last
+};
+
+class LaunchTest : public Stage {
+ protected:
+  std::unique_ptr<ChildProcess> start(const std::vector<std::string>& arguments) {
+    Lines command{VELOMAR_PROGRAM};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    ChildProcess::Options options;
+    options.folder = folder.string();
+    options.withErrorOutput = true;
+    return std::make_unique<ChildProcess>(command, std::move(options));
+  }
+
+  void touch(const std::string& name) { std::ofstream(folder / name) << "left behind"; }
+};
+
+// Side by side, because the link's start pause makes each of them last 5 seconds.
+TEST_F(LaunchTest, EveryRefusalSaysWhyCleansUpAndEndsWithOne) {
+  const std::vector<Launch> launches = {
+      {{}, 1, "ESDMain.cpp: Invalid number of parameters 1 instead of 9"},
+      {{"-port", "1", "-pluginUUID", "u", "-registerEvent", "r", "-info", "{}", "more"},
+       1,
+       "ESDMain.cpp: Invalid number of parameters 10 instead of 9"},
+      {{"-a", "1", "-b", "u", "-c", "r", "-d", "{}"}, 1, "ESDMain.cpp: Invalid port number"},
+      {{"-port", "abc", "-pluginUUID", "u", "-registerEvent", "r", "-info", "{}"},
+       1,
+       "ESDMain.cpp: Invalid port number"},
+      {{"-port", "1", "-pluginUUID", "", "-registerEvent", "r", "-info", "{}"},
+       1,
+       "ESDMain.cpp: Invalid plugin UUID"},
+      {{"-port", "1", "-port", "2", "-pluginUUID", "u", "-info", "{}"},
+       1,
+       "ESDMain.cpp: Invalid registerEvent"},
+      {{"-info", "", "-registerEvent", "r", "-pluginUUID", "u", "-port", "1"},
+       1,
+       "ESDMain.cpp: Invalid info"},
+      // Nobody listens on port 1, and 99999 is no port: the connection fails without a line.
+      {{"-info", "not JSON", "-registerEvent", "r", "-pluginUUID", "u", "-port", "1"}, 0, ""},
+      {{"-port", "99999", "-pluginUUID", "u", "-registerEvent", "r", "-info", "{}"}, 0, ""},
+      {{"-port", "-5", "-pluginUUID", "u", "-registerEvent", "r", "-info", "{}"}, 0, ""},
+  };
+  touch("images/1.png");
+  touch("layouts/a.json");
+  std::filesystem::create_directory(folder / "images/kept");
+
+  std::vector<std::unique_ptr<ChildProcess>> programs;
+  for (const Launch& launch : launches) programs.push_back(start(launch.arguments));
+  for (std::size_t i = 0; i < launches.size(); ++i) {
+    SCOPED_TRACE(i);
+    EXPECT_EQ(programs[i]->waitForEnd(kPatience), launches[i].exitCode);
+    ASSERT_TRUE(programs[i]->waitForLine("Shutting Down", kPatience));
+    const Lines lines = programs[i]->lines();
+    EXPECT_THAT(lines.back(), HasSubstr("Velomar.cpp: Shutting Down Velomar Stream Deck Plugin"));
+    EXPECT_THAT(lines, Contains(HasSubstr("XPlaneManager.cpp: Starting XPlane Manager")));
+    if (!launches[i].says.empty()) {
+      EXPECT_THAT(lines.front(), HasSubstr(launches[i].says));
+    }
+    // Nothing else: a debug line, for one, would be a fourth or fifth.
+    EXPECT_EQ(lines.size(), launches[i].says.empty() ? 4U : 5U);
+  }
+  EXPECT_TRUE(std::filesystem::is_empty(folder / "layouts"));
+  EXPECT_FALSE(std::filesystem::exists(folder / "images/1.png"));
+  EXPECT_TRUE(std::filesystem::exists(folder / "images/kept"));
+  EXPECT_FALSE(std::filesystem::exists(region("ToXPlane"))) << "the last one removes the region";
+}
+
+TEST_F(LaunchTest, AStoreThatCannotBeOpenedLeavesTheHostServed) {
+  std::filesystem::create_directory(region("ToXPlane"));
+  startDeck();
+  tellDeck("plug D");
+  tellDeck("appear K D 0 0 GEAR");
+  awaitDeck(R"({"context":"K","event":"setImage","payload":{"image":"","target":0}})");
+  const auto told = awaitDeck("XPlaneManager.cpp: Can't open the store ToXPlane, code 6");
+  tellDeck("wake");
+  awaitDeck(R"({"message":"Velomar.cpp: System woke up"})", told);
+  endDeck();
+}
+
+}  // namespace

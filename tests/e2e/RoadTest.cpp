@@ -1,0 +1,141 @@
+#include <gmock/gmock.h>
+
+#include "store/simdb.h"
+#include "tests/e2e/Stage.h"
+
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+
+class RoadTest : public Stage {
+ protected:
+  void bringUpPanel() {
+    tellDeck("plug D");
+    tellDeck("appear K D 0 0 GEAR");
+    tellDeck("dial E D 2 HEADING");
+  }
+
+  // The text behind the stamp and the tag, of every line that has the tag.
+  static Lines tagged(const ChildProcess& child, const std::string& tag) {
+    Lines found;
+    for (const std::string& line : child.lines()) {
+      const auto at = line.find(tag);
+      if (at != std::string::npos) found.push_back(line.substr(at + tag.size()));
+    }
+    return found;
+  }
+
+  static constexpr char kReplay[] =
+      R"({"Message":"Group Message","Messages":{"0":{"Message":"API Version","Version":1},)"
+      R"("1":{"Device ID":"D","Message":"Add Device"},)"
+      R"("2":{"Column":2,"Context":"E","Controller":"Encoder","Device ID":"D",)"
+      R"("KeyName":"HEADING","Message":"Add Context","Row":0},)"
+      R"("3":{"Column":0,"Context":"K","Controller":"Keypad","Device ID":"D",)"
+      R"("KeyName":"GEAR","Message":"Add Context","Row":0},"4":{"Message":"Force Refresh"}}})";
+};
+
+// The link's own pauses and limits, as the program has them.
+TEST_F(RoadTest, WithoutASimulatorOneHelloWaitsAndWhatIsPressedIsKept) {
+  startDeck();
+  const double registered = stampOf(*deck, awaitDeck("registerPlugin"));
+  bringUpPanel();
+  tellDeck("press K");
+  const auto said = awaitDeck("XPlaneManager.cpp: Sent Hello");
+  EXPECT_GE(stampOf(*deck, said) - registered, 4.9) << "the start pause";
+  {
+    simdb peer("ToXPlane", 2048, 4096, false);
+    ASSERT_EQ(peer.openError(), SIMDB_OK);
+    const auto keys = peer.getKeyStrs();
+    ASSERT_EQ(keys.size(), 1U) << "nothing but the Hello goes out";
+    EXPECT_EQ(keys[0].str, "0000000001");
+    EXPECT_EQ(peer.get("0000000001"), "{Hello}");
+  }
+  startCockpit();
+  awaitCockpit("Force Refresh");
+  EXPECT_THAT(tagged(*cockpit, "from panel    "),
+              ElementsAre(R"({"Device ID":"D","Message":"Add Device"})",
+                          R"({"Column":0,"Context":"K","Controller":"Keypad","Device ID":"D",)"
+                          R"("KeyName":"GEAR","Message":"Add Context","Row":0})",
+                          R"({"Column":2,"Context":"E","Controller":"Encoder","Device ID":"D",)"
+                          R"("KeyName":"HEADING","Message":"Add Context","Row":0})",
+                          R"({"Context":"K","Message":"Key Down"})", kReplay));
+  endDeck();
+}
+
+TEST_F(RoadTest, BothDirectionsWorkAndALostSimulatorBlanksThePanelAndComesBack) {
+  startCockpit();
+  startDeck();
+  bringUpPanel();
+  awaitCockpit(kReplay);
+
+  auto seen = awaitCockpit("Force Refresh");
+  for (const char* command :
+       {"press K", "release K", "push E", "pull E", "rotate E -3", "hold E"}) {
+    tellDeck(command);
+  }
+  for (const char* message :
+       {R"({"Context":"K","Message":"Key Down"})", R"({"Context":"K","Message":"Key Up"})",
+        R"({"Context":"E","Message":"Dial Down"})", R"({"Context":"E","Message":"Dial Up"})",
+        R"({"Context":"E","Message":"Encoder Rotate","Ticks":-3})",
+        R"({"Context":"E","Hold":true,"Message":"Touch Tap"})"}) {
+    seen = awaitCockpit(message, seen);
+  }
+
+  tellCockpit(R"({"Message":"Update Full Image ID","Context":"K","Image ID":-1,"Base64":"QUJD"})");
+  awaitDeck(R"({"context":"K","event":"setImage","payload":{"image":"data:image/png;base64,QUJD")");
+  tellCockpit(R"({"Message":"Update Image ID","Context":"E","Image ID":4294967295})");
+  awaitDeck(R"({"context":"E","event":"setFeedback","payload":{"icon":"images/4294967295.png"}})");
+  EXPECT_TRUE(std::filesystem::exists(folder / "images/4294967295.png"));
+
+  const std::size_t before = deck->lines().size();
+  killCockpit();
+  const auto lost = awaitDeck("No Heartbeat, disconnected", before);
+  awaitDeck(R"({"context":"E","event":"setFeedback","payload":{"icon":"SDPlusIcon.png"}})", lost);
+  awaitDeck(R"({"context":"K","event":"setImage","payload":{"image":"","target":0}})", lost);
+
+  startCockpit();
+  awaitCockpit(kReplay);
+  tellCockpit(R"({"Message":"Update Image ID","Context":"K","Image ID":-1})");
+  awaitDeck("Velomar.cpp: Image is mising base64", lost);
+  endDeck();
+  EXPECT_TRUE(std::filesystem::is_empty(folder / "images"));
+}
+
+TEST_F(RoadTest, TheSimulatorRestartsTenTimesAndThePanelIsToldEachTime) {
+  startDeck();
+  bringUpPanel();
+  for (int run = 0; run < 10; ++run) {
+    SCOPED_TRACE(run);
+    startCockpit();
+    awaitCockpit("Force Refresh");
+    const std::size_t before = deck->lines().size();
+    const std::string title = "run " + std::to_string(run);
+    tellCockpit(R"({"Message":"Set Title","Context":"K","Title":")" + title + "\"}");
+    awaitDeck(R"("title":")" + title, before);
+    tellDeck("press K");
+    awaitCockpit("Key Down");
+    killCockpit();
+  }
+  EXPECT_THAT(deck->lines(), Not(Contains(HasSubstr("Got some error"))));
+  endDeck();
+}
+
+TEST_F(RoadTest, ABadMessageCostsTheLinkAndTheHandshakeBringsItBack) {
+  startCockpit();
+  startDeck();
+  bringUpPanel();
+  awaitCockpit("Force Refresh");
+  const std::size_t before = deck->lines().size();
+  tellCockpit("caf\xE9");
+  tellCockpit(R"({"Message":"Set Title","Context":"K","Title":"behind it"})");
+  const auto error = awaitDeck("Got some error, disconnecting. Msg: ", before);
+  const auto handled = awaitDeck("behind it", error);
+  EXPECT_GE(stampOf(*deck, handled) - stampOf(*deck, error), 4.9) << "the pause after an error";
+  awaitDeck("Got Welcome Message", error);
+  endDeck();
+}
+
+}  // namespace

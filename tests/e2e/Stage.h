@@ -1,0 +1,92 @@
+// The real program between the two stand-ins, each in a process of its own, in a folder like the
+// one that the plug-in is installed in. Leaves no file behind.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tools/common/ChildProcess.h"
+
+class Stage : public testing::Test {
+ protected:
+  using Lines = std::vector<std::string>;
+
+  // Much longer than anything here takes, so that a busy machine fails no test.
+  static constexpr std::chrono::seconds kPatience{60};
+
+  void SetUp() override {
+    removeRegions();
+    std::string name = (std::filesystem::temp_directory_path() / "velomar-e2e-XXXXXX").string();
+    ASSERT_NE(mkdtemp(name.data()), nullptr);
+    folder = name;
+    std::filesystem::create_directory(folder / "images");
+    std::filesystem::create_directory(folder / "layouts");
+  }
+
+  void TearDown() override {
+    deck.reset();
+    cockpit.reset();
+    std::filesystem::remove_all(folder);
+    removeRegions();
+  }
+
+  static void removeRegions() {
+    std::filesystem::remove_all(region("ToXPlane"));
+    std::filesystem::remove_all(region("FromXPlane"));
+  }
+
+  static std::filesystem::path region(const std::string& name) { return "/var/tmp/simdb_" + name; }
+
+  void startDeck() {
+    deck = std::make_unique<ChildProcess>(
+        Lines{VELOMAR_DECK, "--folder", folder.string(), VELOMAR_PROGRAM}, ChildProcess::Options{});
+    ASSERT_TRUE(deck->waitForLine("registerPlugin", kPatience)) << "no registration";
+  }
+
+  void startCockpit() {
+    cockpit = std::make_unique<ChildProcess>(Lines{VELOMAR_COCKPIT}, ChildProcess::Options{});
+    ASSERT_TRUE(cockpit->waitForLine("stores open", kPatience));
+  }
+
+  void killCockpit() { cockpit.reset(); }
+
+  void tellDeck(const std::string& line) { deck->writeLine(line); }
+  void tellCockpit(const std::string& line) { cockpit->writeLine(line); }
+
+  // Waits for a line of the deck or the cockpit that holds all of `text`. The index behind it.
+  std::size_t awaitDeck(const std::string& text, std::size_t from = 0) {
+    return await(*deck, text, from);
+  }
+  std::size_t awaitCockpit(const std::string& text, std::size_t from = 0) {
+    return await(*cockpit, text, from);
+  }
+
+  // Seconds from the common start that a line carries in front.
+  static double stampOf(const ChildProcess& child, std::size_t behind) {
+    return std::atof(child.lines().at(behind - 1).c_str());
+  }
+
+  void endDeck() {
+    tellDeck("quit");
+    EXPECT_EQ(deck->waitForEnd(kPatience), 0);
+    EXPECT_TRUE(deck->waitForLine("plug-in ended with 0", kPatience));
+  }
+
+  std::filesystem::path folder;
+  std::unique_ptr<ChildProcess> deck;
+  std::unique_ptr<ChildProcess> cockpit;
+
+ private:
+  static std::size_t await(ChildProcess& child, const std::string& text, std::size_t from) {
+    const auto found = child.waitForLine(text, kPatience, from);
+    EXPECT_TRUE(found) << "no line with " << text;
+    return found.value_or(from);
+  }
+};

@@ -1,0 +1,411 @@
+#include "plugin/Velomar.h"
+
+#include <map>
+#include <random>
+#include <set>
+
+#include "tests/plugin/LinkHarness.h"
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr char kMissed[] = "Got context before device, adding the device...";
+
+class VelomarTest : public LinkFixture {
+ protected:
+  // What an event tells the simulator, with the link up.
+  Texts told(const std::string& eventText) {
+    happens(eventText);
+    pass();
+    return heard();
+  }
+
+  static std::string hideOf(const std::string& context, const std::string& device = "D1") {
+    return R"({"Context":")" + context + R"(","Device ID":")" + device +
+           R"(","Message":"Hide Context"})";
+  }
+  static std::string deviceEvent(const char* name, const char* device) {
+    return event(name, "", json::object(), device);
+  }
+
+  Texts replay() {
+    welcome();
+    return heard();
+  }
+};
+
+TEST_F(VelomarTest, TellsOfEachDeviceAndContextOnce) {
+  bringUp();
+  EXPECT_THAT(told(deviceEvent("deviceDidConnect", "D0")), ElementsAre(deviceOf("D0")));
+  EXPECT_THAT(told(deviceEvent("deviceDidConnect", "D0")), IsEmpty());
+  EXPECT_THAT(shown(), IsEmpty());
+
+  EXPECT_THAT(told(appear("C1")), ElementsAre(deviceOf("D1"), addOf("C1")));
+  EXPECT_THAT(shown(), ElementsAre(panelLine(kMissed)));
+  EXPECT_THAT(told(deviceEvent("deviceDidConnect", "D1")), IsEmpty());
+  EXPECT_THAT(told(event("willAppear", "C1", visible("another", "Encoder"))), IsEmpty());
+  EXPECT_THAT(told(deviceEvent("deviceDidDisconnect", "D1")), IsEmpty());
+  EXPECT_THAT(shown(), IsEmpty());
+
+  EXPECT_THAT(told(event("willDisappear", "C1", {}, "unknown")), IsEmpty());
+  EXPECT_THAT(told(event("willDisappear", "C1", {}, "D0")), ElementsAre(hideOf("C1", "D0")));
+  says(titleFor("C1", "still here"));
+  pass();
+  EXPECT_THAT(shown(), ElementsAre(titleOn("C1", "still here")));
+  EXPECT_THAT(replay(), ElementsAre(groupOf({{0, kVersion},
+                                             {1, deviceOf("D0")},
+                                             {2, deviceOf("D1")},
+                                             {3, addOf("C1")},
+                                             {4, kRefresh}})));
+  (void)shown();
+
+  EXPECT_THAT(told(event("willDisappear", "C1")), ElementsAre(hideOf("C1")));
+  says(titleFor("C1", "gone"));
+  pass();
+  EXPECT_THAT(shown(), IsEmpty());
+  EXPECT_THAT(told(event("willDisappear", "C1")), ElementsAre(hideOf("C1")));
+  EXPECT_THAT(told(appear("C1")), ElementsAre(addOf("C1")));
+}
+
+TEST_F(VelomarTest, TakesFromThePayloadWhatHasTheRightForm) {
+  bringUp();
+  (void)told(deviceEvent("deviceDidConnect", "D1"));
+  const Texts cases[] = {
+      {R"({"coordinates":{"column":-1,"row":4},"controller":"Keypad","settings":{"KeyName":"K"}})",
+       "-1", "4", "Keypad", "K"},
+      {R"({"coordinates":{"column":2.0,"row":"1"},"controller":"Encoder ","settings":null})",  //
+       "0", "0", "Encoder ", ""},
+      {R"({"coordinates":{"column":4294967295,"row":true},"controller":"é\"\\","settings":[]})",
+       "-1", "0", R"(é\"\\)", ""},
+      {R"({"coordinates":{},"settings":{"KeyName":5}})", "0", "0", "", ""},
+      {R"({"controller":"ENCODER","settings":{"KeyName":"ключ"}})", "0", "0", "ENCODER", "ключ"},
+      {"5", "0", "0", "", ""}};
+  int number = 0;
+  for (const Texts& c : cases) {
+    const std::string context = "C" + std::to_string(++number);
+    EXPECT_THAT(told(event("willAppear", context, json::parse(c[0]))),
+                ElementsAre(R"({"Column":)" + c[1] + R"(,"Context":")" + context +
+                            R"(","Controller":")" + c[3] + R"(","Device ID":"D1","KeyName":")" +
+                            c[4] + R"(","Message":"Add Context","Row":)" + c[2] + "}"));
+    (void)shown();
+    says(titleFor(context, "x"));
+    pass();
+    EXPECT_THAT(shown(), ElementsAre(titleOn(context, "x"))) << "no dial";
+  }
+}
+
+// What was done before the bad member stays done, and nothing else was.
+TEST_F(VelomarTest, ABadPayloadEndsTheAppearanceWhereItIs) {
+  bringUp();
+  int number = 0;
+  for (const char* bad : {R"({"coordinates":"2,1","controller":"Keypad","settings":{}})",
+                          R"({"coordinates":[2,1],"controller":"Keypad","settings":{}})",
+                          R"({"coordinates":{},"controller":5,"settings":{}})",
+                          R"({"coordinates":{},"controller":"Keypad","settings":"KeyName"})",
+                          R"({"coordinates":{},"controller":"Keypad","settings":["KeyName"]})"}) {
+    const std::string context = "C" + std::to_string(++number);
+    const std::string device = "D" + std::to_string(number);
+    EXPECT_THAT(told(event("willAppear", context, json::parse(bad), device)),
+                ElementsAre(deviceOf(device)));
+    EXPECT_THAT(shown(), ElementsAre(panelLine(kMissed)));
+    says(titleFor(context, "x"));
+    pass();
+    EXPECT_THAT(shown(), ElementsAre(titleOn(context, "x")));
+    EXPECT_THAT(told(appear(context, device)), ElementsAre(addOf(context, device))) << bad;
+    EXPECT_THAT(shown(), IsEmpty());
+  }
+}
+
+TEST_F(VelomarTest, AContextWithoutNameOrLinkStartsBlank) {
+  startLink();
+  pass();
+  happens(deviceEvent("deviceDidConnect", "D1"));
+  (void)shown();
+  happens(appear("C1"));
+  EXPECT_EQ(shown(), blankKey("C1"));
+  happens(appearAsDial("E1"));
+  EXPECT_EQ(shown(), blankDial("E1"));
+  (void)heard();
+
+  (void)replay();
+  (void)shown();
+  happens(appear("C2"));
+  happens(appearAsDial("E2"));
+  EXPECT_THAT(shown(), IsEmpty());
+  happens(event("willAppear", "C3", visible("")));
+  EXPECT_EQ(shown(), blankKey("C3"));
+
+  passAfter(10001);
+  (void)shown();
+  happens(appear("C4"));
+  EXPECT_EQ(shown(), blankKey("C4"));
+}
+
+TEST_F(VelomarTest, ADialStaysADialAndForeignActionsStayOut) {
+  bringUp();
+  const auto foreign = [](const std::string& name) {
+    json frame = json::parse(event(name, "F1", visible("AP", "Encoder")));
+    frame["action"] = "com.brackenmoor.velomar.launch2";
+    return frame.dump();
+  };
+  EXPECT_THAT(told(foreign("willAppear")), IsEmpty());
+  EXPECT_THAT(shown(), IsEmpty());
+  EXPECT_THAT(told(appearAsDial("E1")).size(), 2U);
+  EXPECT_THAT(told(appear("E1")), IsEmpty());
+  (void)shown();
+  says(R"({"Message":"Reset Context","Context":"E1"})");
+  pass();
+  EXPECT_EQ(shown(), blankDial("E1"));
+  EXPECT_THAT(told(event("willDisappear", "E1")), ElementsAre(hideOf("E1")));
+  EXPECT_THAT(told(appear("E1")), ElementsAre(addOf("E1")));
+  says(R"({"Message":"Reset Context","Context":"E1"})");
+  pass();
+  EXPECT_EQ(shown(), blankKey("E1")) << "a new context of the same name";
+}
+
+TEST_F(VelomarTest, ForwardsInputAsItIs) {
+  bringUp();
+  const auto told1 = [this](const char* name, const char* payload) {
+    const Texts all = told(event(name, "C1", json::parse(payload), "whichever"));
+    EXPECT_LE(all.size(), 1U);
+    return all.empty() ? std::string() : all[0];
+  };
+  EXPECT_EQ(told1("keyDown", R"({"settings":{"KeyName":"AP"}})"), pressOf("C1"));
+  EXPECT_EQ(told1("keyUp", "null"), R"({"Context":"C1","Message":"Key Up"})");
+  EXPECT_EQ(told1("dialPress", R"({"pressed":true})"), R"({"Context":"C1","Message":"Dial Down"})");
+  EXPECT_EQ(told1("dialPress", R"({"pressed":false})"), R"({"Context":"C1","Message":"Dial Up"})");
+  const std::pair<const char*, const char*> turns[] = {
+      {"-3", "-3"},        {"2.9", "2"},     {"-2.9", "-2"},
+      {"0", "0"},          {"1000", "1000"}, {"2147483648", "-2147483648"},
+      {"4294967297", "1"}, {"true", "1"}};
+  for (const auto& [ticks, expected] : turns) {
+    EXPECT_EQ(
+        told1("dialRotate", (R"({"pressed":true,"ticks":)" + std::string(ticks) + "}").c_str()),
+        R"({"Context":"C1","Message":"Encoder Rotate","Ticks":)" + std::string(expected) + "}");
+  }
+  EXPECT_EQ(told1("touchTap", R"({"hold":true,"tapPos":[1,2]})"),
+            R"({"Context":"C1","Hold":true,"Message":"Touch Tap"})");
+  EXPECT_EQ(told1("touchTap", R"({"hold":false})"),
+            R"({"Context":"C1","Hold":false,"Message":"Touch Tap"})");
+
+  for (const char* bad : {R"({"pressed":1})", R"({"pressed":"true"})", "{}", "null"}) {
+    EXPECT_EQ(told1("dialPress", bad), "") << bad;
+  }
+  for (const char* bad : {R"({"ticks":"3"})", R"({"ticks":[3]})", R"({"ticks":null})", "{}"}) {
+    EXPECT_EQ(told1("dialRotate", bad), "") << bad;
+  }
+  for (const char* bad : {R"({"hold":1})", R"({"hold":"true"})", R"({"hold":null})", "{}"}) {
+    EXPECT_EQ(told1("touchTap", bad), "") << bad;
+  }
+  EXPECT_THAT(shown(), IsEmpty());
+}
+
+TEST_F(VelomarTest, AKeyNameComesFromThePropertyInspectorAlone) {
+  bringUp({appear("C1", "D1"), appear("C2", "D2")});
+  const auto named = [this](const char* context, const char* payload) {
+    return told(event("sendToPlugin", context, json::parse(payload), ""));
+  };
+  const auto updateOf = [](const char* name) {
+    return R"({"Context":"C2","Device ID":"D2","KeyName":")" + std::string(name) +
+           R"(","Message":"Update Key Name"})";
+  };
+  EXPECT_THAT(named("C2", R"({"KeyName":"LNAV","KeyRow":1})"), ElementsAre(updateOf("LNAV")));
+  EXPECT_THAT(named("C2", R"({"KeyName":"LNAV"})"), ElementsAre(updateOf("LNAV")));
+  for (const char* bad :
+       {"{}", "null", R"({"KeyName":5})", R"({"KeyName":null})", R"({"Name":"x"})"}) {
+    EXPECT_THAT(named("C2", bad), IsEmpty()) << bad;
+  }
+  EXPECT_THAT(named("gone", R"({"KeyName":"x"})"), IsEmpty());
+  for (const char* name : {"didReceiveSettings", "didReceiveGlobalSettings"}) {
+    EXPECT_THAT(told(event(name, "C2", visible("x"), "D2")), IsEmpty());
+  }
+  EXPECT_THAT(shown(), IsEmpty());
+  EXPECT_THAT(replay()[0], testing::HasSubstr(R"("KeyName":"LNAV")"));
+
+  EXPECT_THAT(named("C2", R"({"KeyName":""})"), ElementsAre(updateOf("")));
+  (void)told(event("willDisappear", "C2", {}, "D2"));
+  EXPECT_THAT(named("C2", R"({"KeyName":"x"})"), IsEmpty());
+}
+
+TEST_F(VelomarTest, WithoutALinkTheModelIsKeptAndMessagesAreDropped) {
+  happens(event("willAppear", "C1", visible("old")));
+  happens(event("sendToPlugin", "C1", {{"KeyName", "AP"}}));
+  happens(event("keyDown", "C1"));
+  EXPECT_EQ(shown(), Texts{panelLine(kMissed)} + blankKey("C1"));
+  startLink();
+  pass();
+  EXPECT_THAT(heard(), ElementsAre("{Hello}"));
+  EXPECT_THAT(
+      replay(),
+      ElementsAre(groupOf({{0, kVersion}, {1, deviceOf("D1")}, {2, addOf("C1")}, {3, kRefresh}})));
+}
+
+// The picture that the simulator has after it has heard all messages in order.
+class Picture {
+ public:
+  void apply(const json& message) {
+    const std::string name = message["Message"];
+    if (name == "Group Message") {
+      contexts.clear();
+      const json& members = message["Messages"];
+      for (std::size_t i = 0; i < members.size(); ++i) apply(members[std::to_string(i)]);
+    } else if (name == "Add Context") {
+      const std::string place = placeOf(message);
+      EXPECT_EQ(hidden.count(place), 0U) << "a ghost: " << message;
+      contexts[place] = message["KeyName"];
+      EXPECT_GE(contexts[place], newest[place]) << "a name of the past";
+    } else if (name == "Hide Context") {
+      contexts.erase(placeOf(message));
+      hidden.insert(placeOf(message));
+    } else if (name == "Update Key Name" && contexts.count(placeOf(message)) != 0) {
+      newest[placeOf(message)] = contexts[placeOf(message)] = message["KeyName"];
+    } else if (name == "Key Down") {
+      presses.push_back(message["Context"]);
+    }
+  }
+
+  std::map<std::string, std::string> contexts;  // device and context to key name
+  Texts presses;
+
+ private:
+  static std::string placeOf(const json& message) {
+    return message["Device ID"].get<std::string>() + ' ' + message["Context"].get<std::string>();
+  }
+
+  std::set<std::string> hidden;
+  std::map<std::string, std::string> newest;
+};
+
+// The host's events come on one thread, and what the simulator sends acts on another. No context id
+// comes up twice, so one that is told of after its "Hide Context" is a ghost, and the key names
+// only grow.
+class VelomarThreadsTest : public LinkFixture {
+ protected:
+  static constexpr int kEvents = 8000;
+
+  // Acts as the host's thread: no event comes over the connection meanwhile.
+  void playHost(unsigned seed) {
+    std::mt19937 random(seed);
+    for (int i = 0; i < kEvents; ++i) {
+      // Neither side is done before the other, and the store doesn't overflow.
+      while (replays < i / 10 || i > heardOf + 1000) std::this_thread::yield();
+      const auto choice = random() % 10;
+      if (choice == 0) {
+        press(i);
+      } else if (onShow.empty() || (choice < 6 && onShow.size() < 12)) {
+        show(i, "D" + std::to_string(random() % 3));
+      } else {
+        const auto one = std::next(onShow.begin(), static_cast<int>(random() % onShow.size()));
+        choice < 6 || choice % 2 == 0 ? hide(one->first, one->second) : rename(i, one->first);
+      }
+    }
+    hostIsDone = true;
+  }
+  void press(int i) {
+    pressed.push_back(std::to_string(i));
+    panel.KeyDownForAction(kAction, pressed.back(), {}, "");
+  }
+  void show(int i, const std::string& device) {
+    const std::string context = "C" + std::to_string(i);
+    const json payload = visible(tenDigits(0), i % 2 != 0 ? "Encoder" : "Keypad");
+    panel.WillAppearForAction(kAction, context, payload, device);
+    onShow[context] = device;
+    model[device + ' ' + context] = tenDigits(0);
+    newest = i;
+  }
+  void hide(const std::string context, const std::string device) {
+    panel.WillDisappearForAction(kAction, context, {}, device);
+    model.erase(device + ' ' + context);
+    onShow.erase(context);
+  }
+  void rename(int i, const std::string& context) {
+    const std::string name = tenDigits(static_cast<std::uint64_t>(i));
+    panel.SendToPlugin(kAction, context, {{"KeyName", name}}, "");
+    model[onShow[context] + ' ' + context] = name;
+  }
+
+  // Asks for replays in between messages that act on contexts, until few of them are left to come.
+  void askForReplays(std::mt19937& random, int left) {
+    const std::string acts[] = {"Update Full Image ID", "Set Title", "Reset Context"};
+    for (int i = 0; i < 20; ++i) {
+      says(json{{"Message", acts[random() % 3]},
+                {"Context", "C" + std::to_string(newest - static_cast<int>(random() % 20))},
+                {"Image ID", random() % 4},
+                {"Base64", i % 2 == 0 ? "QUJD" : "QUJE"},
+                {"Title", "12\n34"}});
+      says("{Welcome}");
+      ++asked;
+    }
+    listenUntil([&] { return replays >= asked - left; });
+  }
+
+  void loseTheLink() {
+    clock.advance(10001);
+    listenUntil([] { return !XPlaneManager::isConnected(); });
+  }
+
+  template <typename Condition>
+  void listenUntil(Condition condition) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    do {
+      for (auto& [key, value] : simulator->takeAll()) {
+        if (value.rfind(R"({"Message":"Group)", 0) == 0) ++replays;
+        received.emplace(key, std::move(value));
+        ++heardOf;
+      }
+      ASSERT_LT(std::chrono::steady_clock::now(), deadline);
+    } while (!condition());
+  }
+
+  void run(bool withLosses) {
+    const unsigned seed = std::random_device{}();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    startLink();
+    clock.setFree(true);
+    std::thread hostThread([&] { playHost(seed); });
+    std::mt19937 random(seed + 1);
+    while (!hostIsDone && !HasFatalFailure()) {
+      askForReplays(random, withLosses ? 0 : 20);
+      if (withLosses) loseTheLink();
+    }
+    replays += HasFatalFailure() ? kEvents : 0;  // lets the other thread end
+    hostThread.join();
+    askForReplays(random, 0);
+    clock.setFree(false);
+    clock.awaitPause();
+    pass();  // and with that everything is out
+    for (auto& entry : simulator->takeAll()) received.insert(entry);
+    expectAgreement();
+  }
+
+  void expectAgreement() {
+    std::uint64_t number = 0;
+    for (const auto& [key, value] : received) {
+      ASSERT_EQ(key, tenDigits(++number)) << "a gap";
+      if (value.rfind("{\"", 0) == 0) picture.apply(json::parse(value));
+    }
+    EXPECT_EQ(picture.contexts, model);
+  }
+
+  const std::string kAction = "com.brackenmoor.velomar.launch";
+  Velomar& panel = *Velomar::getInstance();
+  std::map<std::string, std::string> onShow;  // context to device
+  std::map<std::string, std::string> model;   // as Picture::contexts
+  Texts pressed;
+  std::map<std::string, std::string> received;  // key to value
+  Picture picture;
+  int asked = 0;
+  std::atomic<int> replays{0};
+  std::atomic<int> heardOf{0};
+  std::atomic<int> newest{0};
+  std::atomic<bool> hostIsDone{false};
+};
+
+TEST_F(VelomarThreadsTest, EveryReplayAgreesWithTheMessagesAroundIt) {
+  run(false);
+  EXPECT_EQ(picture.presses, pressed);
+}
+
+TEST_F(VelomarThreadsTest, AReplayMakesUpForWhatWasDroppedWithTheLink) {
+  run(true);
+}

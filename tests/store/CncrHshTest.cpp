@@ -1,0 +1,241 @@
+#include "store/CncrHsh.h"
+
+#include "tests/store/TestRegion.h"
+
+namespace {
+
+using Blocks = std::vector<u32>;
+using namespace std::string_literals;
+
+u32 size32(const std::string& text) {
+  return static_cast<u32>(text.size());
+}
+
+u32 hashOf(const std::string& key) {
+  return CncrHsh::hashOf(key.data(), size32(key));
+}
+
+class Index : public HeapRegion {
+ public:
+  using HeapRegion::HeapRegion;
+
+  bool put(const std::string& key, const std::string& value) {
+    return index.put(key.data(), size32(key), value.data(), size32(value), nullptr);
+  }
+  // The value, or "-" if the key is absent.
+  std::string get(const std::string& key) const {
+    std::string value(1000, '#');
+    u32 readlen = 0;
+    u32 vlen = 0;
+    const u32 total = index.len(key.data(), size32(key), &vlen, nullptr);
+    if (!index.get(key.data(), size32(key), value.data(), vlen, &readlen)) return "-";
+    EXPECT_EQ(total, key.size() + vlen);
+    EXPECT_EQ(readlen, vlen);
+    value.resize(readlen);
+    return value;
+  }
+  bool del(const std::string& key) { return index.del(key.data(), size32(key)); }
+};
+
+TEST(CncrHsh, HashesAreFoldedFnv1a) {
+  EXPECT_EQ(hashOf("abc"), 0xE71FA219U ^ 0x0541574BU);
+  EXPECT_EQ(hashOf("abc"), 0xE25EF552U);
+  EXPECT_EQ(hashOf("abc") % 4096, 1362U);
+  EXPECT_EQ(hashOf(""), 0x4FD0BFC1U);
+  EXPECT_EQ(hashOf("\xff\x80"), 0xBC6CC36DU) << "bytes are unsigned";
+  EXPECT_EQ(hashOf("a\0"s), 0xBDDF13E3U);
+}
+
+TEST(CncrHsh, NeighbouringSlotsHoldTheirHalvesTheOtherWayRound) {
+  Index its(8, 64);
+  for (u64 i = 0; i < 8; ++i) {
+    EXPECT_EQ(its.image().slot(i), i % 2 == 0 ? 0x00000000FFFFFFFFU : 0xFFFFFFFF00000000U);
+  }
+  EXPECT_EQ(its.get("absent"), "-");
+  EXPECT_FALSE(its.del("absent"));
+
+  its.set(48 + 8 * 8, u64{5});
+  ASSERT_TRUE(its.put(keyAt(2, 8), "even"));
+  ASSERT_TRUE(its.put(keyAt(3, 8), "odd"));
+  EXPECT_EQ(its.image().slot(2), 0x0000000500000000U);
+  EXPECT_EQ(its.image().slot(3), 0x0000000100000006U);
+  EXPECT_EQ(its.index.load(2), (CncrStr::VerIdx{0, 5}));
+  EXPECT_EQ(its.index.load(3), (CncrStr::VerIdx{1, 6}));
+  EXPECT_EQ(its.image().entry(1).hash, hashOf(keyAt(3, 8)));
+
+  EXPECT_TRUE(its.del(keyAt(2, 8)));
+  EXPECT_TRUE(its.del(keyAt(3, 8)));
+  EXPECT_FALSE(its.del(keyAt(3, 8)));
+  EXPECT_EQ(its.image().slot(2), 0x00000000FFFFFFFEU);
+  EXPECT_EQ(its.image().slot(3), 0xFFFFFFFE00000000U);
+  EXPECT_EQ(its.image().freeBlocks().size(), 8U);
+}
+
+TEST(CncrHsh, ReplacingKeepsTheSlotAndFreesTheOldChain) {
+  Index its(8, 64);
+  const std::string key = keyAt(5, 8);
+  u32 first = 0;
+  ASSERT_TRUE(its.index.put(key.data(), 10, std::string(100, 'a').data(), 100, &first));
+  EXPECT_EQ(first, 0U);
+  ASSERT_TRUE(its.put(key, "second"));
+  EXPECT_EQ(its.get(key), "second");
+  EXPECT_EQ(its.index.load(5), (CncrStr::VerIdx{2, 2}));
+  EXPECT_EQ(its.image().freeBlocks(), (Blocks{0, 1, 3, 4, 5, 6, 7}));
+
+  ASSERT_TRUE(its.put(key, ""));
+  EXPECT_EQ(its.get(key), "");
+  expectAllBlocksAccounted(its.image());
+}
+
+TEST(CncrHsh, WithoutRoomTheOldValueStays) {
+  Index its(4, 64);
+  u32 first = 0;
+  ASSERT_TRUE(its.put("key", std::string(4 * 64 - 3, 'v'))) << "one entry can fill the store";
+  EXPECT_FALSE(its.index.put("key", 3, "", 0, &first));
+  EXPECT_EQ(first, kEnd);
+  EXPECT_EQ(its.get("key"), std::string(4 * 64 - 3, 'v'));
+  ASSERT_TRUE(its.del("key"));
+
+  EXPECT_FALSE(its.put("key", std::string(4 * 64 - 2, 'v')));
+  EXPECT_FALSE(its.index.put("key", 3, "", 0xFFFFFFFF, &first)) << "the sum of lengths wraps";
+  EXPECT_EQ(its.get("key"), "-");
+  EXPECT_EQ(its.image().freeBlocks(), (Blocks{0, 1, 2, 3}));
+}
+
+TEST(CncrHsh, LookupsReportSizesAndNeverCutAValue) {
+  Index its(8, 64);
+  ASSERT_TRUE(its.put("key", "value"));
+  u32 vlen = 0, version = 0;
+  EXPECT_EQ(its.index.len("key", 3, &vlen, &version), 8U);
+  EXPECT_EQ(vlen, 5U);
+  EXPECT_EQ(version, 1U);
+  EXPECT_EQ(its.index.len("key", 3, nullptr, nullptr), 8U);
+  EXPECT_EQ(its.index.len("kez", 3, &vlen, &version), 0U);
+  EXPECT_EQ(its.index.len("", 0, &vlen, &version), 0U);
+
+  std::string buffer = "####";
+  u32 readlen = 4711;
+  EXPECT_TRUE(its.index.get("key", 3, buffer.data(), 4, &readlen)) << "the key is there";
+  EXPECT_EQ(buffer, "####");
+  EXPECT_EQ(readlen, 4711U);
+  EXPECT_FALSE(its.index.get("", 0, buffer.data(), 4, nullptr));
+  EXPECT_FALSE(its.del(""));
+}
+
+TEST(CncrHsh, KeysShareAProbeAndDeletedSlotsAreTakenAgain) {
+  Index its(8, 64);
+  const std::string one = keyAt(7, 8, 0), two = keyAt(7, 8, 1), three = keyAt(7, 8, 2);
+  for (const auto& key : {one, two, three}) ASSERT_TRUE(its.put(key, "of " + key));
+  EXPECT_EQ(its.index.load(1).idx, 2U) << "the probe goes round the table's end";
+  ASSERT_TRUE(its.del(one));
+  EXPECT_EQ(its.get(two), "of " + two) << "found behind a deleted slot";
+  EXPECT_EQ(its.index.load(7), CncrHsh::deleted);
+
+  ASSERT_TRUE(its.put(three, "newer"));
+  EXPECT_EQ(its.index.load(7).version, 4U) << "the deleted slot ahead is taken";
+  EXPECT_EQ(its.index.load(1).version, 3U) << "and the key stands twice";
+  EXPECT_EQ(its.get(three), "newer");
+  ASSERT_TRUE(its.del(three));
+  EXPECT_EQ(its.get(three), "of " + three) << "the older entry shows up again";
+  ASSERT_TRUE(its.del(three));
+  EXPECT_EQ(its.get(three), "-");
+  EXPECT_EQ(its.get(two), "of " + two);
+  expectAllBlocksAccounted(its.image());
+}
+
+TEST(CncrHsh, DeletionLeavesTheLastSlotOfTheProbeOut) {
+  Index its(4, 64);
+  const std::string last = keyAt(2, 4, 1);
+  for (u32 home : {2U, 3U, 0U}) ASSERT_TRUE(its.put(keyAt(home, 4), "v"));
+  ASSERT_TRUE(its.put(last, "stays"));
+  ASSERT_EQ(its.index.load(1).idx, 3U);
+  EXPECT_FALSE(its.del(last));
+  EXPECT_EQ(its.get(last), "stays");
+  EXPECT_FALSE(its.put(last, "no block left"));
+
+  ASSERT_TRUE(its.del(keyAt(2, 4)));
+  ASSERT_TRUE(its.put(last, "goes"));
+  EXPECT_TRUE(its.del(last));
+  EXPECT_EQ(its.get(last), "stays");
+
+  Index single(1, 64);
+  ASSERT_TRUE(single.put("key", "value"));
+  EXPECT_FALSE(single.del("key")) << "the only slot is also the last";
+  EXPECT_EQ(single.get("key"), "value");
+  EXPECT_FALSE(single.put("key", "no block left"));
+}
+
+TEST(CncrHsh, ANewKeyWithoutASlotIsTakenBack) {
+  Index its(2, 64);
+  ASSERT_TRUE(its.put(keyAt(0, 2), "value"));
+  // Slot 1 names the same chain, as when another thread is just moving an entry.
+  its.set(48, u64{0x0000000000000001});
+  ASSERT_EQ(its.index.load(1), its.index.load(0));
+  EXPECT_TRUE(its.put(keyAt(1, 2), "nowhere to go"));
+  EXPECT_EQ(its.get(keyAt(1, 2)), "-");
+  EXPECT_EQ(its.image().freeBlocks(), (Blocks{1}));
+  EXPECT_EQ(its.state(0), 1U);
+}
+
+TEST(CncrHsh, AChainThatRefusesEveryPinDoesNotHoldItsWriter) {
+  for (const u32 state : {1U - 4U, 3U, 0x80000001U}) {
+    Index its(8, 64);
+    ASSERT_TRUE(its.put("key", "stuck"));
+    its.state(0) = state;
+    EXPECT_EQ(its.get("other"), "-");
+    ASSERT_TRUE(its.put("key", "fresh")) << "with state " << state;
+    EXPECT_EQ(its.get("key"), "fresh");
+    EXPECT_TRUE(its.del("key"));
+    EXPECT_EQ(its.get("key"), "-") << "it took the very slot";
+  }
+}
+
+TEST(CncrHsh, AChainWithAPinThatIsNeverGivenBackCanBeReplacedAndDeleted) {
+  Index its(8, 64);
+  ASSERT_TRUE(its.put("key", "pinned"));
+  ASSERT_TRUE(its.values.pin(0));
+  ASSERT_TRUE(its.put("key", "fresh"));
+  EXPECT_EQ(its.get("key"), "fresh");
+  EXPECT_TRUE(its.del("key"));
+  EXPECT_EQ(its.get("key"), "-");
+  EXPECT_EQ(its.image().census().lost, 1U) << "only the pinned block is lost";
+}
+
+// The other side shares the memory: whatever stands in it, an operation ends and stays inside.
+TEST(CncrHsh, DamagedWordsLeadNobodyOutOfTheRegion) {
+  const u32 seed = randomSeed();
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  Dice dice(seed);
+  constexpr u32 kN = 8;
+  constexpr u32 kB = 16;
+  constexpr u32 kWords = (200 + 36 * kN + kB * kN - 40) / 4;
+  const int rounds = kSlowBuild ? 4000 : 20000;
+  for (int round = 0; round < rounds; ++round) {
+    Index its(kN, kB);
+    for (int i = 0; i < 40; ++i) {
+      // A small number passes for an index, a version or a length, a large one for none.
+      const u32 version = dice(40);
+      its.set(40 + 4 * dice(kWords), dice(4) == 0 ? kEnd - dice(kEnd) : version);
+      // Readers that aren't there would only be waited for.
+      for (u32 block = 0; block < kN; ++block) its.state(block) &= 0x80000003;
+
+      const std::string key(dice(35) + 1, static_cast<char>('a' + dice(4)));
+      its.put(key, std::string(dice(60), 'v'));
+      std::string buffer(dice(200), '#');
+      u32 vlen = 0;
+      (void)its.index.len(key.data(), size32(key), &vlen, nullptr);
+      (void)its.index.get(key.data(), size32(key), buffer.data(), size32(buffer), nullptr);
+      (void)its.values.getKey(dice(kN), version, buffer.data(), size32(buffer));
+      (void)its.values.get(dice(kN), version, buffer.data(), size32(buffer), nullptr);
+      its.del(key);
+    }
+  }
+}
+
+TEST(CncrHshDeathTest, WrongArgumentsStopTheProcess) {
+  Index its(4, 64);
+  EXPECT_EXIT(its.put("", "value"), testing::KilledBySignal(SIGABRT), "^klen>0\n$");
+  EXPECT_EXIT((void)its.index.load(4), testing::KilledBySignal(SIGABRT), "^i < m_sz\n$");
+}
+
+}  // namespace

@@ -1,0 +1,154 @@
+#include "store/SharedMem.h"
+
+#include <sys/resource.h>
+
+#include "tests/store/TestRegion.h"
+
+namespace {
+
+constexpr u64 kSize = 700;
+
+bool isBlank(const SharedMem& mem) {
+  return mem.fileHandle == 0 && mem.mapping == nullptr && mem.region == nullptr && mem.size == 0 &&
+         !mem.owner;
+}
+
+std::atomic<u32>& countOf(const SharedMem& mem) {
+  return *store::wordAt<store::Word32>(mem.region, 4);
+}
+
+TEST(SharedMem, TheFirstCallerCreatesAndOthersSeeTheSameBytes) {
+  TestRegion region;
+  simdb_error error = SIMDB_NO_MAPPING;
+  SharedMem first = SharedMem::AllocAnon(region.name(), kSize, false, &error);
+  EXPECT_EQ(error, SIMDB_OK);
+  EXPECT_TRUE(first.owner);
+  EXPECT_EQ(first.fileHandle, 0);
+  EXPECT_NE(first.mapping, nullptr);
+  EXPECT_EQ(first.region, first.mapping);
+  EXPECT_EQ(first.size, kSize);
+  EXPECT_EQ(first.path, "/var/tmp//simdb_" + std::string(region.name()));
+  EXPECT_EQ(region.bytes(), std::string(kSize, '\0'));
+
+  const mode_t mask = umask(0);
+  umask(mask);
+  struct stat status {};
+  ASSERT_EQ(stat(first.path, &status), 0);
+  EXPECT_EQ(status.st_mode & 0777U, 0666U & ~mask);
+
+  const SharedMem second = SharedMem::AllocAnon(region.name(), 2 * kSize, true, nullptr);
+  EXPECT_FALSE(second.owner);
+  EXPECT_EQ(second.size, 2 * kSize);
+  EXPECT_EQ(region.bytes().size(), kSize) << "only a creator gives the file its length";
+  EXPECT_NE(second.mapping, first.mapping);
+  static_cast<char*>(first.region)[kSize - 1] = '!';
+  EXPECT_EQ(static_cast<char*>(second.region)[kSize - 1], '!');
+}
+
+TEST(SharedMem, NamesAreBoundedByThePath) {
+  const std::string unique = TestRegion::uniqueName();
+  const TestRegion longest(unique + std::string(239 - unique.size(), 'x'));
+  const TestRegion tooLong(unique + std::string(240 - unique.size(), 'y'));
+  simdb_error error = SIMDB_NO_MAPPING;
+  const SharedMem mem = SharedMem::AllocAnon(longest.name(), kSize, false, &error);
+  EXPECT_EQ(error, SIMDB_OK);
+  EXPECT_EQ(std::strlen(mem.path), 255U);
+  EXPECT_TRUE(longest.exists());
+
+  const SharedMem none = SharedMem::AllocAnon(tooLong.name(), kSize, false, &error);
+  EXPECT_EQ(error, SIMDB_NAME_TOO_LONG);
+  EXPECT_EQ(none.mapping, nullptr);
+  EXPECT_EQ(none.region, nullptr);
+  EXPECT_EQ(none.size, kSize);
+  EXPECT_FALSE(none.owner);
+  EXPECT_STREQ(none.path, "/var/tmp//simdb_");
+  EXPECT_FALSE(tooLong.exists());
+}
+
+TEST(SharedMem, EachRefusalOfTheSystemHasItsCode) {
+  simdb_error error = SIMDB_OK;
+  const std::string inNoFolder = TestRegion::uniqueName() + "/region";
+  const SharedMem none = SharedMem::AllocAnon(inNoFolder.c_str(), kSize, false, &error);
+  EXPECT_EQ(error, SIMDB_MAP_FAILED) << "of all the steps that fail, the last counts";
+  EXPECT_EQ(none.mapping, nullptr);
+  EXPECT_EQ(none.region, nullptr);
+
+  const TestRegion region;
+  const int end = endOf(startProcess([&region] {
+    (void)signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit{kSize / 2, kSize / 2};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    simdb_error code = SIMDB_OK;
+    const SharedMem mem = SharedMem::AllocAnon(region.name(), kSize, false, &code);
+    return mem.owner && mem.mapping != nullptr ? static_cast<int>(code) : 0;
+  }));
+  EXPECT_EQ(end, SIMDB_RESIZE_FAILED);
+  EXPECT_TRUE(region.exists());
+}
+
+TEST(SharedMem, AttachmentsAreGivenBackOnceAndTheLastRemovesTheFile) {
+  TestRegion region;
+  { const SharedMem none; }
+  { const SharedMem uncounted = SharedMem::AllocAnon(region.name(), kSize, false, nullptr); }
+  EXPECT_TRUE(region.exists()) << "nothing was counted, so nothing is given back";
+
+  {
+    SharedMem mem = SharedMem::AllocAnon(region.name(), kSize, false, nullptr);
+    countOf(mem) = 3;
+    SharedMem moved = std::move(mem);
+    EXPECT_TRUE(isBlank(mem));  // NOLINT(bugprone-use-after-move): blank is what it has to be
+    moved.detach();
+    EXPECT_NE(moved.mapping, nullptr) << "not the last: the mapping stays until the process ends";
+  }
+  EXPECT_EQ(region.at<u32>(4), 2U);
+
+  {
+    SharedMem mem = SharedMem::AllocAnon(region.name(), kSize, false, nullptr);
+    mem = SharedMem::AllocAnon(region.name(), kSize, false, nullptr);
+    EXPECT_EQ(countOf(mem), 1U) << "what is assigned over gives its attachment back";
+  }
+  EXPECT_FALSE(region.exists());
+}
+
+TEST(SharedMem, FreeingRemovesTheFileWithAndWithoutAMapping) {
+  TestRegion region;
+  SharedMem mem = SharedMem::AllocAnon(region.name(), kSize, false, nullptr);
+  const std::string path = mem.path;
+  SharedMem::FreeAnon(mem);
+  EXPECT_FALSE(region.exists());
+  EXPECT_TRUE(isBlank(mem));
+  EXPECT_EQ(mem.path, path);
+
+  region.create("a file of the same name");
+  SharedMem::FreeAnon(mem);
+  EXPECT_FALSE(region.exists());
+}
+
+TEST(SharedMem, AFileThatIsShorterThanItsMappingIsNotTouched) {
+  TestRegion region;
+  region.create("");
+  {
+    simdb_error error = SIMDB_NO_MAPPING;
+    const SharedMem mem = SharedMem::AllocAnon(region.name(), 3 * 4096, false, &error);
+    EXPECT_EQ(error, SIMDB_OK);
+    EXPECT_FALSE(mem.owner);
+    EXPECT_FALSE(mem.holds(1));
+  }
+  EXPECT_TRUE(region.exists()) << "and the destructor can't know of any attachment";
+}
+
+TEST(SharedMem, AMappingKnowsItsFileFromAnotherOfThatName) {
+  TestRegion region;
+  region.create(std::string(2 * 4096, '\1'));
+  SharedMem mem = SharedMem::AllocAnon(region.name(), 100, false, nullptr);
+  EXPECT_FALSE(mem.holds(101));
+  EXPECT_TRUE(mem.extend(2 * 4096));
+  EXPECT_TRUE(mem.holds(2 * 4096));
+  ASSERT_EQ(std::remove(region.path().c_str()), 0);
+  region.create(std::string(4 * 4096, '\2'));
+  EXPECT_FALSE(mem.isNamed());
+  EXPECT_FALSE(mem.extend(4 * 4096));
+  EXPECT_EQ(static_cast<char*>(mem.region)[2 * 4096 - 1], '\1');
+}
+
+}  // namespace

@@ -1,0 +1,282 @@
+#include "tools/cockpit/Panel.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include "common/Base64.h"
+
+namespace {
+
+using nlohmann::json;
+
+std::string decoded(const json& base64) {
+  std::string bytes;
+  EXPECT_EQ(macaron::Base64::Decode(base64.get<std::string>(), bytes), "");
+  return bytes;
+}
+
+// As the header of the PNG file has them.
+std::pair<int, int> sizeOf(const json& message) {
+  const std::string png = decoded(message.at("Base64"));
+  EXPECT_EQ(png.substr(0, 8), "\x89PNG\r\n\x1a\n");
+  return {static_cast<unsigned char>(png.at(19)), static_cast<unsigned char>(png.at(23))};
+}
+
+struct PanelTest : testing::Test {
+  void tell(const json& message) { panel.handle(message.dump(), now); }
+
+  void tell(const char* name, const std::string& context, json more = json::object()) {
+    more["Message"] = name;
+    more["Context"] = context;
+    tell(more);
+  }
+
+  static json appearance(const std::string& context, const std::string& name,
+                         const char* controller = "Keypad") {
+    return {{"Message", "Add Context"},
+            {"Context", context},
+            {"KeyName", name},
+            {"Controller", controller},
+            {"Device ID", "D"},
+            {"Column", 0},
+            {"Row", 0}};
+  }
+
+  void hide(const std::string& context) { tell("Hide Context", context, {{"Device ID", "D"}}); }
+
+  void replay(const std::vector<json>& contexts) {
+    std::vector<json> messages{{{"Message", "API Version"}, {"Version", 1}},
+                               {{"Message", "Add Device"}, {"Device ID", "D"}}};
+    messages.insert(messages.end(), contexts.begin(), contexts.end());
+    messages.push_back({{"Message", "Force Refresh"}});
+    json group{{"Message", "Group Message"}, {"Messages", json::object()}};
+    for (std::size_t i = 0; i < messages.size(); ++i) {
+      group["Messages"][std::to_string(i)] = messages[i];
+    }
+    tell(group);
+  }
+
+  // What the panel sends a frame later, at most one text, its messages one by one.
+  std::vector<json> frame() {
+    now += Panel::kFrame;
+    aircraft.advance(Panel::kFrame);
+    sent.clear();
+    panel.show(now);
+    EXPECT_LE(sent.size(), 1U);
+    std::vector<json> messages;
+    if (sent.empty()) return messages;
+    const json message = json::parse(sent.front());
+    if (message.at("Message") != "Group Message") return {message};
+    const json& members = message.at("Messages");
+    for (std::size_t i = 0; i < members.size(); ++i) {
+      messages.push_back(members.at(std::to_string(i)));
+    }
+    return messages;
+  }
+
+  // The same as words: context, message, and title if there is one.
+  static std::vector<std::string> words(const std::vector<json>& messages) {
+    std::vector<std::string> all;
+    for (const json& message : messages) {
+      all.push_back(message.at("Context").get<std::string>() + " " +
+                    message.at("Message").get<std::string>());
+      if (message.contains("Title")) all.back() += " " + message["Title"].get<std::string>();
+    }
+    return all;
+  }
+
+  using Words = std::vector<std::string>;
+
+  Aircraft aircraft{std::chrono::hours(9)};
+  std::vector<std::string> sent;
+  bool isTaken = true;
+  Panel panel{aircraft, [this](const std::string& message) {
+                sent.push_back(message);
+                return isTaken;
+              }};
+  Panel::Time now{0};
+};
+
+TEST_F(PanelTest, AReplayIsReadByNumberAndAnsweredAtOnce) {
+  std::vector<json> contexts;
+  for (const char* id : {"A", "B", "C", "D", "E", "F", "G", "H"}) {
+    contexts.push_back(appearance(id, "GEAR"));
+  }
+  // Number 10, whose text stands before that of number 2.
+  contexts.push_back({{"Message", "Update Key Name"}, {"Context", "A"}, {"KeyName", "AP"}});
+  replay(contexts);
+  EXPECT_EQ(panel.summary(), "1 devices, 8 contexts");
+  const auto messages = frame();
+  ASSERT_EQ(messages.size(), 16U);
+  EXPECT_EQ(sizeOf(messages[0]), std::make_pair(144, 144));
+  EXPECT_EQ(sizeOf(messages[2]), std::make_pair(144, 144));
+  EXPECT_NE(messages[0].at("Image ID"), messages[2].at("Image ID"));
+  EXPECT_EQ(words({messages.begin() + 2, messages.begin() + 6}),
+            (Words{"B Update Full Image ID", "B Set Title ", "C Update Image ID", "C Set Title "}));
+  EXPECT_EQ(messages[2].at("Image ID"), messages[4].at("Image ID"));
+  EXPECT_EQ(words(frame()), Words{});
+
+  replay({appearance("B", "GEAR")});
+  EXPECT_EQ(panel.summary(), "1 devices, 1 contexts") << "the others went while the link was down";
+  EXPECT_EQ(words(frame()), (Words{"B Update Full Image ID", "B Set Title "}));
+}
+
+TEST_F(PanelTest, EveryNameShowsItselfOnAKeyAndOnADial) {
+  std::set<std::string> keys;
+  std::set<std::string> dials;
+  for (const char* name : {"GEAR", "FLAPS_UP", "FLAPS_DOWN", "LIGHT_NAV", "LIGHT_BEACON",
+                           "LIGHT_STROBE", "LIGHT_LANDING", "LIGHT_TAXI", "CAUTION", "FAIL", "AP",
+                           "CLOCK", "COM1", "NAV1", "HEADING", "ALTITUDE", "SPEED"}) {
+    replay({appearance("K", name), appearance("Z", name, "Encoder")});
+    const auto messages = frame();
+    ASSERT_EQ(messages.size(), 5U) << name;
+    EXPECT_TRUE(keys.insert(messages[0].at("Base64")).second) << name;
+    EXPECT_TRUE(
+        dials.insert(messages[4].at("Title").get<std::string>() + messages[3].at("Image ID").dump())
+            .second)
+        << name;
+  }
+}
+
+TEST_F(PanelTest, APressMovesTheGearAndPicturesThatAreKnownAreOnlyNamed) {
+  replay({appearance("GEAR", "GEAR")});
+  const auto down = frame().at(0).at("Image ID");
+  const auto move = [this] {
+    tell("Key Down", "GEAR");
+    tell("Key Up", "GEAR");
+    std::vector<json> all;
+    for (int i = 0; i < 45; ++i) {
+      for (const json& message : frame()) all.push_back(message);
+    }
+    return all;
+  };
+  const auto goingUp = move();
+  EXPECT_EQ(words(goingUp), Words(5, "GEAR Update Full Image ID"));
+  const auto goingDown = move();
+  EXPECT_EQ(words(goingDown), Words(5, "GEAR Update Image ID"));
+  EXPECT_EQ(goingDown.back().at("Image ID"), down);
+}
+
+TEST_F(PanelTest, ADialHasALayoutThatIsGivenOnceAndLinesThatFillIt) {
+  replay({appearance("H1", "HEADING", "Encoder"), appearance("H2", "HEADING", "Encoder"),
+          appearance("N", "NAV1", "Encoder")});
+  const auto messages = frame();
+  EXPECT_EQ(words(messages),
+            (Words{"H1 Set Layout Cache", "H1 Update Full Image ID",
+                   "H1 Set Title HDG\n270°\nnow 270°\n75", "H2 Set Layout", "H2 Update Image ID",
+                   "H2 Set Title HDG\n270°\nnow 270°\n75", "N Set Layout", "N Update Full Image ID",
+                   "N Set Title NAV1\n110.50\n113.90"}));
+  EXPECT_EQ(json::parse(decoded(messages[0].at("BASE64"))).at("id"), messages[0].at("UUID"));
+  EXPECT_EQ(messages[3].at("UUID"), messages[0].at("UUID"));
+  EXPECT_EQ(messages[6].at("UUID"), "") << "the default one";
+  EXPECT_EQ(sizeOf(messages[1]), std::make_pair(200, 100));
+
+  hide("H2");
+  tell("Encoder Rotate", "N", {{"Ticks", -2}});
+  EXPECT_EQ(words(frame()), Words{"N Set Title NAV1\n110.50\n113.80"});
+  tell("Dial Down", "N");
+  tell("Encoder Rotate", "N", {{"Ticks", 1}});
+  tell("Dial Up", "N");
+  EXPECT_EQ(words(frame()), Words{"N Set Title NAV1\n110.50\n114.80"}) << "turned, not pressed";
+  tell("Dial Down", "N");
+  EXPECT_EQ(words(frame()), Words{});
+  tell("Dial Up", "N");
+  EXPECT_EQ(words(frame()), (Words{"N Set Title NAV1\n114.80\n110.50", "N Ident Context"}));
+  tell("Touch Tap", "N", {{"Hold", true}});
+  EXPECT_EQ(words(frame()), (Words{"N Set Title NAV1\n114.80\n116.80", "N Ident Context"}));
+}
+
+TEST_F(PanelTest, WhatCannotBeObeyedAndTheCautionAlert) {
+  replay({appearance("1", "FLAPS_UP"), appearance("2", "CAUTION"), appearance("3", "FAIL")});
+  (void)frame();
+  tell("Key Down", "1");
+  EXPECT_EQ(words(frame()), Words{"1 Alert Context"});
+  tell("Key Down", "2");
+  EXPECT_EQ(words(frame()), Words{"2 Update Full Image ID"}) << "a test of the lamp";
+  tell("Key Up", "2");
+  EXPECT_EQ(words(frame()), Words{"2 Update Image ID"});
+  tell("Key Down", "3");
+  EXPECT_EQ(words(frame()),
+            (Words{"2 Update Full Image ID", "3 Update Full Image ID", "2 Alert Context"}));
+  EXPECT_EQ(words(frame()), Words{}) << "once";
+  tell("Key Down", "2");
+  EXPECT_EQ(words(frame()), (Words{"2 Update Image ID", "2 Ident Context"}));
+}
+
+TEST_F(PanelTest, ANameThatStandsForNothingLeavesABlank) {
+  replay({appearance("A", ""), appearance("B", "GAER"), appearance("C", "AP")});
+  EXPECT_EQ(words(frame()),
+            (Words{"A Reset Context", "A Set Title no\nname", "B Reset Context",
+                   "B Set Title what is\nGAER", "C Update Full Image ID", "C Set Title "}));
+  tell("Key Down", "A");
+  EXPECT_EQ(words(frame()), Words{"A Alert Context"});
+  tell("Update Key Name", "B", {{"KeyName", "AP"}, {"Device ID", "D"}});
+  tell("Update Key Name", "C", {{"KeyName", "ÄP"}, {"Device ID", "D"}});
+  EXPECT_EQ(words(frame()), (Words{"B Update Image ID", "B Set Title ", "C Reset Context",
+                                   "C Set Title what is\nÄP"}));
+}
+
+TEST_F(PanelTest, WhatWentToAContextThatHasGoneIsGivenAgain) {
+  replay({appearance("A", "AP"), appearance("B", "AP"), appearance("C", "ALTITUDE", "Encoder"),
+          appearance("D", "SPEED", "Encoder")});
+  (void)frame();
+  hide("A");
+  hide("C");
+  EXPECT_EQ(words(frame()),
+            (Words{"B Update Full Image ID", "D Set Layout Cache", "D Update Image ID",
+                   "D Set Title SPD\n100 kt\nnow 100 kt\n40"}));
+  now += std::chrono::seconds(5);
+  hide("B");
+  tell(appearance("A", "AP"));
+  EXPECT_EQ(words(frame()), (Words{"A Update Image ID", "A Set Title "})) << "it had its time";
+}
+
+TEST_F(PanelTest, WhatTheStoreDidNotTakeIsSentAgain) {
+  replay({appearance("A", "AP"), appearance("B", "GAER")});
+  isTaken = false;
+  const auto lost = frame();
+  EXPECT_EQ(frame(), lost);
+  isTaken = true;
+  EXPECT_EQ(frame(), lost);
+  EXPECT_EQ(words(frame()), Words{});
+}
+
+TEST_F(PanelTest, ATurnIsAnsweredAtOnceAStreamOfThemOnceAFrame) {
+  replay({appearance("C", "COM1", "Encoder")});
+  (void)frame();
+  sent.clear();
+  const auto turn = [this](int times) {
+    for (int i = 0; i < times; ++i) {
+      now += std::chrono::milliseconds(1);
+      tell("Encoder Rotate", "C", {{"Ticks", 1}});
+      panel.show(now);
+    }
+  };
+  now += Panel::kFrame;
+  turn(1);
+  EXPECT_EQ(sent.size(), 1U);
+  turn(99);
+  EXPECT_EQ(sent.size(), 1U);
+  turn(1);
+  EXPECT_EQ(sent.size(), 2U);
+}
+
+TEST_F(PanelTest, WhatIsNoMessageIsPassedOver) {
+  replay({appearance("A", "AP")});
+  (void)frame();
+  for (const char* text :
+       {"", "{", "[]", "7", "{}", R"({"Message":7})", R"({"Message":"Key Down"})",
+        R"({"Message":"Encoder Rotate","Context":"A","Ticks":"x"})",
+        R"({"Message":"Touch Tap","Context":"A"})", R"({"Message":"Key Down","Context":"gone"})",
+        R"({"Message":"Group Message","Messages":[1]})", R"({"Message":"News","Context":"A"})"}) {
+    panel.handle(text, now);
+  }
+  EXPECT_EQ(words(frame()), Words{});
+  tell("Key Down", "A");
+  EXPECT_EQ(words(frame()), Words{"A Update Full Image ID"});
+}
+
+}  // namespace

@@ -1,0 +1,11 @@
+// Files of a folder, for a reader that is told their names by somebody else.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+// The content of a file whose path is relative to `folder`. Nothing: it can't be read, or it leaves
+// the folder, links resolved.
+std::optional<std::string> readPluginFile(const std::filesystem::path& folder,
+                                          const std::string& path);

@@ -1,0 +1,219 @@
+#include "tools/deck/VirtualDeck.h"
+
+#include <utility>
+
+#include "tools/common/Output.h"
+#include "tools/deck/PluginFolder.h"
+
+using nlohmann::json;
+using Lock = std::lock_guard<std::mutex>;
+
+namespace {
+
+constexpr std::size_t kKeptLines = 400;
+constexpr std::size_t kLineLength = 300;
+constexpr char kDefaultLayout[] = "Velomar-Layout.json";
+
+std::string news(const char* kind, const char* name, json value) {
+  // A long line may have been cut in the middle of a character.
+  return json{{"kind", kind}, {name, std::move(value)}}.dump(-1, ' ', false,
+                                                             json::error_handler_t::replace);
+}
+
+// Empty: it is missing, or something else.
+std::string textOf(const json& object, const char* name) {
+  const auto found = object.find(name);
+  return found != object.end() && found->is_string() ? found->get<std::string>() : std::string();
+}
+
+}  // namespace
+
+VirtualDeck::VirtualDeck(std::filesystem::path pluginFolder, Speak speakToPlugin,
+                         Speak speakToPages)
+    : folder(std::move(pluginFolder)),
+      toPlugin(std::move(speakToPlugin)),
+      toPages(std::move(speakToPages)) {}
+
+std::string VirtualDeck::obey(const std::string& command) {
+  const Lock lock(mutex);
+  if (!command.empty() && command.front() == '{') {
+    tellPlugin(command);
+    return pluginIsThere ? "" : "no plug-in is there";
+  }
+  std::string error;
+  const auto events = model.obey(command, error);
+  if (!error.empty()) return error;
+  send(events);
+  if (DeckModel::isOfPlaces(command)) showState();
+  return {};
+}
+
+void VirtualDeck::send(const DeckModel::Events& events) {
+  for (const json& event : events) tellPlugin(event.dump());
+}
+
+// A plug-in that comes later is told of everything that is on show.
+void VirtualDeck::tellPlugin(const std::string& text) {
+  if (!pluginIsThere) return;
+  write("to plug-in", text);
+  toPlugin(text);
+}
+
+void VirtualDeck::showState() {
+  dropHiddenFaces();
+  toPages(news("state", "state", stateLocked()));
+}
+
+// The application forgets what a context showed when it goes, and starts from the default layout.
+void VirtualDeck::dropHiddenFaces() {
+  for (const auto& [id, context] : model.contexts()) {
+    if (!model.isShown(context)) {
+      faces.erase(id);
+    } else if (faces.count(id) == 0) {
+      Face& face = faces[id];
+      face.layoutPath = kDefaultLayout;
+      face.layout = readLayout(kDefaultLayout);
+    }
+  }
+  for (auto face = faces.begin(); face != faces.end();) {
+    face = model.contexts().count(face->first) == 0 ? faces.erase(face) : std::next(face);
+  }
+}
+
+void VirtualDeck::pluginRegistered() {
+  const Lock lock(mutex);
+  pluginIsThere = true;
+  faces.clear();
+  send(model.replay());
+  showState();
+}
+
+void VirtualDeck::pluginGone() {
+  const Lock lock(mutex);
+  pluginIsThere = false;
+  faces.clear();
+  showState();
+}
+
+void VirtualDeck::frame(const std::string& text) {
+  const json message = json::parse(text, nullptr, false);
+  if (!message.is_object()) return;
+  const std::string event = textOf(message, "event");
+  const std::string context = textOf(message, "context");
+  json payload = message.value("payload", json::object());
+  if (!payload.is_object()) payload = json::object();
+  const Lock lock(mutex);
+  if (event == "logMessage") {
+    write("log", textOf(payload, "message"));
+    return;
+  }
+  write("from plug-in", text);
+  if (event == "showOk" || event == "showAlert") {
+    const char* sign = event == "showOk" ? "ok" : "alert";
+    toPages(json{{"kind", "sign"}, {"context", context}, {"sign", sign}}.dump());
+  } else if (faces.count(context) != 0) {
+    apply(event, context, payload);
+  }
+}
+
+void VirtualDeck::apply(const std::string& event, const std::string& context, const json& payload) {
+  Face& face = faces[context];
+  face.revision = ++lastRevision;
+  if (event == "setImage") {
+    face.image = textOf(payload, "image");
+  } else if (event == "setTitle") {
+    face.title = textOf(payload, "title");
+  } else if (event == "setFeedback") {
+    fill(face, payload);
+  } else if (event == "setFeedbackLayout") {
+    face.layoutPath = textOf(payload, "layout");
+    face.layout = readLayout(face.layoutPath);
+    face.feedback = json::object();
+    face.changed = json::object();
+  } else {
+    return;
+  }
+  toPages(json{{"kind", "face"}, {"context", context}, {"face", describe(face)}}.dump());
+}
+
+// An item keeps what was set of it earlier, unless it is set again.
+void VirtualDeck::fill(Face& face, const json& feedback) {
+  for (const auto& [key, given] : feedback.items()) {
+    json& properties = face.feedback[key];
+    properties.update(given.is_object() ? given : json{{"value", given}});
+    face.changed[key] = face.revision;
+  }
+}
+
+json VirtualDeck::readLayout(const std::string& path) const {
+  const auto text = readPluginFile(folder, path);
+  if (!text) return nullptr;
+  json layout = json::parse(*text, nullptr, false);
+  return layout.is_object() ? layout : json();
+}
+
+void VirtualDeck::log(const std::string& from, const std::string& text) {
+  const Lock lock(mutex);
+  write(from, text);
+}
+
+void VirtualDeck::write(const std::string& from, const std::string& text) {
+  const bool isLong = text.size() > kLineLength;
+  lines.push_back({{"time", Output::now()},
+                   {"from", from},
+                   {"text", isLong ? text.substr(0, kLineLength) + "..." : text}});
+  if (lines.size() > kKeptLines) lines.pop_front();
+  toPages(news("log", "lines", json::array({lines.back()})));
+}
+
+std::string VirtualDeck::stateNews() const {
+  return news("state", "state", state());
+}
+
+std::string VirtualDeck::logNews() const {
+  const Lock lock(mutex);
+  return news("log", "lines", json(lines));
+}
+
+json VirtualDeck::state() const {
+  const Lock lock(mutex);
+  return stateLocked();
+}
+
+json VirtualDeck::describe(const Face& face) const {
+  return {{"image", face.image},      {"title", face.title},       {"layoutPath", face.layoutPath},
+          {"layout", face.layout},    {"feedback", face.feedback}, {"changed", face.changed},
+          {"revision", face.revision}};
+}
+
+json VirtualDeck::stateLocked() const {
+  json devices = json::array();
+  for (const auto& [id, device] : model.devices()) {
+    devices.push_back({{"id", id},
+                       {"name", device.name},
+                       {"type", device.type},
+                       {"columns", device.columns},
+                       {"rows", device.rows},
+                       {"dials", device.dials},
+                       {"page", device.page},
+                       {"pages", DeckModel::kPages},
+                       {"plugged", device.isPlugged}});
+  }
+  json contexts = json::array();
+  for (const auto& [id, context] : model.contexts()) {
+    const auto face = faces.find(id);
+    contexts.push_back({{"id", id},
+                        {"device", context.device},
+                        {"controller", context.controller},
+                        {"page", context.page},
+                        {"column", context.column},
+                        {"row", context.row},
+                        {"keyName", textOf(context.settings, "KeyName")},
+                        {"shown", model.isShown(context)},
+                        {"face", face == faces.end() ? json() : describe(face->second)}});
+  }
+  return {{"plugin", pluginIsThere},
+          {"time", Output::now()},
+          {"devices", std::move(devices)},
+          {"contexts", std::move(contexts)}};
+}

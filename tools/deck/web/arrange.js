@@ -1,0 +1,78 @@
+// Moving keys and dials with a mouse, a pen or a finger. On while its button is pressed; keys are
+// dragged then, and not pressed.
+const kDragDistance = 6; // px; less is a click
+
+// Calls `move(context, slot)` for a drop on an empty place, `turnTo(context, page)` for one on a
+// page's button; both of the same device.
+export function watchArranging(decks, button, { move, turnTo }) {
+  let isOn = false;
+  button.addEventListener("click", () => {
+    isOn = !isOn;
+    button.setAttribute("aria-pressed", `${isOn}`);
+    document.body.toggleAttribute("data-arranging", isOn);
+  });
+  // Taken on its way down, before a key can feel it as a press.
+  decks.addEventListener(
+    "pointerdown",
+    (event) => {
+      const dragged = isOn && event.button === 0 && event.target.closest("[data-context]");
+      if (!dragged) return;
+      event.stopPropagation();
+      event.preventDefault();
+      dragged.querySelector("button")?.focus();
+      dragged.focus();
+      watchDrag(dragged, event, { move, turnTo });
+    },
+    true,
+  );
+}
+
+function watchDrag(dragged, start, { move, turnTo }) {
+  const device = dragged.closest("[data-device]");
+  const kind = dragged.dataset.slot.split(":")[0];
+  const ghost = dragged.cloneNode(true);
+  let target = null;
+
+  const aim = (element) => {
+    target?.removeAttribute("data-target");
+    const aimed = element?.closest(`.place[data-slot^="${kind}:"], [data-page]`);
+    target = aimed && device.contains(aimed) ? aimed : null;
+    target?.setAttribute("data-target", "");
+  };
+  const follow = (event) => {
+    const [x, y] = [event.clientX - start.clientX, event.clientY - start.clientY];
+    if (!ghost.isConnected && Math.hypot(x, y) < kDragDistance) return;
+    if (!ghost.isConnected) showGhost(ghost, dragged);
+    ghost.style.translate = `${x}px ${y}px`;
+    aim(document.elementFromPoint(event.clientX, event.clientY));
+  };
+  const listening = new AbortController();
+  const drop = (event) => {
+    listening.abort();
+    ghost.remove();
+    const { slot, page } = target?.dataset ?? {};
+    aim(null);
+    if (event.type !== "pointerup") return;
+    if (slot) move(dragged.dataset.context, slot);
+    if (page) turnTo(dragged.dataset.context, Number(page));
+  };
+  const options = { signal: listening.signal };
+  window.addEventListener("pointermove", follow, options);
+  window.addEventListener("pointerup", drop, options);
+  window.addEventListener("pointercancel", drop, options);
+}
+
+function showGhost(ghost, dragged) {
+  const { left, top, width, height } = dragged.getBoundingClientRect();
+  delete ghost.dataset.context;
+  delete ghost.dataset.slot;
+  ghost.classList.add("ghost");
+  ghost.setAttribute("aria-hidden", "true");
+  Object.assign(ghost.style, {
+    left: `${left}px`,
+    top: `${top}px`,
+    width: `${width}px`,
+    height: `${height}px`,
+  });
+  document.body.append(ghost);
+}

@@ -1,0 +1,34 @@
+// The WebSocket to the program that served this page. It is opened again whenever it is lost.
+const kFirstDelay = 500; // ms
+const kLongestDelay = 5000;
+
+export class Connection {
+  #socket = null;
+  #delay = kFirstDelay;
+  #handlers;
+
+  // `news` gets each news object; `opened` and `lost` are told about the connection.
+  constructor(handlers) {
+    this.#handlers = handlers;
+    this.#open();
+  }
+
+  // One command. Without a connection it is dropped: what fingers do can't be made up for later.
+  send(command) {
+    if (this.#socket.readyState === WebSocket.OPEN) this.#socket.send(command);
+  }
+
+  #open() {
+    this.#socket = new WebSocket(`ws://${location.host}/page`);
+    this.#socket.onopen = () => {
+      this.#delay = kFirstDelay;
+      this.#handlers.opened();
+    };
+    this.#socket.onmessage = (event) => this.#handlers.news(JSON.parse(event.data));
+    this.#socket.onclose = () => {
+      this.#handlers.lost();
+      setTimeout(() => this.#open(), this.#delay);
+      this.#delay = Math.min(this.#delay * 2, kLongestDelay);
+    };
+  }
+}

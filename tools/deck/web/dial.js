@@ -1,0 +1,149 @@
+// A dial with its segment of the touch strip.
+import { ContextView } from "./context-view.js";
+import { make, makeButton, nameButton, patchSvg, setAttribute, setText } from "./dom.js";
+import { watchPresses } from "./press.js";
+import { describeStrip, kFont, kHeight, kWidth } from "./strip.js";
+
+const kTurnPause = 50; // ms; what is turned in between goes together
+const kTapTime = 500; // ms; a tap that lasts longer is a long one
+const kWheelNotch = 100; // px
+const kWheelStep = 40; // px; of a wheel without notches
+const kTickAngle = 15; // degrees
+const kKeyTicks = { ArrowRight: 1, ArrowUp: 1, ArrowLeft: -1, ArrowDown: -1 };
+
+const pen = document.createElement("canvas").getContext("2d");
+let count = 0;
+
+function measure(text, size, weight) {
+  pen.font = `${weight} ${size}px ${kFont}`;
+  return pen.measureText(text).width;
+}
+
+export class DialView extends ContextView {
+  #picture = document.createElementNS("http://www.w3.org/2000/svg", "svg");
+  #missing = make("span", { class: "missing" });
+  #strip = make("button", { type: "button", class: "strip" });
+  #knob = make("button", { type: "button", class: "knob", "aria-describedby": "dial-hint" });
+  #left;
+  #right;
+  #prefix = `strip${++count}`;
+  #shown = "";
+  #problems = [];
+  #layoutPath = "";
+  #ticks = 0; // turned, and not sent yet
+  #turnTimer = null;
+  #angle = 0;
+
+  constructor(id, panel) {
+    super(id, make("div", { class: "dial", role: "group" }), panel);
+    setAttribute(this.#picture, "viewBox", `0 0 ${kWidth} ${kHeight}`);
+    setAttribute(this.#picture, "aria-hidden", "true");
+    this.#strip.append(this.#picture, this.#missing, make("span", { class: "sign" }));
+    this.#left = makeButton("−", "", () => this.#turn(-1));
+    this.#right = makeButton("+", "", () => this.#turn(1));
+    this.#knob.append(make("span", { class: "mark" }));
+    this.element.append(
+      this.#strip,
+      make("div", { class: "turning" }, this.#left, this.#knob, this.#right),
+    );
+    this.#watchStrip();
+    this.#watchKnob();
+    this.#watchWheel();
+  }
+
+  place(context) {
+    super.place(context);
+    setAttribute(this.element, "aria-label", `Dial ${this.name}`);
+    setAttribute(this.#knob, "aria-label", `Press dial ${this.name}`);
+    nameButton(this.#left, `Turn ${this.name} left`);
+    nameButton(this.#right, `Turn ${this.name} right`);
+    this.show(context.face);
+  }
+
+  show(face) {
+    const shown = JSON.stringify(face);
+    if (shown !== this.#shown) this.#draw(face);
+    this.#shown = shown;
+    const text = this.#picture.dataset.text;
+    setAttribute(this.#strip, "aria-label", `Strip of ${this.name}${text ? `: ${text}` : ""}`);
+  }
+
+  // What the author of a layout should know.
+  get notes() {
+    const layout = this.#layoutPath ? [`Layout: ${this.#layoutPath}`] : [];
+    return [...layout, ...this.#problems];
+  }
+
+  #draw(face) {
+    const drawing = face?.layout
+      ? describeStrip(face, { measure, prefix: this.#prefix })
+      : { nodes: [], text: "", problems: [] };
+    patchSvg(this.#picture, drawing.nodes);
+    this.#picture.dataset.text = drawing.text;
+    this.#problems = drawing.problems;
+    this.#layoutPath = face?.layoutPath ?? "";
+    const isMissing = face && !face.layout;
+    setText(this.#missing, isMissing ? `No layout can be read at ${this.#layoutPath}` : "");
+  }
+
+  #watchStrip() {
+    let timer = null;
+    watchPresses(this.#strip, {
+      down: () => {
+        timer = setTimeout(() => {
+          timer = null;
+          this.panel.send(`hold ${this.id}`);
+        }, kTapTime);
+      },
+      up: () => {
+        if (timer !== null) this.panel.send(`tap ${this.id}`);
+        clearTimeout(timer);
+      },
+    });
+  }
+
+  #watchKnob() {
+    watchPresses(this.#knob, {
+      down: () => this.panel.send(`push ${this.id}`),
+      up: () => this.panel.send(`pull ${this.id}`),
+    });
+    this.#knob.addEventListener("keydown", (event) => {
+      if (!(event.key in kKeyTicks)) return;
+      event.preventDefault();
+      this.#turn(kKeyTicks[event.key]);
+    });
+  }
+
+  // Up is to the right. A touch pad scrolls in many small steps, which are gathered.
+  #watchWheel() {
+    let gathered = 0;
+    this.element.addEventListener(
+      "wheel",
+      (event) => {
+        event.preventDefault();
+        const distance = event.deltaMode === 0 ? event.deltaY : event.deltaY * kWheelNotch;
+        gathered += distance;
+        if (Math.abs(distance) < kWheelStep && Math.abs(gathered) < kWheelStep) return;
+        const ticks = Math.max(1, Math.round(Math.abs(gathered) / kWheelNotch));
+        this.#turn(-Math.sign(gathered) * ticks);
+        gathered = 0;
+      },
+      { passive: false },
+    );
+  }
+
+  #turn(ticks) {
+    this.#ticks += ticks;
+    this.#angle += ticks * kTickAngle;
+    this.#knob.style.setProperty("--angle", `${this.#angle}deg`);
+    if (this.#turnTimer === null) this.#sendTicks();
+  }
+
+  #sendTicks() {
+    this.#turnTimer = null;
+    if (this.#ticks === 0) return;
+    this.panel.send(`rotate ${this.id} ${this.#ticks}`);
+    this.#ticks = 0;
+    this.#turnTimer = setTimeout(() => this.#sendTicks(), kTurnPause);
+  }
+}

@@ -1,0 +1,44 @@
+// A key: an image with a title over it, that can be pressed and held.
+import { ContextView } from "./context-view.js";
+import { make, setAttribute, setText } from "./dom.js";
+import { describeSlot } from "./places.js";
+import { watchPresses } from "./press.js";
+
+export class KeyView extends ContextView {
+  #image = make("img", { alt: "", draggable: "false", decoding: "sync", hidden: "" });
+  #title = make("span", { class: "title" });
+
+  constructor(id, panel) {
+    super(id, make("button", { type: "button", class: "key" }), panel);
+    this.element.append(this.#image, this.#title, make("span", { class: "sign" }));
+    watchPresses(this.element, {
+      down: () => panel.send(`press ${id}`),
+      up: () => panel.send(`release ${id}`),
+    });
+  }
+
+  place(context) {
+    super.place(context);
+    this.show(context.face);
+  }
+
+  // Null: the plug-in has yet to say what is on the key.
+  show(face) {
+    const image = face?.image ?? "";
+    if (image) setAttribute(this.#image, "src", image);
+    else this.#image.removeAttribute("src");
+    this.#image.hidden = !image;
+    setText(this.#title, face?.title ?? "");
+    this.element.toggleAttribute("data-blank", !image && !face?.title);
+    const title = face?.title ? `: ${face.title.replaceAll("\n", " ")}` : "";
+    setAttribute(
+      this.element,
+      "aria-label",
+      `Key ${this.name}, ${describeSlot(this.slot)}${title}`,
+    );
+  }
+
+  get notes() {
+    return [];
+  }
+}

@@ -1,0 +1,85 @@
+// The lines of the log and the frames in both directions.
+import { make, part, setText } from "./dom.js";
+
+const kKeptLines = 400;
+const kArrows = { "to plug-in": "→", "from plug-in": "←" };
+
+export class LogView {
+  #rows = []; // {line, element}
+  #waiting = [];
+  #isPaused = false;
+  #frame = null;
+  #list = part("log-lines");
+
+  constructor() {
+    part("log-filter").addEventListener("input", () => this.#filter());
+    part("log-from").addEventListener("input", () => this.#filter());
+    part("log-pause").addEventListener("click", () => this.#togglePause());
+  }
+
+  clear() {
+    this.#rows = [];
+    this.#waiting = [];
+    this.#list.replaceChildren();
+  }
+
+  add(lines) {
+    this.#waiting = [...this.#waiting, ...lines].slice(-kKeptLines);
+    // Lines come in crowds, and each would cost a layout of the list.
+    this.#frame ??= requestAnimationFrame(() => this.#show());
+  }
+
+  #show() {
+    this.#frame = null;
+    setText(part("log-pause"), this.#isPaused ? `Go on (${this.#waiting.length})` : "Pause");
+    if (this.#isPaused) return;
+    const rows = this.#waiting.map((line) => ({ line, element: makeRow(line) }));
+    this.#waiting = [];
+    for (const row of rows) this.#applyFilter(row);
+    const isAtEnd = this.#list.scrollHeight - this.#list.scrollTop - this.#list.clientHeight < 40;
+    this.#list.append(...rows.map((row) => row.element));
+    this.#rows.push(...rows);
+    for (const row of this.#rows.splice(0, this.#rows.length - kKeptLines)) row.element.remove();
+    if (isAtEnd) this.#list.scrollTop = this.#list.scrollHeight;
+  }
+
+  #togglePause() {
+    this.#isPaused = !this.#isPaused;
+    part("log-pause").setAttribute("aria-pressed", `${this.#isPaused}`);
+    this.#show();
+  }
+
+  #filter() {
+    for (const row of this.#rows) this.#applyFilter(row);
+    this.#list.scrollTop = this.#list.scrollHeight;
+  }
+
+  #applyFilter({ line, element }) {
+    const wanted = part("log-filter").value.trim().toLowerCase();
+    const from = part("log-from").value;
+    element.hidden =
+      (from !== "" && line.from !== from) || !line.text.toLowerCase().includes(wanted);
+  }
+}
+
+// One line, which opens to show all of its text. A long one was cut, and isn't JSON any more.
+function makeRow({ time, from, text }) {
+  const [, event] = /"event":"([^"]*)"/.exec(text) ?? [];
+  const [, context] = /"context":"([^"]*)"/.exec(text) ?? [];
+  const short = text.replace(/(base64,)[^"]*/, "$1…");
+  const summary = make(
+    "summary",
+    {},
+    make("time", {}, time.toFixed(2)),
+    make("span", { class: "arrow", title: from }, kArrows[from] ?? "·"),
+    ...(event ? [make("b", {}, event)] : []),
+    make("span", { class: "gist" }, event ? `${context ?? ""} ${gistOf(short)}` : text),
+  );
+  return make("details", { class: "line", "data-from": from }, summary, make("pre", {}, text));
+}
+
+// The payload: the rest says no more than the event's name and context.
+function gistOf(text) {
+  const [, payload] = /"payload":(.*?)\}?$/.exec(text) ?? [];
+  return payload ?? "";
+}

@@ -1,0 +1,31 @@
+// Places of keys and dials: "key:COLUMN,ROW" and "dial:COLUMN", counted from 0, are their names.
+
+export const isDial = (context) => context.controller === "Encoder";
+
+export function slotOf(context) {
+  return isDial(context) ? `dial:${context.column}` : `key:${context.column},${context.row}`;
+}
+
+export function parseSlot(slot) {
+  const [kind, place] = slot.split(":");
+  const [column, row = 0] = place.split(",").map(Number);
+  return { controller: kind === "dial" ? "Encoder" : "Keypad", column, row };
+}
+
+// All places on a page of a device, keys first, row by row.
+export function slotsOf(device) {
+  const slots = [];
+  for (let row = 0; row < device.rows; ++row) {
+    for (let column = 0; column < device.columns; ++column) slots.push(`key:${column},${row}`);
+  }
+  for (let column = 0; column < device.dials; ++column) slots.push(`dial:${column}`);
+  return slots;
+}
+
+// In words, counted from 1.
+export function describeSlot(slot) {
+  const { controller, column, row } = parseSlot(slot);
+  return controller === "Encoder" ? `column ${column + 1}` : `column ${column + 1}, row ${row + 1}`;
+}
+
+export const kindOf = (slot) => (slot.startsWith("dial") ? "dial" : "key");
