@@ -88,16 +88,21 @@ void simdb::initialise(u64 wantedSize, u64 wantedCount) {
   store::save(*blockCount, wantedCount);
   store::save(*blockSize, wantedSize);
   store::save(*count, u32{1});
-  layOver(true);
+  layOver(wantedSize, wantedCount, true);
   store::save(*flags, u32{1});
 }
 
+// The header's numbers are read once and checked once: from then on it doesn't matter what becomes
+// of the header.
 simdb_error simdb::adopt() {
   pointAtHeader();
+  const u64 b = store::load(*blockSize);
+  const u64 n = store::load(*blockCount);
+  if (!store::fits(b, n) || !mem.holds(store::regionSize(b, n))) return SIMDB_MAP_FAILED;
   mem.owner = false;
   store::add(*count, u32{1});
-  mem.size = store::regionSize(store::load(*blockSize), store::load(*blockCount));
-  layOver(false);
+  mem.size = store::regionSize(b, n);
+  layOver(b, n, false);
   return SIMDB_OK;
 }
 
@@ -108,13 +113,13 @@ void simdb::pointAtHeader() {
   blockCount = store::wordAt<store::Word64>(mem.region, store::kBlockCountOffset);
 }
 
-void simdb::layOver(bool owner) {
-  blkCnt = store::load(*blockCount);
-  blkSz = store::load(*blockSize);
+void simdb::layOver(u64 b, u64 n, bool owner) {
+  blkSz = b;
+  blkCnt = n;
   u8* region = static_cast<u8*>(mem.region);
-  const u32 n = static_cast<u32>(blkCnt);
-  values = CncrStr(region + store::versionOffset(n), static_cast<u32>(blkSz), n, owner);
-  index = CncrHsh(region + store::kIndexOffset, n, &values, owner);
+  const u32 slots = static_cast<u32>(n);
+  values = CncrStr(region + store::versionOffset(n), static_cast<u32>(b), slots, owner);
+  index = CncrHsh(region + store::kIndexOffset, slots, &values, owner);
 }
 
 void simdb::close() {

@@ -97,7 +97,7 @@ class simdb {
   simdb_error adopt();
   void pointAtHeader();
   void initialise(u64 wantedSize, u64 wantedCount);
-  void layOver(bool owner);
+  void layOver(u64 b, u64 n, bool owner);
 
   store::Word32* flags = nullptr;
   store::Word32* count = nullptr;
