@@ -15,6 +15,9 @@ namespace {
 constexpr int kOpenTries = 100;
 constexpr int kReadTries = 256;
 
+// At rest a pass meets no slot more than three times, and all keys together fit into the store.
+constexpr u64 kKeyBytesPerPass = 4;  // times the store's capacity
+
 u32 length32(const std::string& text) {
   return static_cast<u32>(text.size());
 }
@@ -217,6 +220,7 @@ simdb::VerStr simdb::nxtKey(u64* searched) const {
   VerStr key;
   key.ver = slot.version;
   key.str.assign(keyLength, '\0');
+  listed += keyLength;
   if (!getKey(i, slot.version, key.str.data(), keyLength)) return none;
   // Keys are text: one that holds a NUL isn't listed.
   return key.str.find('\0') == std::string::npos ? key : none;
@@ -224,7 +228,9 @@ simdb::VerStr simdb::nxtKey(u64* searched) const {
 
 std::vector<simdb::VerStr> simdb::getKeyStrs() const {
   std::set<VerStr> keys;
-  for (u64 total = 0; total < blkCnt;) {
+  // In a damaged region every slot can name a key as long as the whole store.
+  const u64 limit = listed + kKeyBytesPerPass * blkSz * blkCnt;
+  for (u64 total = 0; total < blkCnt && listed < limit;) {
     u64 searched = 0;
     VerStr key = nxtKey(&searched);
     if (!key.str.empty()) keys.insert(std::move(key));

@@ -112,6 +112,7 @@ class simdb {
   u64 blkSz = 0;
   bool isOpen = false;
   mutable u64 visited = 0;
+  mutable u64 listed = 0;  // bytes of keys that the walk has copied
 };
 
 // Names of the stores on this machine, in the order in which the folder lists them. `error`, which
