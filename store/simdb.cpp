@@ -139,7 +139,9 @@ bool simdb::get(const std::string& key, std::string* value) const {
   if (key.empty()) return false;
   // Size and bytes come from one chain, under one pin: a value that is replaced meanwhile is seen
   // whole, either the old or the new one.
+  CncrStr::VerIdx last = CncrHsh::empty;
   const auto read = [&](CncrStr::VerIdx chain) {
+    last = chain;
     CncrStr::Lengths lengths{0, 0};
     if (!values.lengths(chain, lengths)) return false;
     value->assign(lengths.len - lengths.klen, '\0');
@@ -152,7 +154,10 @@ bool simdb::get(const std::string& key, std::string* value) const {
   const u32 hash = CncrHsh::hashOf(key.data(), length32(key));
   bool found = false;
   bool whole = false;
-  for (int tries = 0; !whole && tries < kReadTries; ++tries) {
+  // A chain that still stands after it couldn't be read is damaged, and no try will make it whole.
+  CncrStr::VerIdx before = CncrHsh::deleted;
+  for (int tries = 0; !whole && last != before && tries < kReadTries; ++tries) {
+    before = last;
     found = index.runMatch(key.data(), length32(key), hash, read, whole);
     if (!found) break;
   }
