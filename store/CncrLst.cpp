@@ -58,7 +58,8 @@ u32 CncrLst::alloc(u32 count) {
   if (first == LIST_END) return LIST_END;
   u32 current = first;
   for (u32 taken = 1; taken < count; ++taken) {
-    const u32 block = nxt(current);
+    // A list that gives more blocks than there are goes in a circle, so it has ended, too.
+    const u32 block = taken < cnt ? nxt(current) : LIST_END;
     if (block == LIST_END) {
       free(first, current);
       return LIST_END;

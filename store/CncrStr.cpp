@@ -16,28 +16,35 @@ using store::note;
 namespace {
 
 // How long alloc waits for a reader that pinned a block before it was freed and taken again. A
-// reader needs microseconds to see the new version and leave; one that takes longer has died.
+// reader needs microseconds to see the new version and leave; one that takes longer has died. A
+// chain can have several such blocks, and all of a damaged region's: together they get no more
+// than the second figure.
 constexpr std::chrono::milliseconds kPinPatience{20};
+constexpr std::chrono::milliseconds kChainPatience{60};
 constexpr std::chrono::microseconds kPinPause{50};
-
-// Begins with the first question, so that a block without a pin costs no look at the clock.
-class PinPatience {
- public:
-  bool lasts() {
-    const auto now = std::chrono::steady_clock::now();
-    if (end == std::chrono::steady_clock::time_point()) end = now + kPinPatience;
-    return now < end;
-  }
-
- private:
-  std::chrono::steady_clock::time_point end;
-};
 
 i32 readersOf(u32 state) {
   return static_cast<i32>(state) >> 2;
 }
 
 }  // namespace
+
+// Begins with the first question, so that a block without a pin costs no look at the clock.
+class CncrStr::PinPatience {
+ public:
+  void beginBlock() { blockEnd = {}; }
+
+  bool lasts() {
+    const auto now = Clock::now();
+    if (chainEnd == Clock::time_point()) chainEnd = now + kChainPatience;
+    if (blockEnd == Clock::time_point()) blockEnd = std::min(now + kPinPatience, chainEnd);
+    return now < blockEnd;
+  }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  Clock::time_point blockEnd, chainEnd;
+};
 
 CncrStr::CncrStr(void* area, u32 size, u32 blockCount, bool owner)
     : lst(static_cast<u8*>(area) + u64{24} * blockCount + 16, blockCount, owner),
@@ -68,21 +75,22 @@ CncrStr::VerIdx CncrStr::alloc(u32 size, u32 klen, u32 hash, BlkCnt* report) {
   }
   const VerIdx chain{first, static_cast<u32>(store::add(*versions, u64{1}))};
 
+  PinPatience patience;
   u32 block = first;
   u32 following = lst.link(block);
   for (u32 left = needed - 1; left > 0; --left, following = lst.link(block)) {
     // Only a damaged region has a link here that is no block. What is left of the chain is lost.
     if (!isBlock(following)) return {LIST_END, 0};
     fill(block, following, chain, size);
-    if (block != first) publishState(block, 0);
+    if (block != first) publishState(block, 0, patience);
     block = following;
   }
   fill(block, LIST_END, chain, size);
-  if (block != first) publishState(block, 0);
+  if (block != first) publishState(block, 0, patience);
 
   note(entries[first].klen, klen);
   note(entries[first].hash, hash);
-  publishState(first, kIsKey);
+  publishState(first, kIsKey, patience);
 
   ++__simdb_allocs;
   if (report != nullptr) *report = {following == LIST_END ? 1U : 0U, (needed - 1) & 0x7FFFFFFFU};
@@ -104,10 +112,10 @@ void CncrStr::fill(u32 block, u32 following, VerIdx chain, u32 size) {
 // pin, and its unpin would then leave the count of readers below zero, which refuses every reader
 // from then on. So the state is swapped, and a pin that is seen gets time to go. The time is
 // bounded: a pin that a dead process left behind must not block anyone.
-void CncrStr::publishState(u32 block, u32 state) {
+void CncrStr::publishState(u32 block, u32 state, PinPatience& patience) {
   auto& word = entries[block].state;
   u32 seen = store::load(word);
-  PinPatience patience;
+  patience.beginBlock();
   do {
     // Also a pin that made the swap fail gets its time.
     while (readersOf(seen) > 0 && patience.lasts()) {

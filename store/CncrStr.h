@@ -22,7 +22,7 @@
 //
 // Pins of a process that died are never given back. Such a chain stays readable, and once deleted
 // its blocks are lost until the region is created anew. A pin that comes too late to a block that
-// is being taken again delays alloc for kPinPatience at most.
+// is being taken again delays alloc for kPinPatience at most, several of them for kChainPatience.
 #pragma once
 
 #include "store/CncrLst.h"
@@ -131,7 +131,8 @@ class CncrStr {
   static constexpr u32 kRefusesPins = 0x80000002;  // isDeleted, or the sign of readers
 
   void fill(u32 block, u32 following, VerIdx chain, u32 size);
-  void publishState(u32 block, u32 state);
+  class PinPatience;
+  void publishState(u32 block, u32 state, PinPatience& patience);
   // The product is taken in 32 bits by contract.
   void* blockAt(u32 block, u32 offset = 0) const { return data + u32{blockSize * block} + offset; }
   u32 next(u32 block) const { return store::look(entries[block].next); }

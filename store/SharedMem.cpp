@@ -14,8 +14,7 @@
 
 namespace {
 
-constexpr char kPrefix[] = "/var/tmp//simdb_";
-constexpr std::size_t kPrefixLength = sizeof kPrefix - 1;
+constexpr std::size_t kPrefixLength = sizeof SharedMem::kPrefix - 1;
 constexpr mode_t kFileMode = 0666;
 
 // Gives a new file its length. Two processes may both have found no file and both have created it:

@@ -16,6 +16,9 @@
 
 class SharedMem {
  public:
+  // A store's file: this, and the store's name.
+  static constexpr char kPrefix[] = "/var/tmp//simdb_";
+
   // Opens or creates the file "/var/tmp//simdb_<name>" and maps `size` bytes of it.
   //
   // `owner` comes back true only for the one process that has created the file and given it its

@@ -15,6 +15,9 @@ namespace {
 constexpr int kOpenTries = 100;
 constexpr int kReadTries = 256;
 
+// At rest a pass meets no slot more than three times, and all keys together fit into the store.
+constexpr u64 kKeyBytesPerPass = 4;  // times the store's capacity
+
 u32 length32(const std::string& text) {
   return static_cast<u32>(text.size());
 }
@@ -88,16 +91,21 @@ void simdb::initialise(u64 wantedSize, u64 wantedCount) {
   store::save(*blockCount, wantedCount);
   store::save(*blockSize, wantedSize);
   store::save(*count, u32{1});
-  layOver(true);
+  layOver(wantedSize, wantedCount, true);
   store::save(*flags, u32{1});
 }
 
+// The header's numbers are read once and checked once: from then on it doesn't matter what becomes
+// of the header.
 simdb_error simdb::adopt() {
   pointAtHeader();
+  const u64 b = store::load(*blockSize);
+  const u64 n = store::load(*blockCount);
+  if (!store::fits(b, n) || !mem.holds(store::regionSize(b, n))) return SIMDB_MAP_FAILED;
   mem.owner = false;
   store::add(*count, u32{1});
-  mem.size = store::regionSize(store::load(*blockSize), store::load(*blockCount));
-  layOver(false);
+  mem.size = store::regionSize(b, n);
+  layOver(b, n, false);
   return SIMDB_OK;
 }
 
@@ -108,13 +116,13 @@ void simdb::pointAtHeader() {
   blockCount = store::wordAt<store::Word64>(mem.region, store::kBlockCountOffset);
 }
 
-void simdb::layOver(bool owner) {
-  blkCnt = store::load(*blockCount);
-  blkSz = store::load(*blockSize);
+void simdb::layOver(u64 b, u64 n, bool owner) {
+  blkSz = b;
+  blkCnt = n;
   u8* region = static_cast<u8*>(mem.region);
-  const u32 n = static_cast<u32>(blkCnt);
-  values = CncrStr(region + store::versionOffset(n), static_cast<u32>(blkSz), n, owner);
-  index = CncrHsh(region + store::kIndexOffset, n, &values, owner);
+  const u32 slots = static_cast<u32>(n);
+  values = CncrStr(region + store::versionOffset(n), static_cast<u32>(b), slots, owner);
+  index = CncrHsh(region + store::kIndexOffset, slots, &values, owner);
 }
 
 void simdb::close() {
@@ -131,7 +139,9 @@ bool simdb::get(const std::string& key, std::string* value) const {
   if (key.empty()) return false;
   // Size and bytes come from one chain, under one pin: a value that is replaced meanwhile is seen
   // whole, either the old or the new one.
+  CncrStr::VerIdx last = CncrHsh::empty;
   const auto read = [&](CncrStr::VerIdx chain) {
+    last = chain;
     CncrStr::Lengths lengths{0, 0};
     if (!values.lengths(chain, lengths)) return false;
     value->assign(lengths.len - lengths.klen, '\0');
@@ -144,7 +154,10 @@ bool simdb::get(const std::string& key, std::string* value) const {
   const u32 hash = CncrHsh::hashOf(key.data(), length32(key));
   bool found = false;
   bool whole = false;
-  for (int tries = 0; !whole && tries < kReadTries; ++tries) {
+  // A chain that still stands after it couldn't be read is damaged, and no try will make it whole.
+  CncrStr::VerIdx before = CncrHsh::deleted;
+  for (int tries = 0; !whole && last != before && tries < kReadTries; ++tries) {
+    before = last;
     found = index.runMatch(key.data(), length32(key), hash, read, whole);
     if (!found) break;
   }
@@ -212,6 +225,7 @@ simdb::VerStr simdb::nxtKey(u64* searched) const {
   VerStr key;
   key.ver = slot.version;
   key.str.assign(keyLength, '\0');
+  listed += keyLength;
   if (!getKey(i, slot.version, key.str.data(), keyLength)) return none;
   // Keys are text: one that holds a NUL isn't listed.
   return key.str.find('\0') == std::string::npos ? key : none;
@@ -219,7 +233,9 @@ simdb::VerStr simdb::nxtKey(u64* searched) const {
 
 std::vector<simdb::VerStr> simdb::getKeyStrs() const {
   std::set<VerStr> keys;
-  for (u64 total = 0; total < blkCnt;) {
+  // In a damaged region every slot can name a key as long as the whole store.
+  const u64 limit = listed + kKeyBytesPerPass * blkSz * blkCnt;
+  for (u64 total = 0; total < blkCnt && listed < limit;) {
     u64 searched = 0;
     VerStr key = nxtKey(&searched);
     if (!key.str.empty()) keys.insert(std::move(key));

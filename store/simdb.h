@@ -97,7 +97,7 @@ class simdb {
   simdb_error adopt();
   void pointAtHeader();
   void initialise(u64 wantedSize, u64 wantedCount);
-  void layOver(bool owner);
+  void layOver(u64 b, u64 n, bool owner);
 
   store::Word32* flags = nullptr;
   store::Word32* count = nullptr;
@@ -112,6 +112,7 @@ class simdb {
   u64 blkSz = 0;
   bool isOpen = false;
   mutable u64 visited = 0;
+  mutable u64 listed = 0;  // bytes of keys that the walk has copied
 };
 
 // Names of the stores on this machine, in the order in which the folder lists them. `error`, which

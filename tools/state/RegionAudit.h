@@ -1,0 +1,51 @@
+// Counts what a store's region holds: every block is on the free list, or in exactly one chain that
+// a slot names, or lost.
+//
+// The file is read into memory of this process and never mapped, so the region isn't changed, no
+// attachment is taken, and a file that is cut short meanwhile does no harm. The copy is then walked
+// by the store's own classes. Whatever stands in it, every index is checked before it is used and
+// no walk is longer than the region has blocks.
+//
+// No snapshot: while others use the store the words of a copy come from different moments, and
+// blocks that an operation holds just then count as lost. Exact at rest.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "store/RegionMemory.h"
+
+struct RegionAudit {
+  struct Key {
+    std::string text;  // at most kShownBytes of it
+    u32 keyBytes = 0;
+    u32 valueBytes = 0;
+  };
+
+  static constexpr std::size_t kShownKeys = 10;
+  static constexpr u32 kShownBytes = 40;
+  static constexpr u64 kMaxBytes = u64{1} << 30U;  // a larger region is refused
+
+  // Audits the store of that name. Nothing: it can't be, and `problem` says why in a few words.
+  static std::optional<RegionAudit> of(const std::string& name, std::string& problem);
+
+  bool isSound() const { return lost == 0 && twice == 0 && brokenSlots == 0; }
+
+  u64 fileBytes = 0;
+  u32 flags = 0;  // 1: the region was set up to its end
+  u32 attachments = 0;
+  u64 blockSize = 0;
+  u64 blockCount = 0;
+
+  u64 freeBlocks = 0;  // on the free list
+  u64 usedBlocks = 0;  // in a chain that a slot names
+  u64 lost = 0;        // in neither
+  u64 twice = 0;       // met more than once
+  u64 usedSlots = 0;   // name a chain
+  u64 deletedSlots = 0;
+  u64 brokenSlots = 0;   // of the used ones: the chain isn't whole
+  u64 pinnedChains = 0;  // readers are inside, or died there
+
+  std::vector<Key> keys;  // the first few of all, in order
+};
