@@ -47,6 +47,23 @@ CncrHsh::CncrHsh(void* area, u32 count, CncrStr* values, bool owner) : m_sz(coun
   for (u32 i = 0; i < m_sz; ++i) store::note(table[i], toSlot(i, empty));
 }
 
+// Most of a table is unused most of the time, so that four slots are looked at together. An unused
+// one has an index of which all bits but the lowest are set.
+u32 CncrHsh::nextChain(u32 i, u32 end) const {
+  const auto pair = [this](u32 even) {
+    return static_cast<u32>(store::load(table[even])) &
+           static_cast<u32>(store::load(table[even + 1]) >> 32U);
+  };
+  if (i % 2 != 0) {
+    if (i >= end || isChain(load(i))) return i;
+    ++i;
+  }
+  constexpr u32 kUnused = 0xFFFFFFFE;
+  while (end - i >= 4 && (pair(i) & pair(i + 2) & kUnused) == kUnused) i += 4;
+  while (i < end && !isChain(load(i))) ++i;
+  return i;
+}
+
 CncrHsh::VerIdx CncrHsh::load(u32 i) const {
   velomar::require(i < m_sz, "i < m_sz");
   return fromSlot(i, store::load(table[i]));
@@ -79,7 +96,7 @@ bool CncrHsh::put(const void* key, u32 klen, const void* value, u32 vlen, u32* f
 CncrHsh::VerIdx CncrHsh::putHashed(u32 hash, VerIdx chain, const void* key, u32 klen) const {
   const Key wanted{key, klen, hash};
   VerIdx before = chain;
-  (void)walk(hash, m_sz, [&](u32 i) {
+  (void)walk(hash, [&](u32 i) {
     VerIdx last = empty;
     for (int stays = 0;; ++stays) {
       const Put step = putAt(i, chain, wanted, stays < kPatience, before);
@@ -105,7 +122,7 @@ CncrHsh::Put CncrHsh::putAt(u32 i, VerIdx chain, const Key& key, bool patient,
     before = slot;
     return Put::Done;
   }
-  if (!str->isBlock(slot.idx)) return Put::NextSlot;
+  if (!str->isBlock(slot.idx) || isAnother(slot, key)) return Put::NextSlot;
 
   const bool pinned = str->pin(slot.idx);
   Put step = Put::SameSlot;
@@ -129,7 +146,7 @@ u32 CncrHsh::len(const void* key, u32 klen, u32* vlen, u32* version) const {
   const Key wanted{key, klen, hashOf(key, klen)};
   CncrStr::Lengths lengths{0, 0};
   const bool found =
-      walk(wanted.hash, m_sz, [&](u32 i) { return lenAt(i, wanted, version, lengths); });
+      walkChains(wanted.hash, m_sz, [&](u32 i) { return lenAt(i, wanted, version, lengths); });
   if (!found || lengths.len == 0) return 0;
   if (vlen != nullptr) *vlen = lengths.len - lengths.klen;
   return lengths.len;
@@ -172,7 +189,7 @@ CncrHsh::VerIdx CncrHsh::delHashed(const void* key, u32 klen, u32 hash) const {
   const Key wanted{key, klen, hash};
   VerIdx before = empty;
   // One slot fewer than a lookup: the walk ends in front of the probe's last slot.
-  (void)walk(hash, m_sz - 1, [&](u32 i) { return delAt(i, wanted, before); });
+  (void)walkChains(hash, m_sz - 1, [&](u32 i) { return delAt(i, wanted, before); });
   return before;
 }
 
