@@ -88,9 +88,6 @@ class CncrHsh {
 
   bool swapSlot(u32 i, VerIdx seen, VerIdx desired) const;
   CncrStr::Match compare(VerIdx chain, const Key& key) const;
-  bool isAnother(VerIdx chain, const Key& key) const {
-    return str->isAnother(chain, key.length, key.hash);
-  }
   bool stands(u32 i, VerIdx seen) const { return load(i) == seen; }
 
   // Where a probe begins: hash mod N, mostly without a division.
@@ -101,7 +98,8 @@ class CncrHsh {
   template <typename Visit>
   bool walk(u32 hash, Visit visit) const;
   template <typename Visit>
-  bool walkChains(u32 hash, u32 steps, Visit visit) const;
+  bool walkLikely(u32 hash, u32 steps, Visit visit) const;
+  u32 nextLikely(u32 i, u32 end, u32 hash) const;
 
   enum class Put { Done, NextSlot, SameSlot };
   Put putAt(u32 i, VerIdx chain, const Key& key, bool patient, VerIdx& before) const;
@@ -136,11 +134,12 @@ bool CncrHsh::walk(u32 hash, Visit visit) const {
   });
 }
 
-// Visits the slots of a probe that hold a chain until `visit(i)` returns true.
+// Visits the slots of a probe whose chain may have a key of this hash until `visit(i)` returns
+// true.
 template <typename Visit>
-bool CncrHsh::walkChains(u32 hash, u32 steps, Visit visit) const {
+bool CncrHsh::walkLikely(u32 hash, u32 steps, Visit visit) const {
   return probe(hash, steps, [&](u32 i, u32 to) {
-    for (i = nextChain(i, to); i < to; i = nextChain(i + 1, to)) {
+    for (i = nextLikely(i, to, hash); i < to; i = nextLikely(i + 1, to, hash)) {
       if (visit(i)) return true;
     }
     return false;
@@ -151,14 +150,14 @@ template <typename Function, typename Result>
 bool CncrHsh::runMatch(const void* key, u32 klen, u32 hash, Function match, Result& result) const {
   const Key wanted{key, klen, hash};
   auto keep = [&](VerIdx chain) { result = match(chain); };
-  return walkChains(hash, m_sz, [&](u32 i) { return matchAt(i, wanted, keep); });
+  return walkLikely(hash, m_sz, [&](u32 i) { return matchAt(i, wanted, keep); });
 }
 
 template <typename Function>
 bool CncrHsh::matchAt(u32 i, const Key& key, Function& match) const {
   for (int looks = 0; looks < kLooks; ++looks) {
     const VerIdx slot = load(i);
-    if (!isChain(slot) || !str->isBlock(slot.idx) || isAnother(slot, key)) return false;
+    if (!isChain(slot) || !str->isBlock(slot.idx)) return false;
     const bool pinned = str->pin(slot.idx);
     const u32 version = pinned ? str->version(slot.idx) : 0;
     const bool moved = version != slot.version && !stands(i, slot);

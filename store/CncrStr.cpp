@@ -122,7 +122,10 @@ void CncrStr::publishState(u32 block, u32 state, PinPatience& patience) {
       std::this_thread::sleep_for(kPinPause);
       seen = store::load(word);
     }
-  } while (seen != state && !store::swap(word, seen, state));
+    // What refuses pins and has none can't change under our hands, and what is right can stay.
+    if (seen == state) return;
+    if (seen == (kIsKey | kIsDeleted)) return note(word, state);
+  } while (!store::swap(word, seen, state));
 }
 
 void CncrStr::put(u32 block, const void* key, u32 klen, const void* value, u32 vlen) {

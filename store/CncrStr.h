@@ -127,11 +127,10 @@ class CncrStr {
   // Whether the block still carries the version that the chain was published with.
   bool isCurrent(VerIdx chain) const { return version(chain.idx) == chain.version; }
 
-  // Whether `chain` has certainly another key, which needs no pin to be seen: hash or length
-  // differ, and the version still stood behind them.
-  bool isAnother(VerIdx chain, u32 klen, u32 hash) const {
-    const BlkEntry& entry = entries[chain.idx];
-    return (store::look(entry.hash) != hash || store::look(entry.klen) != klen) && isCurrent(chain);
+  // Whether the key of `chain` has certainly another hash. That needs no pin to be seen: the
+  // version still stood behind it.
+  bool hasAnotherHash(VerIdx chain, u32 hash) const {
+    return store::look(entries[chain.idx].hash) != hash && isCurrent(chain);
   }
 
   // Reads the sizes of `chain`. False: the chain has gone, or they make no sense.
