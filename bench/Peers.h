@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "store/simdb.h"
 
@@ -232,6 +233,7 @@ class RisingKey {
     for (std::size_t i = key.size(); ++key[--i] > '9';) key[i] = '0';
     return key;
   }
+  const std::string& now() const { return key; }
 
  private:
   std::string key = "0000000000";

@@ -6,7 +6,7 @@
 
 #include "tools/cockpit/Aircraft.h"
 #include "tools/cockpit/Panel.h"
-#include "tools/cockpit/SimulatorLink.h"
+#include "simulator/SimulatorLink.h"
 #include "tools/common/Output.h"
 
 namespace {
