@@ -151,7 +151,7 @@ std::string VirtualDeck::setLayout(Face& face, const std::string& path) {
   face.layout = readLayout(path);
   face.feedback = json::object();
   face.changed = json::object();
-  return face.layout.is_null() ? "no layout can be read at " + path : "";
+  return face.layout.is_null() ? "a layout that can't be read: " + path : "";
 }
 
 // An item keeps what was set of it earlier, unless it is set again.
