@@ -104,10 +104,10 @@ TEST_F(RoadTest, BothDirectionsWorkAndALostSimulatorBlanksThePanelAndComesBack) 
   EXPECT_TRUE(std::filesystem::is_empty(folder / "images"));
 }
 
-TEST_F(RoadTest, TheSimulatorRestartsTenTimesAndThePanelIsToldEachTime) {
+TEST_F(RoadTest, TheSimulatorRestartsAtOnceAndThePanelIsToldEachTime) {
   startDeck();
   bringUpPanel();
-  for (int run = 0; run < 10; ++run) {
+  for (int run = 0; run < 5; ++run) {
     SCOPED_TRACE(run);
     startCockpit();
     awaitCockpit("Force Refresh");
@@ -120,21 +120,6 @@ TEST_F(RoadTest, TheSimulatorRestartsTenTimesAndThePanelIsToldEachTime) {
     killCockpit();
   }
   EXPECT_THAT(deck->lines(), Not(Contains(HasSubstr("Got some error"))));
-  endDeck();
-}
-
-TEST_F(RoadTest, ABadMessageCostsTheLinkAndTheHandshakeBringsItBack) {
-  startCockpit();
-  startDeck();
-  bringUpPanel();
-  awaitCockpit("Force Refresh");
-  const std::size_t before = deck->lines().size();
-  tellCockpit("caf\xE9");
-  tellCockpit(R"({"Message":"Set Title","Context":"K","Title":"behind it"})");
-  const auto error = awaitDeck("Got some error, disconnecting. Msg: ", before);
-  const auto handled = awaitDeck("behind it", error);
-  EXPECT_GE(stampOf(*deck, handled) - stampOf(*deck, error), 4.9) << "the pause after an error";
-  awaitDeck("Got Welcome Message", error);
   endDeck();
 }
 

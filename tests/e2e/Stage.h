@@ -3,7 +3,6 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <csignal>
 #include <filesystem>
@@ -12,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/PluginFolder.h"
 #include "tools/common/ChildProcess.h"
 
 class Stage : public testing::Test {
@@ -20,29 +20,6 @@ class Stage : public testing::Test {
 
   // Much longer than anything here takes, so that a busy machine fails no test.
   static constexpr std::chrono::seconds kPatience{60};
-
-  void SetUp() override {
-    removeRegions();
-    std::string name = (std::filesystem::temp_directory_path() / "velomar-e2e-XXXXXX").string();
-    ASSERT_NE(mkdtemp(name.data()), nullptr);
-    folder = name;
-    std::filesystem::create_directory(folder / "images");
-    std::filesystem::create_directory(folder / "layouts");
-  }
-
-  void TearDown() override {
-    deck.reset();
-    cockpit.reset();
-    std::filesystem::remove_all(folder);
-    removeRegions();
-  }
-
-  static void removeRegions() {
-    std::filesystem::remove_all(region("ToXPlane"));
-    std::filesystem::remove_all(region("FromXPlane"));
-  }
-
-  static std::filesystem::path region(const std::string& name) { return "/var/tmp/simdb_" + name; }
 
   void startDeck() {
     deck = std::make_unique<ChildProcess>(
@@ -79,7 +56,8 @@ class Stage : public testing::Test {
     EXPECT_TRUE(deck->waitForLine("plug-in ended with 0", kPatience));
   }
 
-  std::filesystem::path folder;
+  const PluginFolder plugin;  // outlives the processes
+  const std::filesystem::path& folder = plugin.path;
   std::unique_ptr<ChildProcess> deck;
   std::unique_ptr<ChildProcess> cockpit;
 
