@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <thread>
+
 #include "store/simdb.h"
 #include "tests/e2e/Stage.h"
 
@@ -48,10 +50,13 @@ TEST_F(RoadTest, WithoutASimulatorOneHelloWaitsAndWhatIsPressedIsKept) {
   {
     simdb peer("ToXPlane", 2048, 4096, false);
     ASSERT_EQ(peer.openError(), SIMDB_OK);
-    const auto keys = peer.getKeyStrs();
-    ASSERT_EQ(keys.size(), 1U) << "nothing but the Hello goes out";
-    EXPECT_EQ(keys[0].str, "0000000001");
-    EXPECT_EQ(peer.get("0000000001"), "{Hello}");
+    // The line comes before the write.
+    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    while (peer.get("0000000001") != "{Hello}") {
+      ASSERT_LT(std::chrono::steady_clock::now(), deadline);
+      std::this_thread::yield();
+    }
+    EXPECT_EQ(peer.getKeyStrs().size(), 1U) << "nothing but the Hello goes out";
   }
   startCockpit();
   awaitCockpit("Force Refresh");

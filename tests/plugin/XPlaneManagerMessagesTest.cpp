@@ -88,12 +88,10 @@ TEST_F(XPlaneManagerMessagesTest, MembersAreReadInOrderAndAllBeforeTheCall) {
   const json good = {{"Context", "C1"}, {"Image ID", 7}, {"Base64", "AAAA"},
                      {"Title", "x"},    {"UUID", "u"},   {"BASE64", "AAAA"}};
   const std::vector<std::pair<std::string, Texts>> rows = {
-      {"Ident Context", {"Context"}},
       {"Alert Context", {"Context"}},
       {"Update Image ID", {"Context", "Image ID"}},
       {"Update Full Image ID", {"Context", "Image ID", "Base64"}},
       {"Set Title", {"Context", "Title"}},
-      {"Reset Context", {"Context"}},
       {"Set Layout Cache", {"Context", "UUID", "BASE64"}},
       {"Set Layout", {"Context", "UUID"}},
   };

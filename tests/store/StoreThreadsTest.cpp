@@ -51,7 +51,7 @@ struct Gate {
 std::string sealed(const std::string& key, u64 generation, u64 length) {
   std::string value = key;
   value.append(reinterpret_cast<const char*>(&generation), sizeof generation);
-  u64 bits = generation ^ length;
+  u64 bits = generation ^ length ^ CncrHsh::hashOf(key.data(), static_cast<u32>(key.size()));
   for (; length > 0; --length) {
     bits = bits * 6364136223846793005U + 1442695040888963407U;
     value.push_back(static_cast<char>(bits >> 56U));
@@ -166,11 +166,10 @@ class Worker {
 
   void list() {
     for (const auto& key : store.getKeyStrs()) {
-      const auto is = [&](const std::string& known) { return known == key.str; };
-      if (std::none_of(kept.begin(), kept.end(), is) &&
-          std::none_of(loose.begin(), loose.end(), is)) {
-        ++board.unknown;
-      }
+      const auto isIn = [&](const auto& keys) {
+        return std::find(keys.begin(), keys.end(), key.str) != keys.end();
+      };
+      if (!isIn(kept) && !isIn(loose)) ++board.unknown;
     }
   }
 
