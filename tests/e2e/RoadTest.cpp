@@ -95,6 +95,10 @@ TEST_F(RoadTest, BothDirectionsWorkAndALostSimulatorBlanksThePanelAndComesBack) 
   awaitDeck(R"({"context":"E","event":"setFeedback","payload":{"icon":"images/4294967295.png"}})");
   EXPECT_TRUE(std::filesystem::exists(folder / "images/4294967295.png"));
 
+  killCockpit();
+  startCockpit();
+  awaitCockpit(kReplay);  // its restart was too quick for a loss of the link
+
   const std::size_t before = deck->lines().size();
   killCockpit();
   const auto lost = awaitDeck("No Heartbeat, disconnected", before);
@@ -105,27 +109,9 @@ TEST_F(RoadTest, BothDirectionsWorkAndALostSimulatorBlanksThePanelAndComesBack) 
   awaitCockpit(kReplay);
   tellCockpit(R"({"Message":"Update Image ID","Context":"K","Image ID":-1})");
   awaitDeck("Velomar.cpp: Image is mising base64", lost);
-  endDeck();
-  EXPECT_TRUE(std::filesystem::is_empty(folder / "images"));
-}
-
-TEST_F(RoadTest, TheSimulatorRestartsAtOnceAndThePanelIsToldEachTime) {
-  startDeck();
-  bringUpPanel();
-  for (int run = 0; run < 5; ++run) {
-    SCOPED_TRACE(run);
-    startCockpit();
-    awaitCockpit("Force Refresh");
-    const std::size_t before = deck->lines().size();
-    const std::string title = "run " + std::to_string(run);
-    tellCockpit(R"({"Message":"Set Title","Context":"K","Title":")" + title + "\"}");
-    awaitDeck(R"("title":")" + title, before);
-    tellDeck("press K");
-    awaitCockpit("Key Down");
-    killCockpit();
-  }
   EXPECT_THAT(deck->lines(), Not(Contains(HasSubstr("Got some error"))));
   endDeck();
+  EXPECT_TRUE(std::filesystem::is_empty(folder / "images"));
 }
 
 }  // namespace

@@ -44,14 +44,7 @@ TEST(SharedMem, TheFirstCallerCreatesAndOthersSeeTheSameBytes) {
   EXPECT_EQ(static_cast<char*>(second.region)[kSize - 1], '!');
 }
 
-TEST(SharedMem, EachRefusalOfTheSystemHasItsCode) {
-  simdb_error error = SIMDB_OK;
-  const std::string inNoFolder = TestRegion::uniqueName() + "/region";
-  const SharedMem none = SharedMem::AllocAnon(inNoFolder.c_str(), kSize, false, &error);
-  EXPECT_EQ(error, SIMDB_MAP_FAILED) << "of all the steps that fail, the last counts";
-  EXPECT_EQ(none.mapping, nullptr);
-  EXPECT_EQ(none.region, nullptr);
-
+TEST(SharedMem, AFileThatCannotGrowHasACodeOfItsOwn) {
   const TestRegion region;
   const int end = endOf(startProcess([&region] {
     (void)signal(SIGXFSZ, SIG_IGN);

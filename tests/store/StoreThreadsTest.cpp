@@ -19,25 +19,13 @@ constexpr u32 kLooseKeys = 6;
 constexpr u64 kMaxPayload = 250;
 constexpr u32 kMaxBlocks = 6;  // of a key of 70 bytes and the longest value
 
-// Plain data that several processes see.
-template <typename T>
-class Shared {
- public:
-  template <typename... Arguments>
-  explicit Shared(Arguments... arguments) {
-    constexpr int kAccess = PROT_READ | PROT_WRITE;
-    memory = mmap(nullptr, sizeof(T), kAccess, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    new (memory) T{arguments...};
-  }
-  ~Shared() { (void)munmap(memory, sizeof(T)); }
-  Shared(const Shared&) = delete;
-  Shared& operator=(const Shared&) = delete;
-  T* operator->() const { return static_cast<T*>(memory); }
-  T& operator*() const { return *static_cast<T*>(memory); }
-
- private:
-  void* memory;
-};
+// Plain data that several processes see, for as long as they live.
+template <typename T, typename... Arguments>
+T& shared(Arguments... arguments) {
+  constexpr int kAccess = PROT_READ | PROT_WRITE;
+  void* memory = mmap(nullptr, sizeof(T), kAccess, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  return *new (memory) T{arguments...};
+}
 
 // Lets nobody pass before that many have come.
 struct Gate {
@@ -203,17 +191,17 @@ void share(u32 blocks, u32 elsewhere, u64 operations) {
   const TestRegion region;
   simdb store(region.name(), kBlockSize, blocks, false);
   writeKeptKeys(store, blocks);
-  const Shared<Board> board(blocks);
+  auto& board = shared<Board>(blocks);
   const pid_t other = startProcess([&] {
     simdb attached(region.name(), kBlockSize, blocks, false);
     if (attached.openError() != SIMDB_OK) return 1;
-    run(attached, *board, kWorkers - elsewhere, kWorkers, operations, seed);
+    run(attached, board, kWorkers - elsewhere, kWorkers, operations, seed);
     return 0;
   });
-  run(store, *board, 0, kWorkers - elsewhere, operations, seed);
+  run(store, board, 0, kWorkers - elsewhere, operations, seed);
   EXPECT_EQ(endOf(other), 0);
-  board->expectNoFault();
-  for (const auto& generation : board->written) EXPECT_GT(generation, 0U);
+  board.expectNoFault();
+  for (const auto& generation : board.written) EXPECT_GT(generation, 0U);
   expectAllBlocksAccounted(region.image(blocks, kBlockSize));
   EXPECT_EQ(region.at<u32>(4), 1U);
 }
@@ -235,25 +223,25 @@ TEST(StoreThreads, AProcessThatIsKilledInsideHoldsNobodyUp) {
   const TestRegion region;
   simdb store(region.name(), kBlockSize, kN, false);
   writeKeptKeys(store, kN);
-  const Shared<Board> board(kN);
+  auto& board = shared<Board>(kN);
   for (u32 kills = 0; kills < kKills; ++kills) {
-    board->operations = 0;
+    board.operations = 0;
     const pid_t other = startProcess([&] {
       simdb attached(region.name(), kBlockSize, kN, false);
-      run(attached, *board, kWorkers / 2, kWorkers, u64{1} << 60U, seed + kills);
+      run(attached, board, kWorkers / 2, kWorkers, u64{1} << 60U, seed + kills);
       return 0;
     });
     const u64 moment = 1000 + dice(2000);
-    EXPECT_TRUE(eventually([&] { return board->operations > moment; }));
+    EXPECT_TRUE(eventually([&] { return board.operations > moment; }));
     ASSERT_EQ(kill(other, SIGKILL), 0);
     ASSERT_EQ(endOf(other), -SIGKILL);
 
-    run(store, *board, 0, kWorkers / 2, 2000, seed + kills);
-    board->expectNoFault();
+    run(store, board, 0, kWorkers / 2, 2000, seed + kills);
+    board.expectNoFault();
     for (u32 id = 0; id < kWorkers; ++id) {
-      const u64 before = board->written[id];
-      Worker(store, *board, id, false, seed).replaceOwn();
-      EXPECT_EQ(board->written[id], before + 1);
+      const u64 before = board.written[id];
+      Worker(store, board, id, false, seed).replaceOwn();
+      EXPECT_EQ(board.written[id], before + 1);
     }
   }
   // A worker has at most one chain in its hands and one under its pin.
@@ -288,10 +276,10 @@ TEST(StoreThreads, OfProcessesThatCreateAtOnceExactlyOneInitialises) {
     const TestRegion region;
     if (round == kFresh) region.create("");
     if (round == kFresh + 1) region.create(std::string(200 + 36 * kN + kBlockSize * kN, '\0'));
-    const Shared<Steps> steps;
+    auto& steps = shared<Steps>();
     std::vector<pid_t> processes;
     for (u32 id = 0; id < kProcesses; ++id) {
-      processes.push_back(startProcess([&] { return takePart(region, *steps, id); }));
+      processes.push_back(startProcess([&] { return takePart(region, steps, id); }));
     }
     for (const pid_t process : processes) ASSERT_EQ(endOf(process), 0);
     EXPECT_FALSE(region.exists()) << "the last one to leave removes the file";
@@ -301,12 +289,12 @@ TEST(StoreThreads, OfProcessesThatCreateAtOnceExactlyOneInitialises) {
 // The last attachment may be given back just when somebody opens. Nobody may fail in the middle.
 TEST(StoreThreads, ProcessesComeAndGo) {
   const TestRegion region;
-  const Shared<Gate> gate;
+  auto& gate = shared<Gate>();
   std::vector<pid_t> processes;
   for (u32 id = 0; id < 4; ++id) {
     processes.push_back(startProcess([&] {
       const std::string key = "of " + std::to_string(id);
-      if (!gate->pass(4)) return 1;
+      if (!gate.pass(4)) return 1;
       for (int i = 0; i < (kSlowBuild ? 100 : 1000); ++i) {
         simdb store(region.name(), kBlockSize, 32, false);
         if (store.openError() != SIMDB_OK) return 2;

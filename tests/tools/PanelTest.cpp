@@ -150,17 +150,4 @@ TEST_F(PanelTest, ADialHasALayoutThatIsGivenOnceAndLinesThatFillIt) {
   EXPECT_EQ(words(frame()), (Words{"N Set Title NAV1\n114.90\n110.50", "N Ident Context"}));
 }
 
-TEST_F(PanelTest, ANameThatStandsForNothingLeavesABlank) {
-  replay({appearance("A", ""), appearance("B", "GAER"), appearance("C", "AP")});
-  EXPECT_EQ(words(frame()),
-            (Words{"A Reset Context", "A Set Title no\nname", "B Reset Context",
-                   "B Set Title what is\nGAER", "C Update Full Image ID", "C Set Title "}));
-  tell("Key Down", "A");
-  EXPECT_EQ(words(frame()), Words{"A Alert Context"});
-  tell("Update Key Name", "B", {{"KeyName", "AP"}, {"Device ID", "D"}});
-  tell("Update Key Name", "C", {{"KeyName", "ÄP"}, {"Device ID", "D"}});
-  EXPECT_EQ(words(frame()), (Words{"B Update Image ID", "B Set Title ", "C Reset Context",
-                                   "C Set Title what is\nÄP"}));
-}
-
 }  // namespace
