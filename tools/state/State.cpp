@@ -54,8 +54,8 @@ void printDamage(const RegionAudit& audit) {
   if (audit.lost > 0) {
     std::printf(
         "  lost         %llu blocks are neither free nor in use: a process was killed\n"
-        "               while it held them. They come back when the last attachment is\n"
-        "               given back and the file is made anew.\n",
+        "               while it held them. End whatever uses the store and delete the\n"
+        "               file; it is then made anew.\n",
         Count{audit.lost});
   }
   if (audit.twice > 0) {
