@@ -468,6 +468,29 @@ TEST(simdb, BehavesAsTheModelUnderRandomOperations) {
   }
 }
 
+// Every block looks pinned, free and the whole of a chain that goes in a circle, and every second
+// slot names one.
+TEST(simdb, ARegionOfNothingButDamageHoldsNobodyUp) {
+  constexpr u32 kN = 4096;
+  constexpr u32 kB = 2048;
+  std::string bytes = withHeader(1, kB, kN, 200 + 36 * kN) + std::string(u64{kB} * kN, 'k');
+  for (u32 i = 0; i < kN; ++i) {
+    write(bytes, 40 + 8 * i, i % 2 == 0 ? u64{7} << 32U | i : u64{0xFFFFFFFF00000000});
+    write(bytes, 64 + 8 * kN + 24 * i, Entry{5, i, 7, kB * kN, kB * kN, 0});
+    write(bytes, 131272 + 4 * i, i + 1 < kN ? i + 1 : 0);
+  }
+  const TestRegion region;
+  region.create(bytes);
+  simdb store(region.name(), kB, kN, false);
+  EXPECT_EQ(listed(store), Strings{std::string(kB * kN, 'k')});
+  EXPECT_LT(store.walked(), 20U) << "a pass copies some keys of the store's size, and then ends";
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_TRUE(store.put("key", std::string(kB * kN - 3, 'v')));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20))
+      << "20 ms for each block are far more";
+  EXPECT_FALSE(store.put("key", std::string(kB * kN, 'v'))) << "the list has no end";
+}
+
 TEST(simdb, ListsTheStoresOfThisMachine) {
   const TestRegion one, two;
   one.create("");
