@@ -1,5 +1,5 @@
-// A region full of anything under all operations of the store: none may leave the memory, go round
-// in a circle or stop the process.
+// A region full of anything under all operations of the store, and under the audit: none may leave
+// the memory, go round in a circle or stop the process.
 //
 // The input chooses the region's shape, what is damaged or fills it, and the operations, between
 // which more is damaged. One half of the inputs runs on heap memory of exactly the region's size,
@@ -16,8 +16,10 @@
 #include <new>
 #include <string>
 
+#include "store/PendingKeys.h"
 #include "store/RegionLayout.h"
 #include "store/simdb.h"
+#include "tools/state/RegionAudit.h"
 
 // Takes the place of the library's clock. Time passes by being looked at: what waits for somebody
 // who will never come is through after a few looks.
@@ -135,6 +137,8 @@ class FileStore {
     db = std::make_unique<simdb>(name.c_str(), 16, 8, false);
   }
   ~FileStore() {
+    std::string problem;
+    (void)RegionAudit::of(name, problem);
     db.reset();
     (void)std::remove(path.c_str());
   }
@@ -156,8 +160,12 @@ class FileStore {
         return (void)db->put(key, in.value());
       case 3:
         return (void)db->get(key);
-      case 4:
-        return (void)db->getKeyStrs();
+      case 4: {
+        PendingKeys keys(*db);
+        keys.list();
+        for (int taken = 0; taken < 3 && !keys.empty(); ++taken) (void)keys.take();
+        return keys.list();
+      }
       case 5:
         return (void)db->len(in.below(static_cast<u32>(db->slots())), in.word(), &a, &b);
       case 6:
