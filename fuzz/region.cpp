@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <fstream>
 #include <memory>
 #include <new>
@@ -21,8 +22,12 @@
 #include "store/simdb.h"
 #include "tools/state/RegionAudit.h"
 
-// Takes the place of the library's clock. Time passes by being looked at: what waits for somebody
-// who will never come is through after a few looks.
+// Both take the place of the library's. Time passes by being looked at: what waits for somebody who
+// will never come is through after a few looks.
+extern "C" int nanosleep(const timespec* /*duration*/, timespec* /*rest*/) {
+  return 0;
+}
+
 std::chrono::steady_clock::time_point std::chrono::steady_clock::now() noexcept {
   static std::chrono::milliseconds time{0};
   return time_point(time += std::chrono::milliseconds(250));
