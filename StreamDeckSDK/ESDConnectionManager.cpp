@@ -33,6 +33,14 @@ void call(ESDBasePlugin& plugin, const Event& e) {
   (plugin.*operation)(e.action, e.context, e.payload, e.device);
 }
 
+// Newer hosts send the two directions of a dial's press as events of their own, without "pressed".
+template <bool isPressed>
+void callDialPress(ESDBasePlugin& plugin, const Event& e) {
+  json payload = e.payload;
+  payload["pressed"] = isPressed;
+  plugin.DialPressForAction(e.action, e.context, payload, e.device);
+}
+
 // Every event that is understood. Names are compared exactly; any other event is ignored.
 constexpr Route kRoutes[] = {
     {"keyDown", call<&ESDBasePlugin::KeyDownForAction>},
@@ -55,6 +63,8 @@ constexpr Route kRoutes[] = {
     {"dialPress", call<&ESDBasePlugin::DialPressForAction>},
     {"dialRotate", call<&ESDBasePlugin::DialRotateForAction>},
     {"touchTap", call<&ESDBasePlugin::TouchTabForAction>},
+    {"dialDown", callDialPress<true>},
+    {"dialUp", callDialPress<false>},
 };
 
 }  // namespace

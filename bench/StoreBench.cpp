@@ -1,60 +1,118 @@
-// What the store and the helpers on the road of a message cost.
+// What the store and the helpers on the road of a message cost, beside what could stand in their
+// place.
 #include <benchmark/benchmark.h>
 #include <unistd.h>
 
 #include <string>
+#include <vector>
 
+#include "bench/Peers.h"
 #include "common/Base64.h"
 #include "common/ThreadSafeQueue.h"
 #include "store/simdb.h"
 
+#ifdef VELOMAR_BENCH_OPENSSL
+#include <openssl/evp.h>
+#endif
+
 namespace {
 
-constexpr u32 kBlockSize = 2048;
-constexpr u32 kBlockCount = 4096;
+using namespace bench;
 
-// The sizes of the program's own stores, under a name of this process.
-class Store {
- public:
-  Store() : db(name().c_str(), kBlockSize, kBlockCount, false) {}
+std::string ownName() {
+  return "bench_" + std::to_string(getpid());
+}
 
-  void fill(int keys, const std::string& value) {
-    for (int i = 0; i < keys; ++i) db.put("key " + std::to_string(i), value);
+std::string numbered(u32 i) {
+  return "key " + std::to_string(i);
+}
+
+// A map of this process alone, gone with the object.
+template <typename Map>
+struct Own {
+  template <typename... Arguments>
+  explicit Own(Arguments... arguments) : map(ownName(), arguments...) {}
+  ~Own() { Map::remove(ownName()); }
+  Own(const Own&) = delete;
+  Own& operator=(const Own&) = delete;
+
+  void fill(u32 keys, const std::string& value) {
+    for (u32 i = 0; i < keys; ++i) map.put(numbered(i), value);
   }
 
-  simdb db;
-
- private:
-  static std::string name() { return "bench_" + std::to_string(getpid()); }
+  Map map;
 };
 
-void putGetDel(benchmark::State& state) {
-  Store store;
+// A message: written under a fresh key, read and deleted.
+template <typename Map>
+void message(benchmark::State& state) {
+  Own<Map> own;
   const std::string value(static_cast<std::size_t>(state.range(0)), 'x');
-  std::uint64_t number = 0;
+  RisingKey key;
   for (auto _ : state) {
-    const std::string key = std::to_string(1000000000 + ++number);
-    store.db.put(key, value);
-    benchmark::DoNotOptimize(store.db.get(key));
-    store.db.del(key.data(), static_cast<u32>(key.size()));
+    const std::string& name = key.next();
+    own.map.put(name, value);
+    std::string read;
+    if (!own.map.get(name, read) || read.size() != value.size()) fail("get");
+    benchmark::DoNotOptimize(read);
+    if (!own.map.del(name)) fail("del");
   }
-  state.SetBytesProcessed(state.iterations() * state.range(0));
 }
-BENCHMARK(putGetDel)->Arg(64)->Arg(200)->Arg(2048)->Arg(40 * 1024);
 
-void getAbsent(benchmark::State& state) {
-  Store store;
-  store.fill(static_cast<int>(state.range(0)), "value");
-  for (auto _ : state) benchmark::DoNotOptimize(store.db.get("absent"));
+template <typename Map>
+void getPresent(benchmark::State& state) {
+  Own<Map> own;
+  own.fill(10, std::string(200, 'x'));
+  u32 i = 0;
+  std::vector<std::string> names;
+  for (u32 k = 0; k < 10; ++k) names.push_back(numbered(k));
+  for (auto _ : state) {
+    std::string value;
+    benchmark::DoNotOptimize(own.map.get(names[i], value));
+    i = i == 9 ? 0 : i + 1;
+  }
 }
-BENCHMARK(getAbsent)->Arg(10)->Arg(1000)->Arg(4000);
+
+// A store of `range(1)` blocks with `range(0)` keys in it.
+void getAbsent(benchmark::State& state) {
+  Own<SimdbMap> own(static_cast<u32>(state.range(1)));
+  own.fill(static_cast<u32>(state.range(0)), "value");
+  std::string value;
+  for (auto _ : state) benchmark::DoNotOptimize(own.map.get("absent", value));
+}
 
 void listKeys(benchmark::State& state) {
-  Store store;
-  store.fill(static_cast<int>(state.range(0)), "value");
-  for (auto _ : state) benchmark::DoNotOptimize(store.db.getKeyStrs());
+  Own<SimdbMap> own(static_cast<u32>(state.range(1)));
+  own.fill(static_cast<u32>(state.range(0)), "value");
+  for (auto _ : state) benchmark::DoNotOptimize(own.map.db.getKeyStrs());
 }
-BENCHMARK(listKeys)->Arg(0)->Arg(10);
+
+// The limit of a lookup that no unused slot ends: a look at every slot, and at one word of the
+// entry of each that is in use.
+void bareWalk(benchmark::State& state) {
+  struct Entry {
+    store::Word32 words[6];
+  };
+  const auto used = static_cast<u32>(state.range(0));
+  const auto n = static_cast<u32>(state.range(1));
+  std::vector<store::Word64> slots(n);
+  std::vector<Entry> entries(n);
+  for (auto& slot : slots) slot = ~u64{0};
+  for (u32 i = 0; i < used; ++i) {
+    const u32 home = CncrHsh::hashOf(numbered(i).data(), static_cast<u32>(numbered(i).size())) % n;
+    u32 at = home;
+    while (store::load(slots[at]) != ~u64{0}) at = at + 1 == n ? 0 : at + 1;
+    slots[at] = i;
+  }
+  for (auto _ : state) {
+    u32 found = 0;
+    for (const auto& slot : slots) {
+      const u64 chain = store::load(slot);
+      if (chain < n && store::look(entries[chain].words[5]) == 1) ++found;
+    }
+    benchmark::DoNotOptimize(found);
+  }
+}
 
 void handOver(benchmark::State& state) {
   ThreadSafeQueue<std::string> queue;
@@ -64,18 +122,62 @@ void handOver(benchmark::State& state) {
     queue.pop();
   }
 }
-BENCHMARK(handOver);
 
 void decodeBase64(benchmark::State& state) {
   const std::string text(static_cast<std::size_t>(state.range(0)), 'Q');
+  std::string bytes;
   for (auto _ : state) {
-    std::string bytes;
     macaron::Base64::Decode(text, bytes);
-    benchmark::DoNotOptimize(bytes);
+    benchmark::DoNotOptimize(bytes.data());
   }
-  state.SetBytesProcessed(state.iterations() * state.range(0));
 }
+
+#ifdef VELOMAR_BENCH_OPENSSL
+void decodeBase64OpenSsl(benchmark::State& state) {
+  const std::string text(static_cast<std::size_t>(state.range(0)), 'Q');
+  std::string bytes(text.size() / 4 * 3, '\0');
+  for (auto _ : state) {
+    EVP_DecodeBlock(reinterpret_cast<unsigned char*>(bytes.data()),
+                    reinterpret_cast<const unsigned char*>(text.data()),
+                    static_cast<int>(text.size()));
+    benchmark::DoNotOptimize(bytes.data());
+  }
+}
+#endif
+
+void messageSizes(benchmark::internal::Benchmark* b) {
+  for (int size : {1, 200, 2048, 20 * 1024, 200 * 1024, 1024 * 1024, 8 * 1024 * 1024 - 10}) {
+    b->Arg(size);
+  }
+}
+void peerSizes(benchmark::internal::Benchmark* b) {
+  for (int size : {200, 2048, 20 * 1024, 200 * 1024}) b->Arg(size);
+}
+// Few, many and nearly all slots of the program's own stores in use, and ten keys in others.
+void tables(benchmark::internal::Benchmark* b) {
+  for (int keys : {10, 1000, 4000}) b->Args({keys, kBlockCount});
+  for (int n : {64, 512, 16384, 65536}) b->Args({10, n});
+}
+
+BENCHMARK_TEMPLATE(message, SimdbMap)->Apply(messageSizes);
+BENCHMARK_TEMPLATE(message, CopyOnly)->Apply(peerSizes);
+BENCHMARK_TEMPLATE(getPresent, SimdbMap);
+#ifdef VELOMAR_BENCH_BOOST
+BENCHMARK_TEMPLATE(message, BoostMap)->Apply(peerSizes);
+BENCHMARK_TEMPLATE(getPresent, BoostMap);
+#endif
+#ifdef VELOMAR_BENCH_LMDB
+BENCHMARK_TEMPLATE(message, LmdbMap)->Apply(peerSizes);
+BENCHMARK_TEMPLATE(getPresent, LmdbMap);
+#endif
+BENCHMARK(getAbsent)->Apply(tables);
+BENCHMARK(listKeys)->Apply(tables)->Args({0, kBlockCount});
+BENCHMARK(bareWalk)->Apply(tables);
+BENCHMARK(handOver);
 BENCHMARK(decodeBase64)->Arg(16 * 1024)->Arg(1024 * 1024);
+#ifdef VELOMAR_BENCH_OPENSSL
+BENCHMARK(decodeBase64OpenSsl)->Arg(16 * 1024)->Arg(1024 * 1024);
+#endif
 
 }  // namespace
 

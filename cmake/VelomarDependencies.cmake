@@ -8,6 +8,12 @@ find_package(fmt 9 REQUIRED)
 find_path(VELOMAR_WEBSOCKETPP_DIR websocketpp/client.hpp REQUIRED)
 find_path(VELOMAR_ASIO_DIR asio.hpp REQUIRED)
 
+# The program is copied to machines that have no fmt library, or another version of it, so that it
+# takes the whole of it from the headers, where these allow.
+add_library(velomar_fmt INTERFACE)
+target_link_libraries(velomar_fmt INTERFACE
+  $<IF:$<TARGET_EXISTS:fmt::fmt-header-only>,fmt::fmt-header-only,fmt::fmt>)
+
 # Standalone Asio. websocketpp 0.8.2 knows C++11 only by this switch, and isn't C++20. Whether Asio
 # uses the aligned allocation depends on what was included before it, and files that differ in that
 # must not be linked together.

@@ -25,7 +25,7 @@ function(velomar_add_executable name)
 endfunction()
 
 function(velomar_set_up name visibility)
-  target_include_directories(${name} ${visibility} ${velomar_SOURCE_DIR})
+  target_include_directories(${name} ${visibility} $<BUILD_INTERFACE:${velomar_SOURCE_DIR}>)
   target_compile_features(${name} ${visibility} cxx_std_17)
   target_link_libraries(${name} PRIVATE $<BUILD_INTERFACE:velomar_options>)
   set_target_properties(${name} PROPERTIES CXX_EXTENSIONS OFF)

@@ -18,14 +18,17 @@ u64 nextPowerOfTwo(u64 n) {
 }
 
 // The word in an even slot has the index in its low half, the word in an odd slot in its high half.
+u64 turned(u32 i, u64 word) {
+  return i % 2 == 0 ? word : word << 32U | word >> 32U;
+}
+
 u64 toSlot(u32 i, CncrStr::VerIdx chain) {
-  return i % 2 == 0 ? u64{chain.version} << 32U | chain.idx : u64{chain.idx} << 32U | chain.version;
+  return turned(i, u64{chain.version} << 32U | chain.idx);
 }
 
 CncrStr::VerIdx fromSlot(u32 i, u64 word) {
-  const u32 low = static_cast<u32>(word);
-  const u32 high = static_cast<u32>(word >> 32U);
-  return i % 2 == 0 ? CncrStr::VerIdx{low, high} : CncrStr::VerIdx{high, low};
+  const u64 chain = turned(i, word);
+  return {static_cast<u32>(chain), static_cast<u32>(chain >> 32U)};
 }
 
 }  // namespace
@@ -45,6 +48,36 @@ CncrHsh::CncrHsh(void* area, u32 count, CncrStr* values, bool owner) : m_sz(coun
   table = store::wordAt<store::Word64>(algnMem, 8);
   if (!owner) return;
   for (u32 i = 0; i < m_sz; ++i) store::note(table[i], toSlot(i, empty));
+}
+
+// Most of a table is unused most of the time, so that four slots are looked at together. An unused
+// one has an index of which all bits but the lowest are set.
+u32 CncrHsh::nextChain(u32 i, u32 end) const {
+  const auto pair = [this](u32 even) {
+    return static_cast<u32>(store::load(table[even])) &
+           static_cast<u32>(store::load(table[even + 1]) >> 32U);
+  };
+  if (i % 2 != 0) {
+    if (i >= end || isChain(load(i))) return i;
+    ++i;
+  }
+  constexpr u32 kUnused = 0xFFFFFFFE;
+  while (end - i >= 4 && (pair(i) & pair(i + 2) & kUnused) == kUnused) i += 4;
+  while (i < end && !isChain(load(i))) ++i;
+  return i;
+}
+
+// The next slot from `i` on that may hold a key of this hash, else `end`. Used slots often stand in
+// a row; where none stands, many are skipped at once.
+u32 CncrHsh::nextLikely(u32 i, u32 end, u32 hash) const {
+  for (; i < end; i = nextChain(i, end)) {
+    for (; i < end; ++i) {
+      const VerIdx slot = fromSlot(i, store::load(table[i]));
+      if (!isChain(slot)) break;
+      if (str->isBlock(slot.idx) && !str->hasAnotherHash(slot, hash)) return i;
+    }
+  }
+  return end;
 }
 
 CncrHsh::VerIdx CncrHsh::load(u32 i) const {
@@ -79,7 +112,7 @@ bool CncrHsh::put(const void* key, u32 klen, const void* value, u32 vlen, u32* f
 CncrHsh::VerIdx CncrHsh::putHashed(u32 hash, VerIdx chain, const void* key, u32 klen) const {
   const Key wanted{key, klen, hash};
   VerIdx before = chain;
-  (void)walk(hash, m_sz, [&](u32 i) {
+  (void)walk(hash, [&](u32 i) {
     VerIdx last = empty;
     for (int stays = 0;; ++stays) {
       const Put step = putAt(i, chain, wanted, stays < kPatience, before);
@@ -105,7 +138,7 @@ CncrHsh::Put CncrHsh::putAt(u32 i, VerIdx chain, const Key& key, bool patient,
     before = slot;
     return Put::Done;
   }
-  if (!str->isBlock(slot.idx)) return Put::NextSlot;
+  if (!str->isBlock(slot.idx) || str->hasAnotherHash(slot, key.hash)) return Put::NextSlot;
 
   const bool pinned = str->pin(slot.idx);
   Put step = Put::SameSlot;
@@ -129,7 +162,7 @@ u32 CncrHsh::len(const void* key, u32 klen, u32* vlen, u32* version) const {
   const Key wanted{key, klen, hashOf(key, klen)};
   CncrStr::Lengths lengths{0, 0};
   const bool found =
-      walk(wanted.hash, m_sz, [&](u32 i) { return lenAt(i, wanted, version, lengths); });
+      walkLikely(wanted.hash, m_sz, [&](u32 i) { return lenAt(i, wanted, version, lengths); });
   if (!found || lengths.len == 0) return 0;
   if (vlen != nullptr) *vlen = lengths.len - lengths.klen;
   return lengths.len;
@@ -172,7 +205,7 @@ CncrHsh::VerIdx CncrHsh::delHashed(const void* key, u32 klen, u32 hash) const {
   const Key wanted{key, klen, hash};
   VerIdx before = empty;
   // One slot fewer than a lookup: the walk ends in front of the probe's last slot.
-  (void)walk(hash, m_sz - 1, [&](u32 i) { return delAt(i, wanted, before); });
+  (void)walkLikely(hash, m_sz - 1, [&](u32 i) { return delAt(i, wanted, before); });
   return before;
 }
 

@@ -16,6 +16,8 @@
 // the slot again. That is bounded by kLooks; it takes a writer's full put for every look.
 #pragma once
 
+#include <algorithm>
+
 #include "store/CncrStr.h"
 
 class CncrHsh {
@@ -71,6 +73,10 @@ class CncrHsh {
 
   u32 slots() const { return m_sz; }
 
+  // The first slot from `i` on that holds a chain, `end` if there is none before it.
+  // REQUIRES: i <= end <= slots().
+  u32 nextChain(u32 i, u32 end) const;
+
  private:
   static constexpr int kLooks = 256;
 
@@ -80,13 +86,20 @@ class CncrHsh {
     u32 hash;
   };
 
-  u32 following(u32 i) const { return i + 1 == m_sz ? 0 : i + 1; }
   bool swapSlot(u32 i, VerIdx seen, VerIdx desired) const;
   CncrStr::Match compare(VerIdx chain, const Key& key) const;
   bool stands(u32 i, VerIdx seen) const { return load(i) == seen; }
 
+  // Where a probe begins: hash mod N, mostly without a division.
+  u32 startOf(u32 hash) const { return (m_sz & (m_sz - 1)) == 0 ? hash & (m_sz - 1) : hash % m_sz; }
+
+  template <typename Stretch>
+  bool probe(u32 hash, u32 steps, Stretch stretch) const;
   template <typename Visit>
-  bool walk(u32 hash, u32 steps, Visit visit) const;
+  bool walk(u32 hash, Visit visit) const;
+  template <typename Visit>
+  bool walkLikely(u32 hash, u32 steps, Visit visit) const;
+  u32 nextLikely(u32 i, u32 end, u32 hash) const;
 
   enum class Put { Done, NextSlot, SameSlot };
   Put putAt(u32 i, VerIdx chain, const Key& key, bool patient, VerIdx& before) const;
@@ -102,21 +115,42 @@ class CncrHsh {
   CncrStr* str = nullptr;          // not owned
 };
 
-// Visits `steps` slots of a probe, linear from hash mod N, until `visit(i)` returns true.
-template <typename Visit>
-bool CncrHsh::walk(u32 hash, u32 steps, Visit visit) const {
+// Goes through `steps` slots of a probe, linear from hash mod N: in one stretch, or in two if it
+// wraps. Ends when `stretch(from, to)` returns true.
+template <typename Stretch>
+bool CncrHsh::probe(u32 hash, u32 steps, Stretch stretch) const {
   if (m_sz == 0) return false;
-  for (u32 i = hash % m_sz; steps > 0; --steps, i = following(i)) {
-    if (visit(i)) return true;
-  }
-  return false;
+  const u32 start = startOf(hash);
+  const u32 ahead = std::min(steps, m_sz - start);
+  return stretch(start, start + ahead) || stretch(0, steps - ahead);
+}
+
+// Visits every slot of a probe until `visit(i)` returns true.
+template <typename Visit>
+bool CncrHsh::walk(u32 hash, Visit visit) const {
+  return probe(hash, m_sz, [&](u32 i, u32 to) {
+    while (i < to && !visit(i)) ++i;
+    return i < to;
+  });
+}
+
+// Visits the slots of a probe whose chain may have a key of this hash until `visit(i)` returns
+// true.
+template <typename Visit>
+bool CncrHsh::walkLikely(u32 hash, u32 steps, Visit visit) const {
+  return probe(hash, steps, [&](u32 i, u32 to) {
+    for (i = nextLikely(i, to, hash); i < to; i = nextLikely(i + 1, to, hash)) {
+      if (visit(i)) return true;
+    }
+    return false;
+  });
 }
 
 template <typename Function, typename Result>
 bool CncrHsh::runMatch(const void* key, u32 klen, u32 hash, Function match, Result& result) const {
   const Key wanted{key, klen, hash};
   auto keep = [&](VerIdx chain) { result = match(chain); };
-  return walk(hash, m_sz, [&](u32 i) { return matchAt(i, wanted, keep); });
+  return walkLikely(hash, m_sz, [&](u32 i) { return matchAt(i, wanted, keep); });
 }
 
 template <typename Function>

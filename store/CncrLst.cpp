@@ -5,7 +5,7 @@
 
 namespace {
 
-constexpr u32 kLastVersion = 0xFFFFFFFF;
+constexpr int kTriesAtOnce = 4;
 
 u32 versionOf(u64 head) {
   return static_cast<u32>(head);
@@ -15,6 +15,12 @@ u32 indexOf(u64 head) {
 }
 u64 makeHead(u32 index, u32 version) {
   return u64{index} << 32U | version;
+}
+
+// The version after so many pops. They leave 0 out.
+u32 advanced(u32 version, u32 pops) {
+  const u32 sum = version + pops;
+  return sum < version ? sum + 1 : sum;
 }
 
 }  // namespace
@@ -38,9 +44,8 @@ u32 CncrLst::nxt() {
   // Any index that is no block ends the list, so that a damaged region can't lead out of itself.
   while (indexOf(seen) < cnt) {
     const u32 top = indexOf(seen);
-    // A version of 0 never comes from a pop.
-    const u32 version = versionOf(seen) == kLastVersion ? 1 : versionOf(seen) + 1;
-    if (store::swap(*head, seen, makeHead(store::look(links[top]), version))) return top;
+    const u64 popped = makeHead(store::look(links[top]), advanced(versionOf(seen), 1));
+    if (store::swap(*head, seen, popped)) return top;
   }
   return LIST_END;
 }
@@ -49,11 +54,33 @@ u32 CncrLst::nxt(u32 prev) {
   const u32 block = nxt();
   // Pops of several threads interleave, so neighbours in a chain were seldom neighbours in the
   // list: the link has to name what this caller really got.
-  if (block != LIST_END) store::save(links[prev], block);
+  if (block != LIST_END) store::note(links[prev], block);
   return block;
 }
 
 u32 CncrLst::alloc(u32 count) {
+  const u32 first = count <= cnt ? takeAtOnce(count) : LIST_END;
+  return first != LIST_END ? first : takeOneByOne(count);
+}
+
+// The list's first blocks are linked already, so one swap can take them all: it succeeds only if no
+// other operation came between, and what was walked is then what was there. The version moves on as
+// if they had been popped one after the other. LIST_END: too few, or too much going on.
+u32 CncrLst::takeAtOnce(u32 count) {
+  u64 seen = store::load(*head);
+  for (int tries = 0; tries < kTriesAtOnce; ++tries) {
+    const u32 first = indexOf(seen);
+    u32 behind = first;
+    u32 left = count;
+    for (; left > 0 && behind < cnt; --left) behind = store::look(links[behind]);
+    if (left > 0) break;
+    if (store::swap(*head, seen, makeHead(behind, advanced(versionOf(seen), count)))) return first;
+  }
+  return LIST_END;
+}
+
+// Wins against others that take and give back single blocks all the time.
+u32 CncrLst::takeOneByOne(u32 count) {
   const u32 first = nxt();
   if (first == LIST_END) return LIST_END;
   u32 current = first;
@@ -72,7 +99,7 @@ u32 CncrLst::alloc(u32 count) {
 u32 CncrLst::free(u32 first, u32 last) {
   u64 seen = store::load(*head);
   do {
-    store::save(links[last], indexOf(seen));
+    store::note(links[last], indexOf(seen));
   } while (!store::swap(*head, seen, makeHead(first, versionOf(seen) + 1)));
   return indexOf(seen);
 }

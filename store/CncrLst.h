@@ -6,7 +6,7 @@
 //
 //   word          written by                 how    pairs with
 //   head          pop, push                  swap   every pop and push
-//   links[i]      whoever holds block i      save   the swap of head that publishes it
+//   links[i]      whoever holds block i      note   the swap of head that publishes it
 //   links[head]   read by pop before its     look   nothing: it may be stale. The version in head
 //                 swap                              has moved on then, and the swap fails.
 //
@@ -47,6 +47,9 @@ class CncrLst {
   u32 blocks() const { return cnt; }
 
  private:
+  u32 takeAtOnce(u32 count);
+  u32 takeOneByOne(u32 count);
+
   store::Word32* links = nullptr;  // N of them
   store::Word64* head = nullptr;   // low half: version, high half: index of the first free block
   u32 cnt = 0;                     // N: an index from the region is compared with it before use

@@ -122,6 +122,9 @@ void CncrStr::publishState(u32 block, u32 state, PinPatience& patience) {
       std::this_thread::sleep_for(kPinPause);
       seen = store::load(word);
     }
+    // What refuses pins and has none can't change under our hands, and what is right can stay.
+    if (seen == state) return;
+    if (seen == (kIsKey | kIsDeleted)) return note(word, state);
   } while (!store::swap(word, seen, state));
 }
 
@@ -187,7 +190,7 @@ u32 CncrStr::getPinned(u32 block, u32 version, void* out, u32 maxlen, u32* readl
   }
   const u32 offset = klen % blockSize;
   u8* bytes = static_cast<u8*>(out);
-  u32 got = readBlock(block, version, bytes, offset, std::min(vlen, blockSize - offset));
+  u32 got = copyBlock(block, bytes, offset, std::min(vlen, blockSize - offset));
   if (this->version(block) != version) return got;
   got = readOn(block, version, bytes, got, maxlen);
   if (readlen != nullptr) *readlen = got;
@@ -199,7 +202,7 @@ u32 CncrStr::readOn(u32 block, u32 version, u8* out, u32 got, u32 maxlen) const 
   while (got < maxlen && isBlock(next(block))) {
     block = next(block);
     if (isBlock(next(block))) store::prefetch(blockAt(next(block)));
-    const u32 piece = readBlock(block, version, out + got, 0, std::min(maxlen - got, blockSize));
+    const u32 piece = copyBlock(block, out + got, 0, std::min(maxlen - got, blockSize));
     got += piece;
     if (piece == 0 || this->version(block) != version) break;
   }
@@ -219,26 +222,48 @@ u32 CncrStr::getKeyPinned(u32 block, u32 version, void* out, u32 maxlen) const {
   u8* bytes = static_cast<u8*>(out);
   u32 got = 0;
   while (klen - got >= blockSize) {
-    const u32 piece = readBlock(block, version, bytes + got, 0, blockSize);
+    const u32 piece = copyBlock(block, bytes + got, 0, blockSize);
     got += piece;
     const bool whole = piece != 0 && this->version(block) == version;
     block = next(block);
     if (!whole || !isBlock(block)) return got;
     if (isBlock(next(block))) store::prefetch(blockAt(next(block)));
   }
-  if (klen > got) got += readBlock(block, version, bytes + got, 0, klen - got);
+  if (klen > got) got += copyBlock(block, bytes + got, 0, klen - got);
   return got;
 }
 
 u32 CncrStr::readBlock(u32 block, u32 /*version*/, void* out, u32 offset, u32 length) const {
   if (!pin(block)) return 0;
-  u32 count = 0;
-  if (version(block) != 0) {
-    count = length == 0 ? blockSize - offset : length;
-    store::copyBytes(out, blockAt(block, offset), count);
-  }
+  const u32 count = copyBlock(block, out, offset, length == 0 ? blockSize - offset : length);
   unpin(block);
   return count;
+}
+
+// Copies from a block of a chain whose first block the caller has pinned: as long as he is in
+// there, no block of the chain can be freed, and a pin on this one would protect nothing more.
+u32 CncrStr::copyBlock(u32 block, void* out, u32 offset, u32 length) const {
+  if (version(block) == 0) return 0;
+  store::copyBytes(out, blockAt(block, offset), length);
+  return length;
+}
+
+bool CncrStr::appendValue(VerIdx chain, std::string& value) const {
+  Lengths sizes{0, 0};
+  if (!lengths(chain, sizes)) return false;
+  u32 block = chain.idx;
+  u32 offset = sizes.klen;
+  for (; offset >= blockSize && isBlock(block); offset -= blockSize) block = next(block);
+  value.reserve(value.size() + sizes.len - sizes.klen);
+  for (u32 left = sizes.len - sizes.klen; left > 0; offset = 0, block = next(block)) {
+    if (!isBlock(block)) return false;
+    if (isBlock(next(block))) store::prefetch(blockAt(next(block)));
+    const u32 piece = std::min(left, blockSize - offset);
+    store::appendBytes(value, blockAt(block, offset), piece);
+    left -= piece;
+  }
+  // The pin keeps the chain, unless it was taken for a dead process's and written over.
+  return isCurrent(chain);
 }
 
 bool CncrStr::pin(u32 block) const {

@@ -25,6 +25,8 @@
 // is being taken again delays alloc for kPinPatience at most, several of them for kChainPatience.
 #pragma once
 
+#include <string>
+
 #include "store/CncrLst.h"
 
 struct BlkEntry {
@@ -104,6 +106,10 @@ class CncrStr {
   // bytes copied; 0 if the pin was refused or the block is free. The version isn't compared.
   u32 readBlock(u32 block, u32 version, void* out, u32 offset, u32 length) const;
 
+  // Appends the value of `chain`, on whose first block the caller holds a pin. False: the chain has
+  // gone or makes no sense, and what was appended is to be thrown away.
+  bool appendValue(VerIdx chain, std::string& value) const;
+
   // Enters a block as a reader. False: it is deleted or its count of readers is below zero.
   bool pin(u32 block) const;
 
@@ -120,6 +126,12 @@ class CncrStr {
 
   // Whether the block still carries the version that the chain was published with.
   bool isCurrent(VerIdx chain) const { return version(chain.idx) == chain.version; }
+
+  // Whether the key of `chain` has certainly another hash. That needs no pin to be seen: the
+  // version still stood behind it.
+  bool hasAnotherHash(VerIdx chain, u32 hash) const {
+    return store::look(entries[chain.idx].hash) != hash && isCurrent(chain);
+  }
 
   // Reads the sizes of `chain`. False: the chain has gone, or they make no sense.
   bool lengths(VerIdx chain, Lengths& lengths) const;
@@ -143,6 +155,7 @@ class CncrStr {
   u32 getPinned(u32 block, u32 version, void* out, u32 maxlen, u32* readlen) const;
   u32 getKeyPinned(u32 block, u32 version, void* out, u32 maxlen) const;
   u32 readOn(u32 block, u32 version, u8* out, u32 got, u32 maxlen) const;
+  u32 copyBlock(u32 block, void* out, u32 offset, u32 length) const;
 
   mutable CncrLst lst;  // giving blocks back is part of reading, for the last reader
   BlkEntry* entries = nullptr;

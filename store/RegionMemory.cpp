@@ -4,12 +4,29 @@
 
 namespace store {
 
+namespace {
+
+// Keeps the look at a version that follows behind the bytes that were read before it.
+void readBefore() {
+  std::atomic_thread_fence(std::memory_order_acquire);
+}
+
+}  // namespace
+
 void copyBytes(void* to, const void* from, std::size_t count) {
   std::memcpy(to, from, count);
+  readBefore();
+}
+
+void appendBytes(std::string& to, const void* from, std::size_t count) {
+  to.append(static_cast<const char*>(from), count);
+  readBefore();
 }
 
 bool sameBytes(const void* a, const void* b, std::size_t count) {
-  return std::memcmp(a, b, count) == 0;
+  const bool same = std::memcmp(a, b, count) == 0;
+  readBefore();
+  return same;
 }
 
 }  // namespace store

@@ -12,15 +12,16 @@
 //                     newer chain also sees that chain's version, which is written first, and the
 //                     comparison of versions makes whatever else it saw harmless.
 //
-// Bytes of keys and values are plain memory. copyBytes and sameBytes may run while another thread
-// recycles the very block: what they yield is used only after a version says that it was whole. No
-// other function reads block data, so a race detector can be told of these two and stay loud for
-// everything else.
+// Bytes of keys and values are plain memory. copyBytes, appendBytes and sameBytes may run while
+// another thread recycles the very block: what they yield is used only after a version, looked at
+// behind them, says that it was whole. No other function reads block data, so a race detector can
+// be told of these three and stay loud for everything else.
 #pragma once
 
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 using i32 = std::int32_t;
 using i64 = std::int64_t;
@@ -79,6 +80,7 @@ Word* wordAt(void* base, u64 offset) {
 
 // Never inlined: a race detector finds them by name.
 void copyBytes(void* to, const void* from, std::size_t count);
+void appendBytes(std::string& to, const void* from, std::size_t count);
 bool sameBytes(const void* a, const void* b, std::size_t count);
 
 // Asks for the first line of a block that will be read soon.

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <set>
 
 #include "store/RegionLayout.h"
 #include "store/RegionSetup.h"
@@ -17,6 +16,10 @@ constexpr int kReadTries = 256;
 
 // At rest a pass meets no slot more than three times, and all keys together fit into the store.
 constexpr u64 kCapacitiesPerPass = 4;
+
+bool isSameKey(const simdb::VerStr& a, const simdb::VerStr& b) {
+  return a.str == b.str;
+}
 
 u32 length32(const std::string& text) {
   return static_cast<u32>(text.size());
@@ -142,14 +145,8 @@ bool simdb::get(const std::string& key, std::string* value) const {
   CncrStr::VerIdx last = CncrHsh::empty;
   const auto read = [&](CncrStr::VerIdx chain) {
     last = chain;
-    CncrStr::Lengths lengths{0, 0};
-    if (!values.lengths(chain, lengths)) return false;
-    value->assign(lengths.len - lengths.klen, '\0');
-    const u32 wanted = length32(*value);
-    u32 got = 0;
-    values.get(chain.idx, chain.version, value->data(), wanted, &got);
-    // Our pin keeps the chain, unless it was taken for a dead process's and written over.
-    return got == wanted && values.isCurrent(chain);
+    value->clear();
+    return values.appendValue(chain, *value);
   };
   const u32 hash = CncrHsh::hashOf(key.data(), length32(key));
   bool found = false;
@@ -161,6 +158,7 @@ bool simdb::get(const std::string& key, std::string* value) const {
     found = index.runMatch(key.data(), length32(key), hash, read, whole);
     if (!found) break;
   }
+  if (!whole) value->clear();
   return found;
 }
 
@@ -175,17 +173,18 @@ bool simdb::del(const void* key, u32 length) {
 
 CncrStr::VerIdx simdb::nxt() const {
   const u32 n = index.slots();
-  u32 i = cursor;
-  do {
-    ++visited;
-    if (CncrHsh::isChain(index.load(i))) {
-      cursor = i + 1 == n ? 0 : i + 1;
-      return index.load(i);
-    }
-    i = i + 1 == n ? 0 : i + 1;
-  } while (i != cursor);
-  cursor = cursor + 1 == n ? 0 : cursor + 1;
-  return CncrHsh::empty;
+  const u32 start = cursor;
+  u32 i = index.nextChain(start, n);
+  visited += std::min(i + 1, n) - start;
+  bool found = i < n;
+  if (!found) {
+    i = index.nextChain(0, start);
+    visited += std::min(i + 1, start);
+    found = i < start;
+  }
+  const u32 seen = found ? i : start;
+  cursor = seen + 1 == n ? 0 : seen + 1;
+  return found ? index.load(i) : CncrHsh::empty;
 }
 
 u32 simdb::len(u32 i, u32 version, u32* keyLength, u32* valueLength) const {
@@ -232,16 +231,19 @@ simdb::VerStr simdb::nxtKey(u64* searched) const {
 }
 
 std::vector<simdb::VerStr> simdb::getKeyStrs() const {
-  std::set<VerStr> keys;
+  std::vector<VerStr> keys;
   // In a damaged region every slot can name a key as long as the whole store.
   const u64 limit = listed + kCapacitiesPerPass * capacity();
   for (u64 total = 0; total < blkCnt && listed < limit;) {
     u64 searched = 0;
     VerStr key = nxtKey(&searched);
-    if (!key.str.empty()) keys.insert(std::move(key));
+    if (!key.str.empty()) keys.push_back(std::move(key));
     total += searched;
   }
-  return {keys.begin(), keys.end()};
+  // Of a key that stands in two slots, or whose slot was passed twice, the first counts.
+  std::stable_sort(keys.begin(), keys.end());
+  keys.erase(std::unique(keys.begin(), keys.end(), isSameKey), keys.end());
+  return keys;
 }
 
 std::vector<std::string> simdb_listDBs(simdb_error* error) {

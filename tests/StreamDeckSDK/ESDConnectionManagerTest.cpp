@@ -192,7 +192,9 @@ const std::pair<const char*, std::string> kEvents[] = {
     {"systemDidWakeUp", "SystemDidWakeUp"},
     {"dialPress", "DialPressForAction" + kGiven},
     {"dialRotate", "DialRotateForAction" + kGiven},
-    {"touchTap", "TouchTabForAction" + kGiven}};
+    {"touchTap", "TouchTabForAction" + kGiven},
+    {"dialDown", R"(DialPressForAction|A|C|{"pressed":true,"settings":{"n":1}}|D)"},
+    {"dialUp", R"(DialPressForAction|A|C|{"pressed":false,"settings":{"n":1}}|D)"}};
 
 TEST_F(ESDConnectionManagerTest, EveryEventReachesItsOperation) {
   connect(&plugin);
@@ -217,6 +219,10 @@ TEST_F(ESDConnectionManagerTest, WhatAnEventLacksIsEmpty) {
       {R"({"event":"keyUp","context":7,"action":null,"device":["D"],"payload":[1]})",
        "KeyUpForAction|||null|"},
       {R"({"event":"touchTap","payload":"{}","context":"C"})", "TouchTabForAction||C|null|"},
+      {R"({"event":"dialDown","context":"C"})", R"(DialPressForAction||C|{"pressed":true}|)"},
+      {R"({"event":"dialUp","payload":[true]})", R"(DialPressForAction|||{"pressed":false}|)"},
+      {R"({"event":"dialUp","payload":{"pressed":1}})",
+       R"(DialPressForAction|||{"pressed":false}|)"},
       {R"({"event":"sendToPlugin","payload":{},"device":"D"})", "SendToPlugin|||{}|D"},
       {R"({"event":"didReceiveGlobalSettings","payload":7})", "DidReceiveGlobalSettings|null"},
       {R"({"event":"deviceDidConnect","device":"D"})", "DeviceDidConnect|D|null"},

@@ -16,7 +16,7 @@ struct Launch {
 class LaunchTest : public Stage {
  protected:
   std::unique_ptr<ChildProcess> start(const std::vector<std::string>& arguments) {
-    Lines command{VELOMAR_PROGRAM};
+    Lines command{(folder / "velomar").string()};
     command.insert(command.end(), arguments.begin(), arguments.end());
     ChildProcess::Options options;
     options.folder = folder.string();

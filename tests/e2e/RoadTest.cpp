@@ -72,12 +72,13 @@ TEST_F(RoadTest, BothDirectionsWorkAndALostSimulatorBlanksThePanelAndComesBack) 
   awaitCockpit(kReplay);
 
   auto seen = awaitCockpit("Force Refresh");
-  for (const char* command :
-       {"press K", "release K", "push E", "pull E", "rotate E -3", "hold E"}) {
+  for (const char* command : {"press K", "release K", "push E", "pull E", "dialpress single",
+                              "push E", "pull E", "rotate E -3", "hold E"}) {
     tellDeck(command);
   }
   for (const char* message :
        {R"({"Context":"K","Message":"Key Down"})", R"({"Context":"K","Message":"Key Up"})",
+        R"({"Context":"E","Message":"Dial Down"})", R"({"Context":"E","Message":"Dial Up"})",
         R"({"Context":"E","Message":"Dial Down"})", R"({"Context":"E","Message":"Dial Up"})",
         R"({"Context":"E","Message":"Encoder Rotate","Ticks":-3})",
         R"({"Context":"E","Hold":true,"Message":"Touch Tap"})"}) {

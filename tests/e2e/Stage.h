@@ -1,5 +1,6 @@
-// The real program between the two stand-ins, each in a process of its own, in a folder like the
-// one that the plug-in is installed in. Leaves no file behind.
+// The real program between the two stand-ins, each in a process of its own. The plug-in is
+// installed in a folder of its own and started from there as its manifest says. Leaves no file
+// behind.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -25,15 +26,15 @@ class Stage : public testing::Test {
     removeRegions();
     std::string name = (std::filesystem::temp_directory_path() / "velomar-e2e-XXXXXX").string();
     ASSERT_NE(mkdtemp(name.data()), nullptr);
-    folder = name;
-    std::filesystem::create_directory(folder / "images");
-    std::filesystem::create_directory(folder / "layouts");
+    const std::filesystem::path bundle = VELOMAR_BUNDLE;
+    folder = std::filesystem::path(name) / bundle.filename();
+    std::filesystem::copy(bundle, folder, std::filesystem::copy_options::recursive);
   }
 
   void TearDown() override {
     deck.reset();
     cockpit.reset();
-    std::filesystem::remove_all(folder);
+    std::filesystem::remove_all(folder.parent_path());
     removeRegions();
   }
 
@@ -45,8 +46,8 @@ class Stage : public testing::Test {
   static std::filesystem::path region(const std::string& name) { return "/var/tmp/simdb_" + name; }
 
   void startDeck() {
-    deck = std::make_unique<ChildProcess>(
-        Lines{VELOMAR_DECK, "--folder", folder.string(), VELOMAR_PROGRAM}, ChildProcess::Options{});
+    deck = std::make_unique<ChildProcess>(Lines{VELOMAR_DECK, folder.string()},
+                                          ChildProcess::Options{});
     ASSERT_TRUE(deck->waitForLine("registerPlugin", kPatience)) << "no registration";
   }
 

@@ -135,6 +135,18 @@ describe("the virtual deck", { timeout: 600_000 }, () => {
     await screenshot("dark");
   });
 
+  it("presses a dial in the way of today's hosts or of older ones", async () => {
+    const knob = page.getByRole("button", { name: "Press dial COM1" });
+    for (const [choice, events] of [["single", ["dialPress"]], ["pair", ["dialDown", "dialUp"]]]) {
+      const from = stage.cockpit.lines.length;
+      await page.getByLabel("Events of a dial's press").selectOption(choice);
+      await knob.press("Space");
+      await stage.cockpit.line(["Dial Up", "DIAL1"], from);
+      await stage.cockpit.line(["Dial Down", "DIAL1"], from);
+      for (const event of events) assert.equal(count("to plug-in", event), 2 / events.length);
+    }
+  });
+
   it("tells a tap on the strip from a long one, and shows the sign that answers", async () => {
     const strip = page.getByRole("button", { name: "Strip of COM1" });
     const sign = page.locator("[data-context=DIAL1]").evaluate(
@@ -187,7 +199,7 @@ describe("the virtual deck", { timeout: 600_000 }, () => {
   });
 
   it("drags keys to other places and pages without pressing them", async () => {
-    const presses = count("keyDown");
+    const presses = count("keyDown") + count("dialDown");
     const at = (name) => page.locator(`[data-context=KEY8][data-slot="${name}"]`);
     await click("Arrange");
     await drag(at("key:0,1"), slot("DECK1", "key:2,0"));
@@ -196,8 +208,7 @@ describe("the virtual deck", { timeout: 600_000 }, () => {
     await click("Page 1 of DECK1");
     await at("key:3,1").waitFor(); // the only one that was free
     await click("Arrange");
-    assert.equal(count("keyDown"), presses);
-    assert.equal(count("dialPress"), 0);
+    assert.equal(count("keyDown") + count("dialDown"), presses);
   });
 
   it("unplugs a device for all pages, and plugs it in again", async () => {
@@ -326,6 +337,29 @@ describe("the virtual deck", { timeout: 600_000 }, () => {
     const missing = { Message: "Set Layout", Context: "DIAL2", UUID: "nowhere" };
     stage.cockpit.write(JSON.stringify(missing));
     await page.getByText("No layout can be read at layouts/nowhere.json").waitFor();
+  });
+
+  it("stores and tells a key name on the page that hosts show for it", async () => {
+    const inspector = await stage.openPage();
+    const frames = [];
+    await inspector.routeWebSocket("ws://127.0.0.1:9/", (socket) =>
+      socket.onMessage((text) => frames.push(JSON.parse(text))),
+    );
+    await inspector.goto(`${stage.address}bundle/inspector/index.html`);
+    await inspector.evaluate(() => {
+      const selected = { action: "A", payload: { settings: { KeyName: "AP1", other: 1 } } };
+      connectElgatoStreamDeckSocket("9", "U", "registerIt", "{}", JSON.stringify(selected));
+    });
+    const field = inspector.getByLabel("Key name");
+    assert.equal(await field.inputValue(), "AP1");
+    await field.fill(" GEAR ");
+    await eventually("three frames", () => frames.length === 3);
+    assert.deepEqual(frames, [
+      { event: "registerIt", uuid: "U" },
+      { event: "setSettings", context: "U", action: "A", payload: { KeyName: "GEAR", other: 1 } },
+      { event: "sendToPlugin", context: "U", action: "A", payload: { KeyName: "GEAR" } },
+    ]);
+    await inspector.close();
   });
 
   it("fits a narrow screen, names every control, and leaves the console silent", async () => {

@@ -1,9 +1,9 @@
-// The processes that a test needs, in a folder like the one that the plug-in is installed in, and
-// a browser to look at them with. Leaves nothing behind.
+// The processes that a test needs, the plug-in installed in a folder of its own, and a browser to
+// look at them with. Leaves nothing behind.
 import { spawn } from "node:child_process";
-import { cpSync, mkdirSync, mkdtempSync, rmSync } from "node:fs";
+import { cpSync, mkdtempSync, rmSync } from "node:fs";
 import { tmpdir } from "node:os";
-import { join } from "node:path";
+import { basename, join } from "node:path";
 import { createInterface } from "node:readline";
 import { setTimeout as pause } from "node:timers/promises";
 import { chromium } from "playwright-core";
@@ -11,7 +11,6 @@ import { chromium } from "playwright-core";
 // Much longer than anything here takes, so that a busy machine fails no test.
 export const kPatience = 60_000; // ms
 
-const kBundle = new URL("../../bundle/", import.meta.url);
 const kQuietFlags = [
   "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-background-networking",
   "--disable-component-update", "--disable-sync",
@@ -67,10 +66,10 @@ export class Stage {
 
   async open() {
     this.#removeRegions();
-    cpSync(kBundle, this.#folder, { recursive: true });
-    for (const name of ["images", "layouts"]) mkdirSync(join(this.#folder, name));
-    const { VELOMAR_DECK, VELOMAR_PROGRAM, CHROMIUM = "/usr/bin/chromium" } = process.env;
-    this.deck = new Program(VELOMAR_DECK, "--folder", this.#folder, VELOMAR_PROGRAM);
+    const { VELOMAR_DECK, VELOMAR_BUNDLE, CHROMIUM = "/usr/bin/chromium" } = process.env;
+    const installed = join(this.#folder, basename(VELOMAR_BUNDLE));
+    cpSync(VELOMAR_BUNDLE, installed, { recursive: true });
+    this.deck = new Program(VELOMAR_DECK, installed);
     this.startCockpit();
     [this.address] = /http:\S+/.exec(await this.deck.line("http://"));
     const mayNotSandbox = process.getuid() === 0;

@@ -1,15 +1,22 @@
-// Draws the bundle's SDPlusIcon.png: what a dial shows while nobody has given it a picture. It is
-// kept in the tree; after a change run `node tools/artwork/make-icons.mjs`.
-import { writeFileSync } from "node:fs";
+// Draws the bundle's pictures: SDPlusIcon.png, which a dial shows while nobody has given it a
+// picture, and what the manifest names, each in its size and in the doubled one. They are kept in
+// the tree; after a change run `node tools/artwork/make-icons.mjs`.
+import { mkdirSync, writeFileSync } from "node:fs";
 import { deflateSync } from "node:zlib";
 
-const kSize = 144; // px
+const kBundle = new URL("../../bundle/", import.meta.url);
+
 const kGround = [24, 27, 32];
-const kMark = [58, 65, 75];
+const kGrey = [58, 65, 75];
+const kAccent = [63, 198, 232];
+const kWhite = [255, 255, 255];
+
+// All pictures are drawn on a square of this side, whatever their size in px.
+const kSide = 144;
 
 // How far a point lies outside of a rounded square around the middle; negative inside.
-function fromTile(x, y) {
-  const [half, radius] = [kSize / 2, 18];
+function fromTile(x, y, radius) {
+  const half = kSide / 2;
   const over = [x, y].map((value) => Math.max(Math.abs(value - half) - half + radius, 0));
   return Math.hypot(...over) - radius;
 }
@@ -26,14 +33,50 @@ function fromLine(x, y, points, width) {
   return Math.min(...distances) - width / 2;
 }
 
+// Shapes that a picture is laid up from, each a colour and a distance. The last lies on top.
+const tile = (color) => ({ color, distance: (x, y) => fromTile(x, y, 18) });
+const sheet = (color) => ({ color, distance: () => -kSide });
+const line = (color, width, ...points) => ({
+  color,
+  distance: (x, y) => fromLine(x, y, points, width),
+});
+const wings = (color, width) => line(color, width, [44, 56], [72, 92], [100, 56]);
+const bigWings = (color) => [
+  line(color, 17, [22, 42], [72, 106], [122, 42]),
+  line(color, 12, [57, 36], [87, 36]),
+];
+
+const kPictures = [
+  { name: "SDPlusIcon", size: kSide, scales: [1], shapes: [tile(kGround), wings(kGrey, 9)] },
+  {
+    name: "icons/plugin",
+    size: 256,
+    shapes: [
+      tile(kGround),
+      line(kWhite, 13, [32, 46], [72, 103], [112, 46]),
+      line(kAccent, 8, [58, 46], [86, 46]),
+    ],
+  },
+  { name: "icons/category", size: 28, shapes: bigWings(kWhite) },
+  { name: "icons/action", size: 20, shapes: bigWings(kWhite) },
+  { name: "icons/key", size: 72, shapes: [sheet(kGround)] },
+  { name: "icons/dial", size: 72, shapes: [tile(kGround), wings(kWhite, 9)] },
+];
+
+// A shape's share of a pixel, whose middle lies that far outside of it.
 const coverage = (distance) => Math.min(Math.max(0.5 - distance, 0), 1);
 
-function pixel(column, row) {
-  const [x, y] = [column + 0.5, row + 0.5];
-  const wings = [[44, 56], [72, 92], [100, 56]];
-  const mark = coverage(fromLine(x, y, wings, 9));
-  const color = kGround.map((value, index) => Math.round(value + mark * (kMark[index] - value)));
-  return [...color, Math.round(255 * coverage(fromTile(x, y)))];
+function pixel(x, y, scale, shapes) {
+  let alpha = 0;
+  let mixed = [0, 0, 0];
+  for (const { color, distance } of shapes) {
+    const share = coverage(distance(x, y) * scale);
+    if (share === 0) continue;
+    const below = alpha * (1 - share);
+    alpha = share + below;
+    mixed = mixed.map((value, index) => (color[index] * share + value * below) / alpha);
+  }
+  return [...mixed.map(Math.round), Math.round(255 * alpha)];
 }
 
 function crc32(bytes) {
@@ -54,15 +97,18 @@ function chunk(name, content) {
   return frame;
 }
 
-function png() {
+function png(size, shapes) {
+  const scale = size / kSide;
   const rows = [];
-  for (let row = 0; row < kSize; ++row) {
+  for (let row = 0; row < size; ++row) {
     rows.push(0); // no filter
-    for (let column = 0; column < kSize; ++column) rows.push(...pixel(column, row));
+    for (let column = 0; column < size; ++column) {
+      rows.push(...pixel((column + 0.5) / scale, (row + 0.5) / scale, scale, shapes));
+    }
   }
   const header = Buffer.alloc(13);
-  header.writeUInt32BE(kSize, 0);
-  header.writeUInt32BE(kSize, 4);
+  header.writeUInt32BE(size, 0);
+  header.writeUInt32BE(size, 4);
   header.set([8, 6], 8); // bits a channel, and four channels
   return Buffer.concat([
     Buffer.from("\x89PNG\r\n\x1a\n", "latin1"),
@@ -72,4 +118,10 @@ function png() {
   ]);
 }
 
-writeFileSync(new URL("../../bundle/SDPlusIcon.png", import.meta.url), png());
+mkdirSync(new URL("icons", kBundle), { recursive: true });
+for (const { name, size, scales = [1, 2], shapes } of kPictures) {
+  for (const scale of scales) {
+    const file = `${name}${scale === 1 ? "" : `@${scale}x`}.png`;
+    writeFileSync(new URL(file, kBundle), png(size * scale, shapes));
+  }
+}

@@ -4,9 +4,9 @@
 #include <optional>
 #include <string>
 
+#include "simulator/SimulatorLink.h"
 #include "tools/cockpit/Aircraft.h"
 #include "tools/cockpit/Panel.h"
-#include "tools/cockpit/SimulatorLink.h"
 #include "tools/common/Output.h"
 
 namespace {

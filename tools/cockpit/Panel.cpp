@@ -4,14 +4,13 @@
 #include <utility>
 #include <websocketpp/base64/base64.hpp>
 
+#include "simulator/MessageGroup.h"
+
 using nlohmann::json;
 
 namespace {
 
 constexpr char kEncoder[] = "Encoder";
-
-// How long a context may have been gone before its "Hide Context" is taken.
-constexpr Panel::Time kDoubt{2000};
 
 // The names that pictures and titles reach: "icon", lines from "line0", numbers from "val0". A
 // title writes all ten lines, so the layout names also those that it doesn't show.
@@ -40,38 +39,26 @@ json to(const std::string& context, const char* name) {
   return {{"Message", name}, {"Context", context}};
 }
 
-json grouped(std::vector<json> messages) {
-  json members = json::object();
-  for (std::size_t i = 0; i < messages.size(); ++i) {
-    members[std::to_string(i)] = std::move(messages[i]);
-  }
-  return {{"Message", "Group Message"}, {"Messages", std::move(members)}};
-}
-
 }  // namespace
 
 const std::map<std::string, Panel::Handler> Panel::kHandlers{
-    {"Group Message", &Panel::takeGroup},
-    {"API Version", &Panel::startAnew},
-    {"Force Refresh", &Panel::refresh},
-    {"Add Device", &Panel::addDevice},
-    {"Add Context", &Panel::addContext},
-    {"Hide Context", &Panel::hideContext},
-    {"Update Key Name", &Panel::rename},
-    {"Key Down", &Panel::keyDown},
-    {"Key Up", &Panel::keyUp},
-    {"Dial Down", &Panel::dialDown},
-    {"Dial Up", &Panel::dialUp},
-    {"Encoder Rotate", &Panel::rotate},
-    {"Touch Tap", &Panel::tap},
+    {"API Version", &Panel::startAnew},    {"Force Refresh", &Panel::refresh},
+    {"Add Device", &Panel::addDevice},     {"Add Context", &Panel::addContext},
+    {"Hide Context", &Panel::hideContext}, {"Update Key Name", &Panel::rename},
+    {"Key Down", &Panel::keyDown},         {"Key Up", &Panel::keyUp},
+    {"Dial Down", &Panel::dialDown},       {"Dial Up", &Panel::dialUp},
+    {"Encoder Rotate", &Panel::rotate},    {"Touch Tap", &Panel::tap},
 };
 
 Panel::Panel(Aircraft& shown, Sender send) : aircraft(shown), sender(std::move(send)) {}
 
-void Panel::handle(const std::string& message, Time now) {
-  try {
-    take(json::parse(message), now);
-  } catch (const json::exception&) {  // no message of ours; the link goes on
+void Panel::handle(const std::string& text, Time now) {
+  for (const json& message : MessageGroup::split(text)) {
+    deliveries.heed(message, now);
+    try {
+      take(message);
+    } catch (const json::exception&) {  // no message of ours; the link goes on
+    }
   }
 }
 
@@ -80,36 +67,30 @@ std::string Panel::summary() const {
          " contexts";
 }
 
-void Panel::take(const json& message, Time now) {
+void Panel::take(const json& message) {
   const auto found = kHandlers.find(message.at("Message").get<std::string>());
   if (found == kHandlers.end()) return;
-  (this->*found->second)(message, now);
+  (this->*found->second)(message);
   isDue = true;
 }
 
-// By number: in the text "10" stands before "2".
-void Panel::takeGroup(const json& message, Time now) {
-  const json& members = message.at("Messages");
-  for (std::size_t i = 0; i < members.size(); ++i) take(members.at(std::to_string(i)), now);
-}
-
 // The first message after the link has come up. All that there is follows it.
-void Panel::startAnew(const json& /*message*/, Time /*now*/) {
+void Panel::startAnew(const json& /*message*/) {
   devices.clear();
   contexts.clear();
   forgetShown();
 }
 
-void Panel::refresh(const json& /*message*/, Time /*now*/) {
+void Panel::refresh(const json& /*message*/) {
   forgetShown();
 }
 
-void Panel::addDevice(const json& message, Time /*now*/) {
+void Panel::addDevice(const json& message) {
   devices.insert(message.at("Device ID").get<std::string>());
 }
 
 // A context that is known already starts anew as well: it may have been blanked.
-void Panel::addContext(const json& message, Time /*now*/) {
+void Panel::addContext(const json& message) {
   Context context;
   context.keyName = message.at("KeyName").get<std::string>();
   context.isDial = message.at("Controller").get<std::string>() == kEncoder;
@@ -117,12 +98,17 @@ void Panel::addContext(const json& message, Time /*now*/) {
   contexts[message.at("Context").get<std::string>()] = std::move(context);
 }
 
-void Panel::hideContext(const json& message, Time now) {
-  const auto id = message.at("Context").get<std::string>();
-  if (contexts.erase(id) != 0) doubtDeliveries(id, now);
+void Panel::hideContext(const json& message) {
+  contexts.erase(message.at("Context").get<std::string>());
+  // Who shows what has come into doubt may not show it.
+  for (auto& [id, context] : contexts) {
+    Shown& shown = context.shown;
+    if (shown.picture && !deliveries.hasImage(*shown.picture)) shown.picture.reset();
+    if (shown.layout && !deliveries.hasLayout(*shown.layout)) shown.layout.reset();
+  }
 }
 
-void Panel::rename(const json& message, Time /*now*/) {
+void Panel::rename(const json& message) {
   Context* context = contextOf(message);
   if (context == nullptr) return;
   const bool isDial = context->isDial;
@@ -132,16 +118,16 @@ void Panel::rename(const json& message, Time /*now*/) {
   context->instrument = Instrument::find(context->keyName);
 }
 
-void Panel::keyDown(const json& message, Time /*now*/) {
+void Panel::keyDown(const json& message) {
   Context* context = contextOf(message);
   if (context != nullptr) context->isPressed = press(message, *context);
 }
 
-void Panel::keyUp(const json& message, Time /*now*/) {
+void Panel::keyUp(const json& message) {
   if (Context* context = contextOf(message)) context->isPressed = false;
 }
 
-void Panel::dialDown(const json& message, Time /*now*/) {
+void Panel::dialDown(const json& message) {
   Context* context = contextOf(message);
   if (context == nullptr) return;
   context->isPressed = true;
@@ -149,14 +135,14 @@ void Panel::dialDown(const json& message, Time /*now*/) {
 }
 
 // A dial that was turned while it was down wasn't pressed for the press's sake.
-void Panel::dialUp(const json& message, Time /*now*/) {
+void Panel::dialUp(const json& message) {
   Context* context = contextOf(message);
   if (context == nullptr) return;
   if (context->isPressed && !context->isTurned) (void)press(message, *context);
   context->isPressed = false;
 }
 
-void Panel::rotate(const json& message, Time /*now*/) {
+void Panel::rotate(const json& message) {
   Context* context = contextOf(message);
   const int ticks = message.at("Ticks").get<int>();
   if (context == nullptr || context->instrument == nullptr) return;
@@ -164,7 +150,7 @@ void Panel::rotate(const json& message, Time /*now*/) {
   context->instrument->turn(aircraft, ticks, context->isPressed);
 }
 
-void Panel::tap(const json& message, Time /*now*/) {
+void Panel::tap(const json& message) {
   Context* context = contextOf(message);
   const bool isHold = message.at("Hold").get<bool>();
   if (context == nullptr) return;
@@ -196,24 +182,8 @@ void Panel::answer(const json& message, Instrument::Answer answer) {
 }
 
 void Panel::forgetShown() {
-  delivered.clear();
+  deliveries.forget();
   for (auto& [id, context] : contexts) context.shown = {};
-}
-
-// What is given through a context that has gone meanwhile is dropped at the panel's end, and
-// nothing says so. So what this context was given last counts as not given, and who shows it, as
-// not showing it.
-void Panel::doubtDeliveries(const std::string& context, Time now) {
-  for (auto it = delivered.begin(); it != delivered.end();) {
-    const bool isInDoubt = it->second.context == context && now - it->second.at < kDoubt;
-    it = isInDoubt ? delivered.erase(it) : std::next(it);
-  }
-  for (auto& [id, other] : contexts) {
-    Shown& shown = other.shown;
-    if (shown.picture && delivered.count(std::to_string(*shown.picture)) == 0)
-      shown.picture.reset();
-    if (shown.layout == kGaugeName && delivered.count(kGaugeName) == 0) shown.layout.reset();
-  }
 }
 
 void Panel::show(Time now) {
@@ -249,12 +219,10 @@ void Panel::updateBlank(const std::string& id, Context& context) {
 
 // A new layout starts with nothing in it.
 void Panel::updateLayout(const std::string& id, Shown& shown, const Face& face, Time now) {
+  static const std::string gauge = websocketpp::base64_encode(kGauge);
   const std::string layout = face.shape == Face::Shape::Gauge ? kGaugeName : "";
   if (shown.layout == layout) return;
-  const bool isNew = !layout.empty() && delivered.try_emplace(layout, Delivery{id, now}).second;
-  changes.push_back(to(id, isNew ? "Set Layout Cache" : "Set Layout"));
-  changes.back()["UUID"] = layout;
-  if (isNew) changes.back()["BASE64"] = websocketpp::base64_encode(kGauge);
+  changes.push_back(deliveries.layout(id, layout, gauge, now));
   shown = {};
   shown.layout = layout;
 }
@@ -262,10 +230,7 @@ void Panel::updateLayout(const std::string& id, Shown& shown, const Face& face, 
 void Panel::updatePicture(const std::string& id, Shown& shown, const Face& face, Time now) {
   const Faces::Picture& picture = faces.picture(face);
   if (shown.picture == picture.id) return;
-  const bool isNew = delivered.try_emplace(std::to_string(picture.id), Delivery{id, now}).second;
-  changes.push_back(to(id, isNew ? "Update Full Image ID" : "Update Image ID"));
-  changes.back()["Image ID"] = picture.id;
-  if (isNew) changes.back()["Base64"] = picture.base64;
+  changes.push_back(deliveries.image(id, picture.id, picture.base64, now));
   shown.picture = picture.id;
 }
 
@@ -278,8 +243,8 @@ void Panel::updateTitle(const std::string& id, Shown& shown, const std::string& 
 
 void Panel::sendAll() {
   std::move(signs.begin(), signs.end(), std::back_inserter(changes));
-  const json message = changes.size() == 1 ? changes.front() : grouped(std::move(changes));
+  const std::string text = MessageGroup::join(std::move(changes));
   changes.clear();
   signs.clear();
-  if (!sender(message.dump())) forgetShown();
+  if (!sender(text)) forgetShown();
 }

@@ -23,6 +23,7 @@
 #include <string>
 #include <vector>
 
+#include "simulator/Deliveries.h"
 #include "tools/cockpit/Aircraft.h"
 #include "tools/cockpit/Faces.h"
 #include "tools/cockpit/Instrument.h"
@@ -40,8 +41,8 @@ class Panel {
   // `shown` outlives the object.
   Panel(Aircraft& shown, Sender send);
 
-  // Takes one message. What can't be understood is passed over.
-  void handle(const std::string& message, Time now);
+  // Takes one text of the link. What can't be understood is passed over.
+  void handle(const std::string& text, Time now);
 
   // Sends what has changed, as one message: at once after `handle`, but never twice within a frame.
   // What wasn't taken is sent again with everything else. Throws std::runtime_error if a face can't
@@ -70,35 +71,27 @@ class Panel {
     Shown shown;
   };
 
-  // What the panel's end has been given to keep, and through which context.
-  struct Delivery {
-    std::string context;
-    Time at;
-  };
-
-  using Handler = void (Panel::*)(const nlohmann::json& message, Time now);
+  using Handler = void (Panel::*)(const nlohmann::json& message);
   static const std::map<std::string, Handler> kHandlers;
 
-  void take(const nlohmann::json& message, Time now);
-  void takeGroup(const nlohmann::json& message, Time now);
-  void startAnew(const nlohmann::json& message, Time now);
-  void refresh(const nlohmann::json& message, Time now);
-  void addDevice(const nlohmann::json& message, Time now);
-  void addContext(const nlohmann::json& message, Time now);
-  void hideContext(const nlohmann::json& message, Time now);
-  void rename(const nlohmann::json& message, Time now);
-  void keyDown(const nlohmann::json& message, Time now);
-  void keyUp(const nlohmann::json& message, Time now);
-  void dialDown(const nlohmann::json& message, Time now);
-  void dialUp(const nlohmann::json& message, Time now);
-  void rotate(const nlohmann::json& message, Time now);
-  void tap(const nlohmann::json& message, Time now);
+  void take(const nlohmann::json& message);
+  void startAnew(const nlohmann::json& message);
+  void refresh(const nlohmann::json& message);
+  void addDevice(const nlohmann::json& message);
+  void addContext(const nlohmann::json& message);
+  void hideContext(const nlohmann::json& message);
+  void rename(const nlohmann::json& message);
+  void keyDown(const nlohmann::json& message);
+  void keyUp(const nlohmann::json& message);
+  void dialDown(const nlohmann::json& message);
+  void dialUp(const nlohmann::json& message);
+  void rotate(const nlohmann::json& message);
+  void tap(const nlohmann::json& message);
 
   bool press(const nlohmann::json& message, const Context& context);
   Context* contextOf(const nlohmann::json& message);
   void answer(const nlohmann::json& message, Instrument::Answer answer);
   void forgetShown();
-  void doubtDeliveries(const std::string& context, Time now);
 
   void update(const std::string& id, Context& context, Time now);
   void updateBlank(const std::string& id, Context& context);
@@ -112,7 +105,7 @@ class Panel {
   Faces faces;
   std::set<std::string> devices;
   std::map<std::string, Context> contexts;
-  std::map<std::string, Delivery> delivered;  // by layout name, or picture number
+  Deliveries deliveries;
   std::vector<nlohmann::json> changes;
   std::vector<nlohmann::json> signs;  // of the moment, behind the changes
   bool isDue = false;

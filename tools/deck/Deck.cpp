@@ -10,6 +10,7 @@
 
 #include "tools/common/ChildProcess.h"
 #include "tools/common/Output.h"
+#include "tools/deck/Bundle.h"
 #include "tools/deck/HostServer.h"
 #include "tools/deck/PluginFolder.h"
 #include "tools/deck/VirtualDeck.h"
@@ -21,11 +22,13 @@ constexpr std::chrono::milliseconds kPatience{100};
 constexpr std::chrono::milliseconds kEndPause{500};
 constexpr int kEndTries = 30;
 
+constexpr char kRegisterEvent[] = "registerPlugin";
+
 constexpr char kUsage[] =
-    "velomar-deck [--folder DIR] [--web DIR] [--start NS] PLUGIN\n"
-    "  --folder DIR  the plug-in's folder, its working directory (default: .)\n"
-    "  --web DIR     where the web page's files lie\n"
-    "  --start NS    time zero of the output, on the monotonic clock\n"
+    "velomar-deck [--web DIR] [--start NS] BUNDLE\n"
+    "  BUNDLE      the plug-in's folder: its manifest says what is started\n"
+    "  --web DIR   where the web page's files lie\n"
+    "  --start NS  time zero of the output, on the monotonic clock\n"
     "Then reads commands from standard input:\n";
 
 constexpr char kMoreCommands[] =
@@ -34,8 +37,7 @@ constexpr char kMoreCommands[] =
     "quit                                      the same, and this program too\n";
 
 struct Options {
-  std::string plugin;
-  std::string folder = ".";
+  std::string bundle;
   std::string web = VELOMAR_DECK_WEB;
 };
 
@@ -43,26 +45,31 @@ bool readOptions(int argc, char* argv[], Options& options) {
   for (int i = 1; i < argc; ++i) {
     const std::string word = argv[i];
     const bool hasValue = i + 1 < argc;
-    if (word == "--folder" && hasValue) {
-      options.folder = argv[++i];
-    } else if (word == "--web" && hasValue) {
+    if (word == "--web" && hasValue) {
       options.web = argv[++i];
     } else if (word == "--start" && hasValue) {
       Output::setStart(argv[++i]);
-    } else if (options.plugin.empty() && word.rfind("--", 0) != 0) {
-      // It is started in another folder.
-      options.plugin = std::filesystem::absolute(word).string();
+    } else if (options.bundle.empty() && word.rfind("--", 0) != 0) {
+      options.bundle = word;
     } else {
       return false;
     }
   }
-  return !options.plugin.empty();
+  return !options.bundle.empty();
 }
 
-const char* information() {
-  return R"({"application":{"font":"sans","language":"en","platform":"linux",)"
-         R"("platformVersion":"12","version":"6.4.0"},"plugin":{"uuid":"com.brackenmoor.velomar",)"
-         R"("version":"1.5.1.0"},"devicePixelRatio":1,"colors":{},"devices":[]})";
+std::string information(const Bundle& bundle) {
+  const nlohmann::json application = {{"font", "sans"},
+                                      {"language", "en"},
+                                      {"platform", "linux"},
+                                      {"platformVersion", "12"},
+                                      {"version", "6.4.0"}};
+  return nlohmann::json{{"application", application},
+                        {"plugin", {{"uuid", bundle.uuid}, {"version", bundle.version}}},
+                        {"devicePixelRatio", 1},
+                        {"colors", nlohmann::json::object()},
+                        {"devices", nlohmann::json::array()}}
+      .dump();
 }
 
 std::string contentType(const std::string& path) {
@@ -80,10 +87,11 @@ std::string contentType(const std::string& path) {
 // The deck between its neighbours: the plug-in, the web pages, and whoever types.
 class Deck {
  public:
-  explicit Deck(const Options& given)
-      : options(given),
+  explicit Deck(const Options& options)
+      : bundle(openBundle(options.bundle)),
+        web(options.web),
         deck(
-            options.folder, [this](const std::string& event) { sendToPlugin(event); },
+            bundle, [this](const std::string& event) { sendToPlugin(event); },
             [this](const std::string& news) { host->sendToPages(news); }),
         host(std::make_unique<HostServer>(handlers())) {
     Output::line("page          http://127.0.0.1:" + std::to_string(host->port()) + "/");
@@ -137,15 +145,26 @@ class Deck {
     return made;
   }
 
-  // On the serving thread. The first frame is the registration; once its line is out, commands
-  // reach the plug-in.
+  // On the serving thread. Nothing counts but a registration under the identifier that the plug-in
+  // was given; once its line is out, commands reach the plug-in.
   void onFrame(const std::string& frame) {
-    if (isRegistered.exchange(true)) {
-      deck.frame(frame);
-    } else {
+    std::string refusal;
+    if (isRegistered) {
+      refusal = deck.frame(frame);
+    } else if (isRegistration(frame)) {
+      isRegistered = true;
       deck.pluginRegistered();
+    } else {
+      refusal = "not the registration";
     }
     Output::line("from plug-in  " + frame);
+    if (!refusal.empty()) Output::line("refused       " + refusal);
+  }
+
+  bool isRegistration(const std::string& frame) const {
+    const auto message = nlohmann::json::parse(frame, nullptr, false);
+    return message.is_object() && message.value("event", nlohmann::json()) == kRegisterEvent &&
+           message.value("uuid", nlohmann::json()) == bundle.name;
   }
 
   std::optional<HostServer::File> file(const std::string& path) {
@@ -154,26 +173,26 @@ class Deck {
     const bool ofBundle = path.rfind(kBundle, 0) == 0;
     const std::string name =
         path == "/" ? "index.html" : path.substr(ofBundle ? kBundle.size() : 1);
-    auto content = readPluginFile(ofBundle ? options.folder : options.web, name);
+    auto content = readPluginFile(ofBundle ? bundle.folder : web, name);
     if (!content) return std::nullopt;
     return HostServer::File{contentType(name), std::move(*content)};
   }
 
   void startPlugin() {
     ChildProcess::Options child;
-    child.folder = options.folder;
+    child.folder = bundle.folder.string();
     child.withErrorOutput = true;
     child.onLine = [](const std::string& line) { Output::line("plug-in says  " + line); };
     plugin = std::make_unique<ChildProcess>(
-        std::vector<std::string>{options.plugin, "-port", std::to_string(host->port()),
-                                 "-pluginUUID", "com.brackenmoor.velomar.sdPlugin",
-                                 "-registerEvent", "registerPlugin", "-info", information()},
+        std::vector<std::string>{bundle.program.string(), "-port", std::to_string(host->port()),
+                                 "-pluginUUID", bundle.name, "-registerEvent", kRegisterEvent,
+                                 "-info", information(bundle)},
         std::move(child));
   }
 
   void sendToPlugin(const std::string& event) {
     Output::line("to plug-in    " + event);
-    (void)host->sendText(event);  // one that has just gone is told when it comes back
+    (void)host->sendText(event);  // it may just have gone
   }
 
   void obey(const std::string& line) {
@@ -185,7 +204,8 @@ class Deck {
     }
   }
 
-  const Options options;
+  const Bundle bundle;
+  const std::filesystem::path web;
   VirtualDeck deck;
   std::unique_ptr<HostServer> host;
   std::atomic<bool> isRegistered{false};

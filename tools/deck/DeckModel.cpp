@@ -13,6 +13,8 @@ constexpr char kAppear[] = "willAppear";
 constexpr char kDisappear[] = "willDisappear";
 constexpr char kEncoder[] = "Encoder";
 constexpr char kKeypad[] = "Keypad";
+constexpr char kPair[] = "pair";
+constexpr char kSingle[] = "single";
 
 struct Kind {
   const char* word;
@@ -72,6 +74,7 @@ const DeckModel::Command DeckModel::kCommands[] = {
     {"vanish", &DeckModel::vanish, true},
     {"move", &DeckModel::move, true},
     {"name", &DeckModel::name, true},
+    {"dialpress", &DeckModel::chooseDialPress, true},
     {"press", &DeckModel::press},
     {"release", &DeckModel::release},
     {"push", &DeckModel::push},
@@ -102,6 +105,9 @@ const char* DeckModel::help() {
          "rotate CONTEXT TICKS                      a dial, to the left if negative\n"
          "tap CONTEXT, hold CONTEXT                 the touch strip\n"
          "name CONTEXT NAME                         a key name from the property inspector\n"
+         "dialpress pair|single                     what push and pull send: dialDown and dialUp "
+         "as\n"
+         "                                          hosts of today do (default), or dialPress\n"
          "wake                                      the machine has slept\n";
 }
 
@@ -119,14 +125,8 @@ DeckModel::Events DeckModel::obey(const std::string& command, std::string& error
   return {};
 }
 
-DeckModel::Events DeckModel::replay() const {
-  Events events;
-  for (const auto& [id, device] : plugged) {
-    if (!device.isPlugged) continue;
-    events.push_back(deviceEvent(id));
-    tell(events, kAppear, id);
-  }
-  return events;
+const char* DeckModel::dialPress() const {
+  return dialsSendPairs ? kPair : kSingle;
 }
 
 bool DeckModel::isShown(const Context& context) const {
@@ -252,11 +252,24 @@ DeckModel::Events DeckModel::release(Words& words) {
 }
 
 DeckModel::Events DeckModel::push(Words& words) {
-  return ofShown("dialPress", words.take(), words, {{"pressed", true}});
+  return pressDial(true, words);
 }
 
 DeckModel::Events DeckModel::pull(Words& words) {
-  return ofShown("dialPress", words.take(), words, {{"pressed", false}});
+  return pressDial(false, words);
+}
+
+DeckModel::Events DeckModel::pressDial(bool pressed, Words& words) {
+  const std::string id = words.take();
+  if (dialsSendPairs) return ofShown(pressed ? "dialDown" : "dialUp", id, words);
+  return ofShown("dialPress", id, words, {{"pressed", pressed}});
+}
+
+DeckModel::Events DeckModel::chooseDialPress(Words& words) {
+  const std::string wanted = words.take();
+  if (wanted != kPair && wanted != kSingle) return words.refuse();
+  dialsSendPairs = wanted == kPair;
+  return {};
 }
 
 DeckModel::Events DeckModel::rotate(Words& words) {

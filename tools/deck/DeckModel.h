@@ -41,15 +41,15 @@ class DeckModel {
   // isn't understood, or can't be done as things stand, and nothing has changed.
   Events obey(const std::string& command, std::string& error);
 
-  // Whether a command is one of those that change what is where, rather than what fingers do.
+  // Whether a command is one of those that change the model, rather than what fingers do.
   static bool isOfPlaces(const std::string& command);
-
-  // The whole model as the application tells it to a plug-in that has just registered.
-  Events replay() const;
 
   const std::map<std::string, Device>& devices() const { return plugged; }
   const std::map<std::string, Context>& contexts() const { return placed; }
   bool isShown(const Context& context) const;
+
+  // How a dial's press is sent: "pair" as two events, "single" as one with a member that tells.
+  const char* dialPress() const;
 
  private:
   class Words;
@@ -71,6 +71,8 @@ class DeckModel {
   Events release(Words& words);
   Events push(Words& words);
   Events pull(Words& words);
+  Events pressDial(bool pressed, Words& words);
+  Events chooseDialPress(Words& words);
   Events rotate(Words& words);
   Events tap(Words& words);
   Events hold(Words& words);
@@ -88,4 +90,5 @@ class DeckModel {
 
   std::map<std::string, Device> plugged;
   std::map<std::string, Context> placed;
+  bool dialsSendPairs = true;
 };

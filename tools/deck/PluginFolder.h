@@ -5,7 +5,11 @@
 #include <optional>
 #include <string>
 
+// Whether a path, taken from `folder` and with links resolved, lies outside of it. There need not
+// be a file.
+bool leavesFolder(const std::filesystem::path& folder, const std::string& path);
+
 // The content of a file whose path is relative to `folder`. Nothing: it can't be read, or it leaves
-// the folder, links resolved.
+// the folder.
 std::optional<std::string> readPluginFile(const std::filesystem::path& folder,
                                           const std::string& path);

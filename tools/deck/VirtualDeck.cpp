@@ -1,5 +1,6 @@
 #include "tools/deck/VirtualDeck.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "tools/common/Output.h"
@@ -12,7 +13,6 @@ namespace {
 
 constexpr std::size_t kKeptLines = 400;
 constexpr std::size_t kLineLength = 300;
-constexpr char kDefaultLayout[] = "Velomar-Layout.json";
 
 std::string news(const char* kind, const char* name, json value) {
   // A long line may have been cut in the middle of a character.
@@ -26,11 +26,17 @@ std::string textOf(const json& object, const char* name) {
   return found != object.end() && found->is_string() ? found->get<std::string>() : std::string();
 }
 
+bool isLayout(const json& value) {
+  const auto items = value.find("items");
+  return value.is_object() && items != value.end() && items->is_array() &&
+         std::all_of(items->begin(), items->end(),
+                     [](const json& item) { return !textOf(item, "key").empty(); });
+}
+
 }  // namespace
 
-VirtualDeck::VirtualDeck(std::filesystem::path pluginFolder, Speak speakToPlugin,
-                         Speak speakToPages)
-    : folder(std::move(pluginFolder)),
+VirtualDeck::VirtualDeck(Bundle plugin, Speak speakToPlugin, Speak speakToPages)
+    : bundle(std::move(plugin)),
       toPlugin(std::move(speakToPlugin)),
       toPages(std::move(speakToPages)) {}
 
@@ -38,7 +44,7 @@ std::string VirtualDeck::obey(const std::string& command) {
   const Lock lock(mutex);
   if (!command.empty() && command.front() == '{') {
     tellPlugin(command);
-    return pluginIsThere ? "" : "no plug-in is there";
+    return pluginIsThere || kept ? "" : "no plug-in is there";
   }
   std::string error;
   const auto events = model.obey(command, error);
@@ -52,8 +58,8 @@ void VirtualDeck::send(const DeckModel::Events& events) {
   for (const json& event : events) tellPlugin(event.dump());
 }
 
-// A plug-in that comes later is told of everything that is on show.
 void VirtualDeck::tellPlugin(const std::string& text) {
+  if (kept) kept->push_back(text);
   if (!pluginIsThere) return;
   write("to plug-in", text);
   toPlugin(text);
@@ -71,8 +77,8 @@ void VirtualDeck::dropHiddenFaces() {
       faces.erase(id);
     } else if (faces.count(id) == 0) {
       Face& face = faces[id];
-      face.layoutPath = kDefaultLayout;
-      face.layout = readLayout(kDefaultLayout);
+      face.layoutPath = bundle.layout;
+      face.layout = readLayout(bundle.layout);
     }
   }
   for (auto face = faces.begin(); face != faces.end();) {
@@ -83,8 +89,8 @@ void VirtualDeck::dropHiddenFaces() {
 void VirtualDeck::pluginRegistered() {
   const Lock lock(mutex);
   pluginIsThere = true;
-  faces.clear();
-  send(model.replay());
+  const auto before = std::exchange(kept, std::nullopt);
+  for (const std::string& event : before.value_or(std::vector<std::string>())) tellPlugin(event);
   showState();
 }
 
@@ -95,9 +101,9 @@ void VirtualDeck::pluginGone() {
   showState();
 }
 
-void VirtualDeck::frame(const std::string& text) {
+std::string VirtualDeck::frame(const std::string& text) {
   const json message = json::parse(text, nullptr, false);
-  if (!message.is_object()) return;
+  if (!message.is_object()) return {};
   const std::string event = textOf(message, "event");
   const std::string context = textOf(message, "context");
   json payload = message.value("payload", json::object());
@@ -105,51 +111,81 @@ void VirtualDeck::frame(const std::string& text) {
   const Lock lock(mutex);
   if (event == "logMessage") {
     write("log", textOf(payload, "message"));
-    return;
+    return {};
   }
   write("from plug-in", text);
   if (event == "showOk" || event == "showAlert") {
     const char* sign = event == "showOk" ? "ok" : "alert";
     toPages(json{{"kind", "sign"}, {"context", context}, {"sign", sign}}.dump());
-  } else if (faces.count(context) != 0) {
-    apply(event, context, payload);
+    return {};
   }
+  if (faces.count(context) == 0) return {};
+  const std::string refusal = apply(event, context, payload);
+  if (!refusal.empty()) write("refused", refusal);
+  return refusal;
 }
 
-void VirtualDeck::apply(const std::string& event, const std::string& context, const json& payload) {
+std::string VirtualDeck::apply(const std::string& event, const std::string& context,
+                               const json& payload) {
   Face& face = faces[context];
   face.revision = ++lastRevision;
+  std::string refusal;
   if (event == "setImage") {
     face.image = textOf(payload, "image");
   } else if (event == "setTitle") {
     face.title = textOf(payload, "title");
   } else if (event == "setFeedback") {
-    fill(face, payload);
+    refusal = fill(face, payload);
   } else if (event == "setFeedbackLayout") {
-    face.layoutPath = textOf(payload, "layout");
-    face.layout = readLayout(face.layoutPath);
-    face.feedback = json::object();
-    face.changed = json::object();
+    refusal = setLayout(face, textOf(payload, "layout"));
   } else {
-    return;
+    return {};
   }
   toPages(json{{"kind", "face"}, {"context", context}, {"face", describe(face)}}.dump());
+  return refusal;
+}
+
+std::string VirtualDeck::setLayout(Face& face, const std::string& path) {
+  if (leavesFolder(bundle.folder, path)) return "a layout outside of the plug-in's folder: " + path;
+  face.layoutPath = path;
+  face.layout = readLayout(path);
+  face.feedback = json::object();
+  face.changed = json::object();
+  return face.layout.is_null() ? "a layout that can't be read: " + path : "";
 }
 
 // An item keeps what was set of it earlier, unless it is set again.
-void VirtualDeck::fill(Face& face, const json& feedback) {
+std::string VirtualDeck::fill(Face& face, const json& feedback) {
+  if (face.layout.is_null()) return "feedback without a layout";
+  for (const auto& [key, given] : feedback.items()) {
+    if (namesForeignFile(face.layout, key, given)) {
+      return "an image outside of the plug-in's folder, for " + key;
+    }
+  }
   for (const auto& [key, given] : feedback.items()) {
     json& properties = face.feedback[key];
     properties.update(given.is_object() ? given : json{{"value", given}});
     face.changed[key] = face.revision;
   }
+  return {};
+}
+
+bool VirtualDeck::namesForeignFile(const json& layout, const std::string& key,
+                                   const json& given) const {
+  const json& items = layout.at("items");
+  const bool isPixmap = std::any_of(items.begin(), items.end(), [&](const json& item) {
+    return textOf(item, "key") == key && textOf(item, "type") == "pixmap";
+  });
+  const std::string value = textOf(given.is_object() ? given : json{{"value", given}}, "value");
+  const bool isPath = value.rfind("data:", 0) != 0 && value.find('<') == std::string::npos;
+  return isPixmap && isPath && leavesFolder(bundle.folder, value);
 }
 
 json VirtualDeck::readLayout(const std::string& path) const {
-  const auto text = readPluginFile(folder, path);
+  const auto text = readPluginFile(bundle.folder, path);
   if (!text) return nullptr;
   json layout = json::parse(*text, nullptr, false);
-  return layout.is_object() ? layout : json();
+  return isLayout(layout) ? layout : json();
 }
 
 void VirtualDeck::log(const std::string& from, const std::string& text) {
@@ -212,8 +248,7 @@ json VirtualDeck::stateLocked() const {
                         {"shown", model.isShown(context)},
                         {"face", face == faces.end() ? json() : describe(face->second)}});
   }
-  return {{"plugin", pluginIsThere},
-          {"time", Output::now()},
-          {"devices", std::move(devices)},
-          {"contexts", std::move(contexts)}};
+  return {{"plugin", pluginIsThere},        {"time", Output::now()},
+          {"dialPress", model.dialPress()}, {"stateImage", bundle.stateImage},
+          {"devices", std::move(devices)},  {"contexts", std::move(contexts)}};
 }

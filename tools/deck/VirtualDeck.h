@@ -3,6 +3,10 @@
 // called under its lock and must not call back: events to the plug-in, and news to the web pages as
 // JSON texts. Any thread may call.
 //
+// It keeps to the rules of the hosts that there are: what happens before the plug-in has registered
+// is sent right after it; a path that leaves the plug-in's folder is refused; a layout that can't
+// be read leaves a dial without one, and it then takes no feedback until a good one is set.
+//
 // News: {"kind":"state","state":STATE} whenever devices or places change,
 // {"kind":"face","context":ID,"face":FACE}, {"kind":"sign","context":ID,"sign":"ok"|"alert"},
 // {"kind":"log","lines":[{"time":S,"from":WHO,"text":TEXT}]}.
@@ -10,32 +14,34 @@
 
 #include <cstddef>
 #include <deque>
-#include <filesystem>
 #include <functional>
 #include <map>
 #include <mutex>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
+#include <vector>
 
+#include "tools/deck/Bundle.h"
 #include "tools/deck/DeckModel.h"
 
 class VirtualDeck {
  public:
   using Speak = std::function<void(const std::string&)>;
 
-  // `folder` is the plug-in's, in which it names layouts.
-  VirtualDeck(std::filesystem::path folder, Speak toPlugin, Speak toPages);
+  VirtualDeck(Bundle plugin, Speak toPlugin, Speak toPages);
 
   // Carries out one command of DeckModel, or sends an event that begins with '{' as it is. Returns
   // an error text, empty on success.
   std::string obey(const std::string& command);
 
-  // The plug-in has registered or gone. A new one is told everything that is on show.
+  // The plug-in has registered or gone. Each happens once: it isn't started again.
   void pluginRegistered();
   void pluginGone();
 
-  // A frame from the plug-in. What isn't understood is ignored.
-  void frame(const std::string& text);
+  // A frame from the plug-in. What isn't understood is ignored. Returns why it was refused, empty
+  // if it wasn't.
+  std::string frame(const std::string& text);
 
   // Adds a line to the log.
   void log(const std::string& from, const std::string& text);
@@ -62,14 +68,18 @@ class VirtualDeck {
   void tellPlugin(const std::string& text);
   void write(const std::string& from, const std::string& text);
   void showState();
-  void apply(const std::string& event, const std::string& context, const nlohmann::json& payload);
-  static void fill(Face& face, const nlohmann::json& feedback);
+  std::string apply(const std::string& event, const std::string& context,
+                    const nlohmann::json& payload);
+  std::string setLayout(Face& face, const std::string& path);
+  std::string fill(Face& face, const nlohmann::json& feedback);
+  bool namesForeignFile(const nlohmann::json& layout, const std::string& key,
+                        const nlohmann::json& given) const;
   nlohmann::json readLayout(const std::string& path) const;
   nlohmann::json describe(const Face& face) const;
   nlohmann::json stateLocked() const;
   void dropHiddenFaces();
 
-  const std::filesystem::path folder;
+  const Bundle bundle;
   const Speak toPlugin;
   const Speak toPages;
   mutable std::mutex mutex;
@@ -78,4 +88,5 @@ class VirtualDeck {
   std::size_t lastRevision = 0;  // of any face: no two ever have the same
   std::deque<nlohmann::json> lines;
   bool pluginIsThere = false;
+  std::optional<std::vector<std::string>> kept{std::in_place};  // until it has registered
 };

@@ -46,25 +46,27 @@ constexpr const char* kPanel[] = {
     "appear FAIL FIFTEEN 4 0 FAIL",
 };
 
-// A folder like the one that the plug-in is installed in, which goes with the object.
-class PluginFolder {
+// The plug-in as it is installed, in a folder that goes with the object.
+class Installation {
  public:
-  PluginFolder() {
+  explicit Installation(const fs::path& bundle) {
     std::string name = (fs::temp_directory_path() / "velomar-demo-XXXXXX").string();
     if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
-    path = name;
-    fs::copy(VELOMAR_BUNDLE, path, fs::copy_options::recursive);
-    fs::create_directory(path / "images");
-    fs::create_directory(path / "layouts");
+    folder = name;
+    path = folder / bundle.filename();
+    fs::copy(bundle, path, fs::copy_options::recursive);
   }
-  ~PluginFolder() {
+  ~Installation() {
     std::error_code ignored;
-    fs::remove_all(path, ignored);
+    fs::remove_all(folder, ignored);
   }
-  PluginFolder(const PluginFolder&) = delete;
-  PluginFolder& operator=(const PluginFolder&) = delete;
+  Installation(const Installation&) = delete;
+  Installation& operator=(const Installation&) = delete;
 
   fs::path path;
+
+ private:
+  fs::path folder;
 };
 
 ChildProcess::Options showing(const std::string& who) {
@@ -79,11 +81,12 @@ ChildProcess::Options showing(const std::string& who) {
 class Demo {
  public:
   explicit Demo(const fs::path& build)
-      : cockpit(
+      : plugin(build / "com.brackenmoor.velomar.sdPlugin"),
+        cockpit(
             {(build / "tools/velomar-cockpit").string(), "--aircraft", "--start", Output::start()},
             showing("cockpit")),
-        deck({(build / "tools/velomar-deck").string(), "--start", Output::start(), "--folder",
-              folder.path.string(), (build / "plugin/velomar").string()},
+        deck({(build / "tools/velomar-deck").string(), "--start", Output::start(),
+              plugin.path.string()},
              showing("deck")) {}
 
   // False: something didn't come in time, or the user has had enough.
@@ -177,7 +180,7 @@ class Demo {
   }
 
   Input input;
-  PluginFolder folder;
+  Installation plugin;
   ChildProcess cockpit;
   ChildProcess deck;
 };

@@ -39,6 +39,9 @@ function showState(state) {
   ({ devices, contexts } = state);
   showLight(part("plugin-light"), state.plugin, state.plugin ? "Plug-in connected" : "No plug-in");
   part("no-device").hidden = devices.length > 0;
+  part("dial-press").value = state.dialPress;
+  const blank = state.stateImage ? `url("/bundle/${state.stateImage}")` : "none";
+  document.documentElement.style.setProperty("--blank", blank);
   for (const device of devices) deckOf(device).update(device, shownOn(device));
   followSelection();
   showSelection();
@@ -211,6 +214,10 @@ const connection = new Connection({
 part("plug-form").addEventListener("submit", (event) => {
   event.preventDefault();
   send(`plug ${freeId("DECK", devices)} ${part("kind").value}`);
+});
+
+part("dial-press").addEventListener("change", (event) => {
+  send(`dialpress ${event.target.value}`);
 });
 
 watchArranging(part("decks"), part("arrange"), {

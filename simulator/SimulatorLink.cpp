@@ -1,4 +1,4 @@
-#include "tools/cockpit/SimulatorLink.h"
+#include "simulator/SimulatorLink.h"
 
 #include <algorithm>
 #include <cinttypes>

@@ -8,6 +8,9 @@
 //   for (const std::string& message : link.poll()) handle(message);
 //   if (link.isUp()) link.send(R"({"Message":"Set Title","Context":"C1","Title":"GEAR"})");
 //
+// MessageGroup takes the texts apart and puts them together, and Deliveries knows which images and
+// layouts have to be sent whole.
+//
 // One thread uses an object, and one process at a time stands at this end of the stores.
 #pragma once
 

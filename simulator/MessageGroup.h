@@ -1,0 +1,18 @@
+// Several messages in one text, as the link carries them in both directions.
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+// Static only. Any thread may call.
+class MessageGroup {
+ public:
+  // The messages of a text in the order in which they are to be handled, groups within a group
+  // among them. Each is an object whose "Message" is a string. What is no message is left out.
+  static std::vector<nlohmann::json> split(const std::string& text);
+
+  // One text for all of the messages, of which there is at least one. Raises the JSON library's
+  // error for a string that isn't UTF-8.
+  static std::string join(std::vector<nlohmann::json> messages);
+};

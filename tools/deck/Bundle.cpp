@@ -1,0 +1,69 @@
+#include "tools/deck/Bundle.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+
+#include "tools/deck/PluginFolder.h"
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+
+namespace {
+
+#ifdef __APPLE__
+constexpr char kPlatform[] = "mac";
+constexpr char kCodePath[] = "CodePathMac";
+constexpr char kPatch[] = "";
+#else
+constexpr char kPlatform[] = "linux";
+constexpr char kCodePath[] = "CodePathLin";
+constexpr char kPatch[] = "manifest.linux.json";
+#endif
+
+json readManifest(const fs::path& folder) {
+  const auto text = readPluginFile(folder, "manifest.json");
+  if (!text) throw std::runtime_error("no manifest.json in " + folder.string());
+  json manifest = json::parse(*text);
+  if (const auto patch = readPluginFile(folder, kPatch)) manifest.merge_patch(json::parse(*patch));
+  const json& systems = manifest.at("OS");
+  const bool isForThis = std::any_of(systems.begin(), systems.end(), [](const json& system) {
+    return system.at("Platform") == kPlatform;
+  });
+  if (!isForThis) throw std::runtime_error("the manifest names no program for this system");
+  return manifest;
+}
+
+fs::path findProgram(const fs::path& folder, const json& manifest) {
+  const std::string path = manifest.value(kCodePath, manifest.at("CodePath").get<std::string>());
+  const fs::path program = folder / path;
+  if (leavesFolder(folder, path) || !fs::is_regular_file(program)) {
+    throw std::runtime_error("no program at " + program.string());
+  }
+  fs::permissions(program, fs::perms{0755});
+  return program;
+}
+
+// The manifest names images without an extension: one for displays of double density comes first.
+std::string findImage(const fs::path& folder, const std::string& path) {
+  for (const char* ending : {"@2x.png", ".png", ".svg"}) {
+    if (readPluginFile(folder, path + ending)) return path + ending;
+  }
+  return {};
+}
+
+}  // namespace
+
+Bundle openBundle(const fs::path& given) {
+  Bundle bundle;
+  bundle.folder = fs::canonical(given);
+  bundle.name = bundle.folder.filename().string();
+  const json manifest = readManifest(bundle.folder);
+  bundle.program = findProgram(bundle.folder, manifest);
+  bundle.uuid = manifest.at("UUID");
+  bundle.version = manifest.at("Version");
+  const json& action = manifest.at("Actions").at(0);
+  bundle.layout = action.at("Encoder").at("layout");
+  bundle.stateImage = findImage(bundle.folder, action.at("States").at(0).at("Image"));
+  return bundle;
+}
