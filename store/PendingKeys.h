@@ -22,7 +22,9 @@ class PendingKeys {
   explicit PendingKeys(simdb& source) : store(source) {}
 
   // Lists the store once, and again until the smallest key is safe. A writer that keeps adding ever
-  // smaller keys can't hold it for longer than a few rounds.
+  // smaller keys can't hold it for longer than a few rounds, nor can a damaged region in which
+  // every slot names a key of the store's size. Keys beyond the store's capacity wait for a later
+  // call.
   void list();
 
   bool empty() const { return pending.empty(); }
@@ -38,10 +40,12 @@ class PendingKeys {
   };
 
   void add(const std::string& key);
+  void hold(const std::string& key, std::optional<std::string> value);
   bool smallestIsSafe() const;
 
   simdb& store;
   std::map<std::string, Entry> pending;
+  u64 held = 0;  // bytes of the keys in both sets: in a sound store no more than its capacity
 
   // Keys taken that the store couldn't delete. In a completely full store a key can come to stand
   // in the one slot that a deletion doesn't reach, and there it stays. It is listed for ever, and

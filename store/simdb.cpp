@@ -15,7 +15,7 @@ constexpr int kOpenTries = 100;
 constexpr int kReadTries = 256;
 
 // At rest a pass meets no slot more than three times, and all keys together fit into the store.
-constexpr u64 kKeyBytesPerPass = 4;  // times the store's capacity
+constexpr u64 kCapacitiesPerPass = 4;
 
 bool isSameKey(const simdb::VerStr& a, const simdb::VerStr& b) {
   return a.str == b.str;
@@ -233,7 +233,7 @@ simdb::VerStr simdb::nxtKey(u64* searched) const {
 std::vector<simdb::VerStr> simdb::getKeyStrs() const {
   std::vector<VerStr> keys;
   // In a damaged region every slot can name a key as long as the whole store.
-  const u64 limit = listed + kKeyBytesPerPass * blkSz * blkCnt;
+  const u64 limit = listed + kCapacitiesPerPass * capacity();
   for (u64 total = 0; total < blkCnt && listed < limit;) {
     u64 searched = 0;
     VerStr key = nxtKey(&searched);

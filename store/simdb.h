@@ -88,7 +88,13 @@ class simdb {
   // the walk has gone a full round.
   u64 walked() const { return visited; }
 
+  // Bytes of keys that the walk has copied since the object was opened.
+  u64 copied() const { return listed; }
+
   u64 slots() const { return blkCnt; }
+
+  // Bytes of keys and values that the store can hold.
+  u64 capacity() const { return blkSz * blkCnt; }
 
  private:
   simdb_error open(const char* name, u32 wantedSize, u32 wantedCount, bool raw);
@@ -112,7 +118,7 @@ class simdb {
   u64 blkSz = 0;
   bool isOpen = false;
   mutable u64 visited = 0;
-  mutable u64 listed = 0;  // bytes of keys that the walk has copied
+  mutable u64 listed = 0;
 };
 
 // Names of the stores on this machine, in the order in which the folder lists them. `error`, which

@@ -1,5 +1,4 @@
-// The store under several threads and processes at once. Every value proves itself: it carries its
-// key, a generation and bytes that follow from both, so that a reader needs no other witness.
+// The store under several threads and processes at once. Every value proves itself.
 #include <sys/mman.h>
 
 #include <array>
@@ -7,6 +6,7 @@
 
 #include "store/simdb.h"
 #include "tests/store/TestRegion.h"
+#include "tools/torture/SealedValue.h"
 
 namespace {
 
@@ -35,27 +35,6 @@ struct Gate {
     return eventually([&] { return arrived >= count; });
   }
 };
-
-std::string sealed(const std::string& key, u64 generation, u64 length) {
-  std::string value = key;
-  value.append(reinterpret_cast<const char*>(&generation), sizeof generation);
-  u64 bits = generation ^ length ^ CncrHsh::hashOf(key.data(), static_cast<u32>(key.size()));
-  for (; length > 0; --length) {
-    bits = bits * 6364136223846793005U + 1442695040888963407U;
-    value.push_back(static_cast<char>(bits >> 56U));
-  }
-  return value;
-}
-
-// The generation of a value, if it is whole and of that key.
-std::optional<u64> generationOf(const std::string& key, const std::string& value) {
-  u64 generation = 0;
-  const u64 head = key.size() + sizeof generation;
-  if (value.size() < head) return {};
-  std::memcpy(&generation, &value[key.size()], sizeof generation);
-  if (sealed(key, generation, value.size() - head) != value) return {};
-  return generation;
-}
 
 // What the workers of one store know of it, and what they found wrong.
 struct Board {

@@ -333,6 +333,131 @@ TEST(simdb, SlotsAnswerForTheVersionThatTheyHold) {
   EXPECT_EQ(step(store).first, "");
 }
 
+// What a store does while one thread uses it: a map from slot to entry, and blocks as a mere count.
+class Model {
+ public:
+  using Entry = std::pair<std::string, std::string>;
+
+  Model(u32 slots, u32 size) : n(slots), b(size), room(slots) {}
+
+  bool put(const std::string& key, const std::string& value) {
+    if (blocks({key, value}) > room) return false;
+    for (u32 i = home(key);; i = (i + 1) % n) {
+      if (used.count(i) != 0 && used[i].first != key) continue;
+      if (used.count(i) != 0) room += blocks(used[i]);
+      used[i] = {key, value};
+      room -= blocks(used[i]);
+      return true;
+    }
+  }
+
+  std::optional<std::string> get(const std::string& key) {
+    const auto i = find(key, n);
+    return i ? std::optional<std::string>(used[*i].second) : std::nullopt;
+  }
+
+  bool del(const std::string& key) {
+    const auto i = find(key, n - 1);
+    if (!i) return false;
+    room += blocks(used[*i]);
+    used.erase(*i);
+    return true;
+  }
+
+  // The next used slot in the walk's order.
+  std::string nextKey() {
+    if (used.empty()) {
+      cursor = (cursor + 1) % n;
+      return "";
+    }
+    auto next = used.lower_bound(cursor);
+    if (next == used.end()) next = used.begin();
+    cursor = (next->first + 1) % n;
+    return next->second.first;
+  }
+
+  u64 freeBlocks() const { return room; }
+
+ private:
+  u64 blocks(const Entry& entry) const {
+    return (entry.first.size() + entry.second.size() + b - 1) / b;
+  }
+  u32 home(const std::string& key) const {
+    return CncrHsh::hashOf(key.data(), static_cast<u32>(key.size())) % n;
+  }
+  std::optional<u32> find(const std::string& key, u32 steps) const {
+    for (u32 i = home(key); steps > 0; --steps, i = (i + 1) % n) {
+      const auto at = used.find(i);
+      if (at != used.end() && at->second.first == key) return i;
+    }
+    return std::nullopt;
+  }
+
+  u32 n;
+  u32 b;
+  u64 room;
+  u32 cursor = 0;
+  std::map<u32, Entry> used;
+};
+
+TEST(simdb, BehavesAsTheModelUnderRandomOperations) {
+  const u32 seed = randomSeed();
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  for (const auto& [n, b] : std::vector<std::pair<u32, u32>>{{13, 8}, {1, 16}, {64, 16}}) {
+    SCOPED_TRACE(std::to_string(n) + " blocks of " + std::to_string(b));
+    Dice dice(seed);
+    const TestRegion region;
+    simdb store(region.name(), b, n, false);
+    Model model(n, b);
+    for (int i = 0; i < 20000; ++i) {
+      SCOPED_TRACE("operation " + std::to_string(i));
+      // Few keys of many lengths, so that they meet each other's slots and fill whole blocks.
+      const std::string key(dice(20) + 1, static_cast<char>('a' + dice(2)));
+      const u32 action = dice(10);
+      if (action < 4) {
+        const std::string value = dice.bytes(dice(dice(30) == 0 ? n * b : 4 * b));
+        ASSERT_EQ(store.put(key, value), model.put(key, value));
+      } else if (action < 6) {
+        ASSERT_EQ(del(store, key), model.del(key));
+      } else if (action < 8) {
+        ASSERT_EQ(store.nxtKey(nullptr).str, model.nextKey());
+      }
+      std::string value;
+      const auto expected = model.get(key);
+      ASSERT_EQ(store.get(key, &value), expected.has_value());
+      ASSERT_EQ(value, expected.value_or(""));
+      if (i % 500 == 0) {
+        const RegionImage image = region.image(n, b);
+        ASSERT_EQ(image.freeBlocks().size(), model.freeBlocks());
+        expectAllBlocksAccounted(image);
+      }
+    }
+  }
+}
+
+// Every block looks pinned, free and the whole of a chain that goes in a circle, and every second
+// slot names one.
+TEST(simdb, ARegionOfNothingButDamageHoldsNobodyUp) {
+  constexpr u32 kN = 4096;
+  constexpr u32 kB = 2048;
+  std::string bytes = withHeader(1, kB, kN, 200 + 36 * kN) + std::string(u64{kB} * kN, 'k');
+  for (u32 i = 0; i < kN; ++i) {
+    write(bytes, 40 + 8 * i, i % 2 == 0 ? u64{7} << 32U | i : u64{0xFFFFFFFF00000000});
+    write(bytes, 64 + 8 * kN + 24 * i, Entry{5, i, 7, kB * kN, kB * kN, 0});
+    write(bytes, 131272 + 4 * i, i + 1 < kN ? i + 1 : 0);
+  }
+  const TestRegion region;
+  region.create(bytes);
+  simdb store(region.name(), kB, kN, false);
+  EXPECT_EQ(listed(store), Strings{std::string(kB * kN, 'k')});
+  EXPECT_LT(store.walked(), 20U) << "a pass copies some keys of the store's size, and then ends";
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_TRUE(store.put("key", std::string(kB * kN - 3, 'v')));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20))
+      << "20 ms for each block are far more";
+  EXPECT_FALSE(store.put("key", std::string(kB * kN, 'v'))) << "the list has no end";
+}
+
 TEST(simdb, ListsTheStoresOfThisMachine) {
   const TestRegion one, two;
   one.create("");

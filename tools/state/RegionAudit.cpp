@@ -113,7 +113,7 @@ class Census {
     for (u64 steps = 0; steps < n; ++steps) {
       const u32 block = list.nxt();
       if (block == CncrLst::LIST_END) return;
-      ++audit.freeBlocks;
+      if (met[block] == 0) ++audit.freeBlocks;
       meet(block);
     }
   }

@@ -25,7 +25,7 @@ struct RegionAudit {
 
   static constexpr std::size_t kShownKeys = 10;
   static constexpr u32 kShownBytes = 40;
-  static constexpr u64 kMaxBytes = u64{1} << 30U;  // a larger region is refused
+  static constexpr u64 kMaxBytes = u64{1} << 28U;  // a larger region is refused
 
   // Audits the store of that name. Nothing: it can't be, and `problem` says why in a few words.
   static std::optional<RegionAudit> of(const std::string& name, std::string& problem);

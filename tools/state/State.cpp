@@ -4,6 +4,8 @@
 // in the wrong way.
 #include <chrono>
 #include <cstdio>
+#include <exception>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -69,7 +71,12 @@ void printDamage(const RegionAudit& audit) {
 
 bool show(const std::string& name) {
   std::string problem;
-  const auto found = lookAt(name, problem);
+  std::optional<RegionAudit> found;
+  try {
+    found = lookAt(name, problem);
+  } catch (const std::exception& e) {
+    problem = e.what();
+  }
   std::printf("%s\n  file         %s%s\n", name.c_str(), SharedMem::kPrefix, name.c_str());
   if (!found) {
     std::printf("  unreadable   %s\n", problem.c_str());
