@@ -54,13 +54,7 @@ CncrStr::CncrStr(void* area, u32 size, u32 blockCount, bool owner)
       blockSize(size) {
   if (owner) {
     note(*store::wordAt<store::Word64>(area, 8), u64{24} * blockCount + 8);
-    for (u32 i = 0; i < blockCount; ++i) {
-      BlkEntry& entry = entries[i];
-      for (auto* word :
-           {&entry.state, &entry.next, &entry.version, &entry.len, &entry.klen, &entry.hash}) {
-        note(*word, u32{0});
-      }
-    }
+    store::clearWords(entries, sizeof(BlkEntry) * blockCount);
     store::save(*versions, u64{1});
   }
   velomar::require(blockSize > sizeof(i32), "blockSize > sizeof(i32)");

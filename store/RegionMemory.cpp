@@ -13,6 +13,13 @@ void readBefore() {
 
 }  // namespace
 
+void clearWords(void* area, std::size_t bytes) {
+  auto* words = static_cast<Word32*>(area);
+  for (std::size_t i = 0; i < bytes / sizeof(u32); ++i) {
+    if (look(words[i]) != 0) note(words[i], u32{0});
+  }
+}
+
 void copyBytes(void* to, const void* from, std::size_t count) {
   std::memcpy(to, from, count);
   readBefore();

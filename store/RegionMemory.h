@@ -78,6 +78,10 @@ Word* wordAt(void* base, u64 offset) {
   return reinterpret_cast<Word*>(static_cast<u8*>(base) + offset);
 }
 
+// Sets whole 32-bit words to 0, and writes only where they aren't: a page of a new file costs much
+// less to read than to write. Nobody else may use the area.
+void clearWords(void* area, std::size_t bytes);
+
 // Never inlined: a race detector finds them by name.
 void copyBytes(void* to, const void* from, std::size_t count);
 void appendBytes(std::string& to, const void* from, std::size_t count);

@@ -44,7 +44,10 @@ int openOrCreate(const char* path, u64 size, bool& owner, simdb_error& code) {
 
 void* mapFile(int fd, u64 size) {
   void* address = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
-  return address == MAP_FAILED ? nullptr : address;
+  if (address == MAP_FAILED) return nullptr;
+  // Blocks are touched in no order: to read ahead would only fill memory with pages of a new file.
+  (void)posix_madvise(address, size, POSIX_MADV_RANDOM);
+  return address;
 }
 
 }  // namespace

@@ -90,7 +90,7 @@ void simdb::initialise(u64 wantedSize, u64 wantedCount) {
   mem.owner = true;
   mem.size = store::regionSize(wantedSize, wantedCount);
   // What a dead creator left behind goes first. The data blocks carry nothing by themselves.
-  std::memset(mem.region, 0, store::dataOffset(wantedCount));
+  store::clearWords(mem.region, store::dataOffset(wantedCount));
   store::save(*blockCount, wantedCount);
   store::save(*blockSize, wantedSize);
   store::save(*count, u32{1});

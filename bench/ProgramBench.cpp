@@ -1,0 +1,362 @@
+// The whole program between a host and a simulator that this process plays: how long a start, an
+// answer, a press and a face take, how much goes through in a second, and what it costs when idle.
+//
+//   velomar-bench-program PROGRAM BARE_CLIENT [--short]
+//
+// Prints a line of JSON for every figure. It uses the program's own two stores: no simulator
+// plug-in may run meanwhile. `--short` makes it quick and its figures worthless.
+#include <sched.h>
+#include <stdlib.h>
+
+#include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <csignal>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <mutex>
+#include <random>
+#include <sstream>
+#include <thread>
+
+#include "bench/Peers.h"
+#include "bench/Rounds.h"
+#include "simulator/SimulatorLink.h"
+#include "tools/common/ChildProcess.h"
+#include "tools/deck/HostServer.h"
+
+namespace {
+
+using namespace bench;
+namespace fs = std::filesystem;
+
+constexpr std::chrono::seconds kPatience{30};
+
+// The Stream Deck application's end: counts what comes in, and can wait for it.
+class Host {
+ public:
+  Host() {
+    HostServer::Handlers handlers;
+    handlers.frame = [this](const std::string& text) {
+      const std::lock_guard<std::mutex> lock(mutex);
+      if (text.find("logMessage") != std::string::npos) return;
+      ++frames;
+      changed.notify_all();
+    };
+    server = std::make_unique<HostServer>(std::move(handlers));
+  }
+
+  std::uint64_t count() {
+    const std::lock_guard<std::mutex> lock(mutex);
+    return frames;
+  }
+
+  void awaitCount(std::uint64_t wanted) {
+    std::unique_lock<std::mutex> lock(mutex);
+    if (!changed.wait_for(lock, kPatience, [&] { return frames >= wanted; })) fail("the program");
+  }
+
+  void send(const std::string& text) {
+    if (!server->sendText(text)) fail("sending to the program");
+  }
+
+  std::string port() const { return std::to_string(server->port()); }
+
+ private:
+  std::mutex mutex;
+  std::condition_variable changed;
+  std::uint64_t frames = 0;  // guarded by mutex, without log lines
+  std::unique_ptr<HostServer> server;
+};
+
+// A folder for the program to run in. The stores are gone before and after.
+class Folder {
+ public:
+  Folder() {
+    removeStores();
+    std::string name = (fs::temp_directory_path() / "velomar-bench-XXXXXX").string();
+    if (mkdtemp(name.data()) == nullptr) fail("mkdtemp");
+    path = name;
+    for (const char* part : {"images", "layouts"}) fs::create_directory(path / part);
+  }
+  ~Folder() {
+    fs::remove_all(path);
+    removeStores();
+  }
+  Folder(const Folder&) = delete;
+  Folder& operator=(const Folder&) = delete;
+
+  fs::path path;
+
+ private:
+  static void removeStores() {
+    for (const char* store : {"ToXPlane", "FromXPlane"}) SimdbMap::remove(store);
+  }
+};
+
+// A program that was told the host's port, and has registered.
+class Started {
+ public:
+  explicit Started(const std::string& file) {
+    ChildProcess::Options options;
+    options.folder = folder.path;
+    options.withErrorOutput = true;
+    const auto start = Clock::now();
+    child = std::make_unique<ChildProcess>(
+        std::vector<std::string>{file, "-port", host.port(), "-pluginUUID", "bench",
+                                 "-registerEvent", "registerPlugin", "-info", "{}"},
+        options);
+    host.awaitCount(1);
+    toRegistration = secondsSince(start);
+  }
+
+  Folder folder;
+  Host host;
+  double toRegistration = 0;
+  std::unique_ptr<ChildProcess> child;
+};
+
+double median(std::vector<double> figures) {
+  std::nth_element(figures.begin(), figures.begin() + figures.size() / 2, figures.end());
+  return figures[figures.size() / 2];
+}
+
+std::string appear(const std::string& context) {
+  return R"({"event":"willAppear","action":"com.brackenmoor.velomar.launch","context":")" +
+         context +
+         R"(","device":"D1","payload":{"settings":{"KeyName":"K"},"coordinates":{"column":0,"row":0},)"
+         R"("controller":"Keypad"}})";
+}
+
+// One CPU for this process and those that it starts while the object lives.
+class OneCpu {
+ public:
+  OneCpu() {
+    sched_getaffinity(0, sizeof before, &before);
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    CPU_SET(0, &one);
+    sched_setaffinity(0, sizeof one, &one);
+  }
+  ~OneCpu() { sched_setaffinity(0, sizeof before, &before); }
+  OneCpu(const OneCpu&) = delete;
+  OneCpu& operator=(const OneCpu&) = delete;
+
+ private:
+  cpu_set_t before{};
+};
+
+// Seconds from a key that appears to its three blank-state frames, the link being down.
+double answerTime(const std::string& file, int times) {
+  const OneCpu pinned;
+  Started program(file);
+  std::vector<double> figures;
+  std::uint64_t seen = program.host.count();
+  for (int i = 0; i < times; ++i) {
+    const auto start = Clock::now();
+    program.host.send(appear("C" + std::to_string(i)));
+    program.host.awaitCount(seen += 3);
+    figures.push_back(secondsSince(start));
+  }
+  return median(figures);
+}
+
+// The program with the link up and some keys on show. The link is polled by its own thread.
+class Linked : public Started {
+ public:
+  Linked(const std::string& file, int contexts) : Started(file) {
+    for (int i = 0; i < contexts; ++i) host.send(appear("C" + std::to_string(i)));
+    while (!link.isUp()) {
+      for (const std::string& message : link.poll()) (void)message;
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    settle(std::chrono::milliseconds(200));
+  }
+
+  // Polls without acting until everything is quiet.
+  void settle(std::chrono::milliseconds time) {
+    for (const auto end = Clock::now() + time; Clock::now() < end;) {
+      (void)link.poll();
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+  }
+
+  SimulatorLink link;
+};
+
+// The middle and the slowest hundredth, in seconds.
+void reportSpread(const std::string& work, std::vector<double> figures) {
+  std::sort(figures.begin(), figures.end());
+  report(work + " p50", "velomar", "s", figures[figures.size() / 2]);
+  report(work + " p99", "velomar", "s", figures[figures.size() * 99 / 100]);
+}
+
+// Pauses that fall anywhere into the program's poll.
+class Pauses {
+ public:
+  void next(Linked& linked) {
+    const std::chrono::microseconds pause(std::uniform_int_distribution<int>(15000, 35000)(random));
+    linked.settle(std::chrono::duration_cast<std::chrono::milliseconds>(pause));
+    std::this_thread::sleep_for(pause % std::chrono::milliseconds(1));
+  }
+
+ private:
+  std::mt19937 random{7};
+};
+
+void pressTimes(Linked& linked, int times) {
+  std::vector<double> figures;
+  Pauses pauses;
+  for (int i = 0; i < times; ++i) {
+    pauses.next(linked);
+    const auto start = Clock::now();
+    linked.host.send(R"({"event":"keyDown","context":"C0","device":"D1","payload":{}})");
+    for (bool found = false; !found;) {
+      for (const std::string& message : linked.link.poll()) {
+        found = found || message.find("Key Down") != std::string::npos;
+      }
+    }
+    figures.push_back(secondsSince(start));
+  }
+  reportSpread("press", std::move(figures));
+}
+
+std::string title(const std::string& text) {
+  return R"({"Context":"C0","Message":"Set Title","Title":")" + text + R"("})";
+}
+
+void frameTimes(Linked& linked, int times) {
+  std::vector<double> figures;
+  Pauses pauses;
+  for (int i = 0; i < times; ++i) {
+    pauses.next(linked);
+    const std::uint64_t before = linked.host.count();
+    const auto start = Clock::now();
+    linked.link.send(title("GEAR"));
+    linked.host.awaitCount(before + 1);
+    figures.push_back(secondsSince(start));
+  }
+  reportSpread("frame", std::move(figures));
+}
+
+// Messages a second, one frame each, with `waiting` of them in the store all the time.
+template <typename Make>
+double throughput(Linked& linked, std::uint64_t waiting, double seconds, Make make) {
+  const std::uint64_t before = linked.host.count();
+  std::uint64_t sent = 0;
+  const auto start = Clock::now();
+  auto polled = start;
+  while (secondsSince(start) < seconds) {
+    if (sent - (linked.host.count() - before) < waiting) {
+      if (!linked.link.send(make(sent))) fail("sending to the store");
+      ++sent;
+    } else {
+      std::this_thread::yield();
+    }
+    if (Clock::now() - polled > std::chrono::milliseconds(100)) {
+      (void)linked.link.poll();
+      polled = Clock::now();
+    }
+  }
+  const std::uint64_t got = linked.host.count() - before;
+  const double rate = static_cast<double>(got) / secondsSince(start);
+  linked.host.awaitCount(before + sent);
+  return rate;
+}
+
+double titles(Linked& linked, std::uint64_t waiting, double seconds) {
+  const std::string message = title(std::string(50, 'x'));
+  return throughput(linked, waiting, seconds, [&](std::uint64_t) { return message; });
+}
+
+double images(Linked& linked, double seconds) {
+  constexpr std::size_t kBase64 = 20 * 1024 / 3 * 4;  // of an image of 20 KB
+  const std::string rest =
+      R"(,"Message":"Update Full Image ID","Base64":")" + std::string(kBase64, 'Q') + R"("})";
+  return throughput(linked, 10, seconds, [&](std::uint64_t i) {
+    return R"({"Context":"C0","Image ID":)" + std::to_string(i % 64) + rest;
+  });
+}
+
+// Nanoseconds that all threads of a process have run.
+double cpuTime(pid_t pid) {
+  double sum = 0;
+  for (const auto& task : fs::directory_iterator("/proc/" + std::to_string(pid) + "/task")) {
+    double ran = 0;
+    std::ifstream(task.path() / "schedstat") >> ran;
+    sum += ran;
+  }
+  return sum;
+}
+
+double residentBytes(pid_t pid) {
+  std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.rfind("VmRSS:", 0) == 0) return std::atof(line.c_str() + 6) * 1024;
+  }
+  return 0;
+}
+
+void idle(Linked& linked, int seconds) {
+  const double before = cpuTime(linked.child->pid());
+  const auto start = Clock::now();
+  linked.settle(std::chrono::seconds(seconds));
+  const double ran = (cpuTime(linked.child->pid()) - before) / 1e9;
+  report("idle cpu", "velomar", "share", ran / secondsSince(start));
+  report("idle memory", "velomar", "B", residentBytes(linked.child->pid()));
+}
+
+// Seconds from a welcome to the group that lists everything that is on show.
+double replayTime(const std::string& file, int contexts) {
+  Linked linked(file, contexts);
+  std::vector<double> figures;
+  for (int i = 0; i < 9; ++i) {
+    linked.settle(std::chrono::milliseconds(30));
+    const auto start = Clock::now();
+    linked.link.send("{Welcome}");
+    for (bool found = false; !found;) {
+      for (const std::string& message : linked.link.poll()) {
+        found = found || message.find("Group Message") != std::string::npos;
+      }
+    }
+    figures.push_back(secondsSince(start));
+  }
+  return median(figures);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc < 3) fail("the command line");
+  const std::string program = fs::absolute(argv[1]);
+  const std::string bare = fs::absolute(argv[2]);
+  const bool quick = argc > 3 && std::strcmp(argv[3], "--short") == 0;
+  const int rounds = quick ? 1 : 7;
+
+  inTurn("start", "s", quick ? 1 : 15,
+         {{"velomar", [&] { return Started(program).toRegistration; }},
+          {"bare client", [&] { return Started(bare).toRegistration; }}});
+  const int answers = quick ? 20 : 500;
+  inTurn("answer", "s", rounds,
+         {{"velomar", [&] { return answerTime(program, answers); }},
+          {"bare client", [&] { return answerTime(bare, answers); }}});
+
+  {
+    Linked linked(program, 1);
+    idle(linked, quick ? 1 : 20);
+    pressTimes(linked, quick ? 20 : 500);
+    frameTimes(linked, quick ? 20 : 500);
+    const double seconds = quick ? 0.2 : 2;
+    for (std::uint64_t waiting : {1, 10, 100, 1000, 4000}) {
+      inTurn("titles/" + std::to_string(waiting), "1/s", quick ? 1 : 5,
+             {{"velomar", [&] { return titles(linked, waiting, seconds); }}});
+    }
+    inTurn("images", "1/s", quick ? 1 : 5, {{"velomar", [&] { return images(linked, seconds); }}});
+  }
+  for (int contexts : quick ? std::vector<int>{1} : std::vector<int>{1, 10, 100, 500}) {
+    inTurn("replay/" + std::to_string(contexts), "s", 1,
+           {{"velomar", [&] { return replayTime(program, contexts); }}});
+  }
+}
