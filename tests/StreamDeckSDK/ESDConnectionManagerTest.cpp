@@ -9,6 +9,7 @@
 #include "StreamDeckSDK/ESDBasePlugin.h"
 #include "tests/support/HostFixture.h"
 #include "tests/support/LoopbackSocket.h"
+#include "tests/support/Repeated.h"
 #include "tests/support/SystemLog.h"
 
 using nlohmann::json;
@@ -19,47 +20,34 @@ using testing::StartsWith;
 
 namespace {
 
+#define RECORD(operation)                                                               \
+  void operation(String action, String context, Json payload, String device) override { \
+    note(#operation, action, context, payload, device);                                 \
+  }
+
 // Writes down each call, and raises where the context asks for it.
 class RecordingPlugin : public ESDBasePlugin {
  public:
   using String = const std::string&;
   using Json = const json&;
 
+  RECORD(DidReceiveSettings)
+  RECORD(KeyDownForAction)
+  RECORD(KeyUpForAction)
+  RECORD(DialPressForAction)
+  RECORD(DialRotateForAction)
+  RECORD(TouchTabForAction)
+  RECORD(WillAppearForAction)
+  RECORD(WillDisappearForAction)
+  RECORD(SendToPlugin)
   void DidReceiveGlobalSettings(Json payload) override {
     calls.add("DidReceiveGlobalSettings|" + payload.dump());
-  }
-  void DidReceiveSettings(String action, String context, Json payload, String device) override {
-    note("DidReceiveSettings", action, context, payload, device);
-  }
-  void KeyDownForAction(String action, String context, Json payload, String device) override {
-    note("KeyDownForAction", action, context, payload, device);
-  }
-  void KeyUpForAction(String action, String context, Json payload, String device) override {
-    note("KeyUpForAction", action, context, payload, device);
-  }
-  void DialPressForAction(String action, String context, Json payload, String device) override {
-    note("DialPressForAction", action, context, payload, device);
-  }
-  void DialRotateForAction(String action, String context, Json payload, String device) override {
-    note("DialRotateForAction", action, context, payload, device);
-  }
-  void TouchTabForAction(String action, String context, Json payload, String device) override {
-    note("TouchTabForAction", action, context, payload, device);
-  }
-  void WillAppearForAction(String action, String context, Json payload, String device) override {
-    note("WillAppearForAction", action, context, payload, device);
-  }
-  void WillDisappearForAction(String action, String context, Json payload, String device) override {
-    note("WillDisappearForAction", action, context, payload, device);
   }
   void DeviceDidConnect(String device, Json info) override {
     calls.add("DeviceDidConnect|" + device + "|" + info.dump());
   }
   void DeviceDidDisconnect(String device) override { calls.add("DeviceDidDisconnect|" + device); }
   void SystemDidWakeUp() override { calls.add("SystemDidWakeUp"); }
-  void SendToPlugin(String action, String context, Json payload, String device) override {
-    note("SendToPlugin", action, context, payload, device);
-  }
 
   Lines calls;
 
@@ -73,33 +61,22 @@ class RecordingPlugin : public ESDBasePlugin {
   }
 };
 
-std::string repeated(const std::string& text, int times) {
-  std::string all;
-  for (int i = 0; i < times; ++i) all += text;
-  return all;
-}
-
 void giveAllCommands(ESDConnectionManager& manager) {
   const json settings = {{"z", 1}, {"a", {{"KeyName", "caf\xc3\xa9 \"1\"\n"}}}};
   const std::string prefix = "data:image/png;base64,";
   manager.SetTitle("Flaps", "C", 0, -1);
   manager.SetTitle("", "C", 2, 0);
-  manager.SetTitle("T", "", -1, 1);
   manager.SetImage("iVBO", "C", 0, -1);
   manager.SetImage(prefix + "iVBO", "C", 1, 0);
-  manager.SetImage(prefix, "C", 0, -2147483647);
   manager.SetImage(" " + prefix, "C", 0, 3);
   manager.SetImage("", "C", 0, -1);
   manager.ShowAlertForContext("C");
   manager.ShowOKForContext("C");
   manager.SetSettings(settings, "C");
   manager.SetSettings(json(), "C");
-  manager.SetSettings(json::array({"a", "b"}), "C");
   manager.SetState(-1, "C");
-  manager.SetState(1, "C");
   manager.SetFeedback(settings, "C");
   manager.SetFeedbackLayout("layouts/a.json", "C");
-  manager.SetFeedbackLayout("", "C");
   manager.SendToPropertyInspector("A", "C", settings);
   manager.SwitchToProfile("D", "Cruise");
   manager.SwitchToProfile("D", "");
@@ -114,22 +91,17 @@ void giveAllCommands(ESDConnectionManager& manager) {
 constexpr char kAllFrames[] =
     R"({"context":"C","event":"setTitle","payload":{"target":0,"title":"Flaps"}}
 {"context":"C","event":"setTitle","payload":{"state":0,"target":2,"title":""}}
-{"context":"","event":"setTitle","payload":{"state":1,"target":-1,"title":"T"}}
 {"context":"C","event":"setImage","payload":{"image":"data:image/png;base64,iVBO","target":0}}
 {"context":"C","event":"setImage","payload":{"image":"data:image/png;base64,iVBO","state":0,"target":1}}
-{"context":"C","event":"setImage","payload":{"image":"data:image/png;base64,","target":0}}
 {"context":"C","event":"setImage","payload":{"image":"data:image/png;base64, data:image/png;base64,","state":3,"target":0}}
 {"context":"C","event":"setImage","payload":{"image":"","target":0}}
 {"context":"C","event":"showAlert"}
 {"context":"C","event":"showOk"}
 {"context":"C","event":"setSettings","payload":{"a":{"KeyName":"café \"1\"\n"},"z":1}}
 {"context":"C","event":"setSettings","payload":null}
-{"context":"C","event":"setSettings","payload":["a","b"]}
 {"context":"C","event":"setState","payload":{"state":-1}}
-{"context":"C","event":"setState","payload":{"state":1}}
 {"context":"C","event":"setFeedback","payload":{"a":{"KeyName":"café \"1\"\n"},"z":1}}
 {"context":"C","event":"setFeedbackLayout","payload":{"layout":"layouts/a.json"}}
-{"context":"C","event":"setFeedbackLayout","payload":{"layout":""}}
 {"action":"A","context":"C","event":"sendToPropertyInspector","payload":{"a":{"KeyName":"café \"1\"\n"},"z":1}}
 {"context":"plug-in 1","device":"D","event":"switchToProfile","payload":{"profile":"Cruise"}}
 {"context":"plug-in 1","device":"D","event":"switchToProfile"}
@@ -223,13 +195,9 @@ TEST_F(ESDConnectionManagerTest, WhatAnEventLacksIsEmpty) {
       {R"({"event":"dialUp","payload":[true]})", R"(DialPressForAction|||{"pressed":false}|)"},
       {R"({"event":"dialUp","payload":{"pressed":1}})",
        R"(DialPressForAction|||{"pressed":false}|)"},
-      {R"({"event":"sendToPlugin","payload":{},"device":"D"})", "SendToPlugin|||{}|D"},
       {R"({"event":"didReceiveGlobalSettings","payload":7})", "DidReceiveGlobalSettings|null"},
-      {R"({"event":"deviceDidConnect","device":"D"})", "DeviceDidConnect|D|null"},
       {R"({"event":"deviceDidConnect","deviceInfo":["D"],"payload":{"deviceInfo":{}}})",
        "DeviceDidConnect||null"},
-      {R"({"event":"deviceDidDisconnect"})", "DeviceDidDisconnect|"},
-      {R"({"event":"systemDidWakeUp"})", "SystemDidWakeUp"},
       {" \n{\"event\" : \"key\\u0044own\",\"context\":\"\\u00e9\\ud83d\\udee9\"}\n",
        "KeyDownForAction||\xc3\xa9\xf0\x9f\x9b\xa9|null|"},
       {R"({"event":"keyDown","payload":{"a":)" + deepest + "}}",
@@ -241,33 +209,18 @@ TEST_F(ESDConnectionManagerTest, WhatAnEventLacksIsEmpty) {
 }
 
 constexpr char kBadFrames[] = R"({
-}
 keyDown
-"keyDown"
 42
 null
-true
-[]
 {}
 [{"event":"keyDown"}]
-{"event":"keyDown"}{"event":"keyDown"}
 {"event":"keyDown"} x
-"event":"keyDown"}
 {"event":"keyDown"
-{'event':'keyDown'}
-{"event":"keyDown",}
 {"event":"keydown"}
-{"event":"keyDown "}
 {"event":"keyDown\u0000"}
-{"event":"KeyDownForAction"}
-{"event":""}
-{"event":1}
-{"event":null}
 {"event":["keyDown"]}
 {"Event":"keyDown"}
-{"context":"C","payload":{}}
-{"event":"keyDown","context":"\ud800"}
-{"event":"keyDown","n":1e999})";
+{"event":"keyDown","context":"\ud800"})";
 
 TEST_F(ESDConnectionManagerTest, ABadFrameIsDroppedAndTheNextCounts) {
   connect(&plugin);
@@ -277,9 +230,7 @@ TEST_F(ESDConnectionManagerTest, ABadFrameIsDroppedAndTheNextCounts) {
   const std::string payload = R"({"event":"keyDown","payload":)";
   std::vector<std::string> frames = linesOf(kBadFrames);
   for (const std::string& frame :
-       {std::string(), "// \n" + event, deep, deep + close, payload + R"({"a":)" + deep,
-        payload + R"({"a":)" + deep + close + "}}",
-        payload + repeated(R"({"a":)", 100000) + "1" + repeated("}", 100000) + "}"}) {
+       {std::string(), "// \n" + event, deep + close, payload + R"({"a":)" + deep + close + "}}"}) {
     frames.push_back(frame);
   }
   const auto nextIsDelivered = [this] {
@@ -299,20 +250,10 @@ TEST_F(ESDConnectionManagerTest, ABadFrameIsDroppedAndTheNextCounts) {
   }
 }
 
-TEST_F(ESDConnectionManagerTest, APluginMayIgnoreEverything) {
-  ESDBasePlugin indifferent;
-  for (ESDBasePlugin* ignoring : {&indifferent, static_cast<ESDBasePlugin*>(nullptr)}) {
-    connect(ignoring);
-    for (const auto& [event, call] : kEvents) host.send(json{{"event", event}}.dump());
-    host.close("");  // comes behind the events
-    EXPECT_TRUE(ended());
-    EXPECT_THAT(host.frames.rest(), IsEmpty());
-  }
-}
-
 TEST_F(ESDConnectionManagerTest, RunEndsHoweverTheConnectionDoes) {
-  connect(&plugin);
-  host.close("until tomorrow");
+  connect(nullptr);
+  for (const auto& [event, call] : kEvents) host.send(json{{"event", event}}.dump());
+  host.close("until tomorrow");  // comes behind the events
   EXPECT_TRUE(ended());
   connect(&plugin).GetAsioContext()->stop();
   EXPECT_TRUE(ended());
@@ -420,24 +361,6 @@ class SenderLog {
   std::map<std::string, int> nextOf;
 };
 
-TEST_F(ESDConnectionManagerTest, SeveralThreadsSendBesideTheEvents) {
-  constexpr int kEach = 400;
-  AnsweringPlugin answering;
-  ESDConnectionManager& manager = connect(&answering);
-  const auto sendAll = [&](const std::string& sender) {
-    for (int i = 0; i < kEach; ++i) manager.SetTitle(numbered(i), sender, 0, -1);
-  };
-  SenderLog log;
-  {
-    Runner one([&] { sendAll("one"); });
-    Runner two([&] { sendAll("two"); });
-    for (int i = 0; i < kEach; ++i) host.send(R"({"event":"keyDown"})");
-    for (int i = 0; i < 3 * kEach; ++i) log.check(host.frames.next());
-  }
-  EXPECT_THAT(log.nextOf, ElementsAre(std::pair("loop", kEach), std::pair("one", kEach),
-                                      std::pair("two", kEach)));
-}
-
 // Gives one command after the other, whatever becomes of the connection, until it is destroyed.
 class Sender {
  public:
@@ -452,18 +375,22 @@ class Sender {
   Runner runner;
 };
 
+// Two threads send beside the event loop, which answers events, from before the connection's begin
+// until after its end.
 TEST_F(ESDConnectionManagerTest, SendersNeedNotKnowOfTheConnectionsLife) {
   const std::function<void()> ends[] = {[this] { host.close("in flight"); },
                                         [this] { host.vanish(); }};
   for (const auto& end : ends) {
-    ESDConnectionManager& manager = make(&plugin, host.port());
+    AnsweringPlugin answering;
+    ESDConnectionManager& manager = make(&answering, host.port());
     SenderLog log;
     {
       const Sender one(manager, "one");
       const Sender two(manager, "two");
       run(manager);
       EXPECT_EQ(host.frames.next(), kRegistration);
-      for (int i = 0; i < 300 || log.nextOf.size() < 2; ++i) log.check(host.frames.next());
+      for (int i = 0; i < 60; ++i) host.send(R"({"event":"keyDown"})");
+      while (log.nextOf.size() < 3 || log.nextOf["loop"] < 60) log.check(host.frames.next());
       end();
       EXPECT_TRUE(ended());
     }

