@@ -70,6 +70,7 @@ void printDamage(const RegionAudit& audit) {
 }
 
 bool show(const std::string& name) {
+  const std::string shown = printable(name);
   std::string problem;
   std::optional<RegionAudit> found;
   try {
@@ -77,7 +78,7 @@ bool show(const std::string& name) {
   } catch (const std::exception& e) {
     problem = e.what();
   }
-  std::printf("%s\n  file         %s%s\n", name.c_str(), SharedMem::kPrefix, name.c_str());
+  std::printf("%s\n  file         %s%s\n", shown.c_str(), SharedMem::kPrefix, shown.c_str());
   if (!found) {
     std::printf("  unreadable   %s\n", problem.c_str());
     return false;
