@@ -23,4 +23,8 @@ class EPLJSONUtils {
   // Whether the first JSON value of the text nests deeper than kMaxDepth. Of a text that isn't JSON
   // it looks at no less than a parser would.
   static bool IsTooDeep(const std::string& text);
+
+  // The first JSON value of the text; what follows it isn't looked at. Raises the library's
+  // parse_error if there is none. REQUIRES: the text isn't too deep.
+  static nlohmann::json ParseFirst(const std::string& text);
 };

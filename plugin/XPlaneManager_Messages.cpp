@@ -1,5 +1,4 @@
 // What a message from the simulator does.
-#include <sstream>
 #include <stdexcept>
 #include <string_view>
 
@@ -72,9 +71,7 @@ constexpr std::string_view kGroup = "Group Message";
 
 void XPlaneManager::processMessage(std::string text) {
   if (EPLJSONUtils::IsTooDeep(text)) throw std::runtime_error("the message nests too deeply");
-  json message;
-  std::istringstream(text) >> message;  // what follows the first value isn't looked at
-  handleMessage(message, 0);
+  handleMessage(EPLJSONUtils::ParseFirst(text), 0);
 }
 
 void XPlaneManager::handleMessage(const json& message, int groupDepth) {

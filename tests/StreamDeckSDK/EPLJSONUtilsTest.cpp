@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "tests/support/Repeated.h"
 
 using nlohmann::json;
@@ -45,6 +47,45 @@ TEST(EPLJSONUtils, OnlyNestingCountsAsDepth) {
   EXPECT_TRUE(EPLJSONUtils::IsTooDeep(R"(["\"",")" + std::string(R"(\\",)") + list));
   EXPECT_FALSE(EPLJSONUtils::IsTooDeep("[" + repeated("[],{},", kMost) + "1]"));
   EXPECT_FALSE(EPLJSONUtils::IsTooDeep(R"({"a":"\")" + repeated("[{", kMost) + R"("})"));
+}
+
+// By the library's own reading of a stream, which stops behind the first value.
+TEST(EPLJSONUtils, TheFirstValueIsReadAsFromAStream) {
+  const auto told = [](const auto& read) {
+    try {
+      return read().dump();
+    } catch (const json::exception& e) {
+      return std::string(e.what());
+    }
+  };
+  for (const char* text : {"{\"a\":1}",
+                           " \n[1,{\"b\":\"}\"}] rest",
+                           "{\"a\":\"\\\"}\"}{",
+                           "{\"a\":1",
+                           "{\"a\":]}",
+                           "{]}",
+                           "[\"\\",
+                           "[\"\\x\"]",
+                           "[\"open",
+                           "7 8",
+                           "\"a\" {",
+                           "null",
+                           "",
+                           "  ",
+                           "}",
+                           "\xef\xbb\xbf{}",
+                           "{}}",
+                           "[1}",
+                           "[\"\xff\"]",
+                           "nul [1]",
+                           "{\"a\":\"\n\"}"}) {
+    EXPECT_EQ(told([&] { return EPLJSONUtils::ParseFirst(text); }), told([&] {
+                json value;
+                std::istringstream(text) >> value;
+                return value;
+              }))
+        << text;
+  }
 }
 
 }  // namespace
