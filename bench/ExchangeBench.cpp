@@ -51,8 +51,13 @@ class SharedProgress {
   Progress* progress;
 };
 
+// Spins for a while, since the other process has a CPU of its own, and then makes room.
 template <typename Condition>
 void await(Condition condition) {
+  constexpr int kSpins = 2000;
+  for (int i = 0; i < kSpins; ++i) {
+    if (condition()) return;
+  }
   const auto end = Clock::now() + kPatience;
   while (!condition()) {
     std::this_thread::yield();

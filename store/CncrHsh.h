@@ -64,6 +64,14 @@ class CncrHsh {
   template <typename Function, typename Result>
   bool runMatch(const void* key, u32 klen, u32 hash, Function match, Result& result) const;
 
+  enum class Glance { Found, Absent, Unsure };
+
+  // A lookup without a pin, for the common case that nobody changes the key meanwhile: calls
+  // `match(VerIdx)` on the key's chain, which tells by the version whether what it read was whole.
+  // Unsure: something did change, and runMatch has to answer.
+  template <typename Function>
+  Glance glance(const void* key, u32 klen, u32 hash, Function match) const;
+
   // Deletes a key. False: it is absent, or it stands in the one slot that the walk doesn't look at,
   // the last of its probe. A key gets there only when every other slot was in use.
   bool del(const void* key, u32 klen);
@@ -151,6 +159,21 @@ bool CncrHsh::runMatch(const void* key, u32 klen, u32 hash, Function match, Resu
   const Key wanted{key, klen, hash};
   auto keep = [&](VerIdx chain) { result = match(chain); };
   return walkLikely(hash, m_sz, [&](u32 i) { return matchAt(i, wanted, keep); });
+}
+
+template <typename Function>
+CncrHsh::Glance CncrHsh::glance(const void* key, u32 klen, u32 hash, Function match) const {
+  const Key wanted{key, klen, hash};
+  Glance result = Glance::Absent;
+  (void)walkLikely(hash, m_sz, [&](u32 i) {
+    const VerIdx slot = load(i);
+    if (!isChain(slot) || !str->isBlock(slot.idx)) return false;
+    const auto found = compare(slot, wanted);
+    if (found == CncrStr::NoMatch && str->isCurrent(slot)) return false;
+    result = found == CncrStr::Matched && match(slot) ? Glance::Found : Glance::Unsure;
+    return true;
+  });
+  return result;
 }
 
 template <typename Function>

@@ -256,7 +256,7 @@ bool CncrStr::appendValue(VerIdx chain, std::string& value) const {
     store::appendBytes(value, blockAt(block, offset), piece);
     left -= piece;
   }
-  // The pin keeps the chain, unless it was taken for a dead process's and written over.
+  // A chain that is given back loses its version before anybody else can write to its blocks.
   return isCurrent(chain);
 }
 

@@ -106,8 +106,9 @@ class CncrStr {
   // bytes copied; 0 if the pin was refused or the block is free. The version isn't compared.
   u32 readBlock(u32 block, u32 version, void* out, u32 offset, u32 length) const;
 
-  // Appends the value of `chain`, on whose first block the caller holds a pin. False: the chain has
-  // gone or makes no sense, and what was appended is to be thrown away.
+  // Appends the value of `chain`. False: the chain has gone or makes no sense, and what was
+  // appended is to be thrown away. Under a pin on its first block the chain can't go; without one
+  // the version tells of it.
   bool appendValue(VerIdx chain, std::string& value) const;
 
   // Enters a block as a reader. False: it is deleted or its count of readers is below zero.

@@ -140,8 +140,8 @@ bool simdb::put(const std::string& key, const std::string& value) {
 
 bool simdb::get(const std::string& key, std::string* value) const {
   if (key.empty()) return false;
-  // Size and bytes come from one chain, under one pin: a value that is replaced meanwhile is seen
-  // whole, either the old or the new one.
+  // Size and bytes come from one chain: a value that is replaced meanwhile is seen whole, either
+  // the old or the new one.
   CncrStr::VerIdx last = CncrHsh::empty;
   const auto read = [&](CncrStr::VerIdx chain) {
     last = chain;
@@ -149,6 +149,10 @@ bool simdb::get(const std::string& key, std::string* value) const {
     return values.appendValue(chain, *value);
   };
   const u32 hash = CncrHsh::hashOf(key.data(), length32(key));
+  const auto glance = index.glance(key.data(), length32(key), hash, read);
+  if (glance != CncrHsh::Glance::Unsure) return glance == CncrHsh::Glance::Found;
+
+  last = CncrHsh::empty;
   bool found = false;
   bool whole = false;
   // A chain that still stands after it couldn't be read is damaged, and no try will make it whole.
