@@ -5,7 +5,7 @@
 // Prints the table. With --docs it also goes into README.md and docs/performance.md, between the
 // lines that say so, and the plots into docs/images.
 import { execFileSync } from "node:child_process";
-import { readFileSync, writeFileSync } from "node:fs";
+import { readdirSync, readFileSync, writeFileSync } from "node:fs";
 import { cpus } from "node:os";
 import { join } from "node:path";
 import { linePlot } from "./plot.mjs";
@@ -25,9 +25,15 @@ function readResults() {
     const key = `${work}, ${who}`;
     all.set(key, [...(all.get(key) ?? []), figure]);
   };
-  const operations = JSON.parse(readFileSync(join(folder, "operations.json"), "utf8"));
-  for (const run of operations.benchmarks) {
-    if (run.run_type === "iteration") add(run.run_name, "velomar", run.cpu_time / 1e9);
+  const addOperations = (file, who) => {
+    for (const run of JSON.parse(readFileSync(join(folder, file), "utf8")).benchmarks) {
+      if (run.run_type === "iteration") add(run.run_name, who, run.cpu_time / 1e9);
+    }
+  };
+  addOperations("operations.json", "velomar");
+  for (const file of readdirSync(folder)) {
+    const round = /^(bench|bench-trusting)-\d+\.json$/.exec(file);
+    if (round) addOperations(file, round[1] === "bench" ? "checking" : "trusting");
   }
   for (const file of ["exchange.jsonl", "program.jsonl"]) {
     for (const line of readFileSync(join(folder, file), "utf8").trim().split("\n")) {
@@ -239,6 +245,16 @@ function growth() {
   return all.join("\n");
 }
 
+// What it costs that no index from a region is used before it was compared with the block count.
+function checks() {
+  const all = ["| Work | with the look | without | costs |", "|---|---|---|---|"];
+  for (const work of ["message<SimdbMap>/200", "message<SimdbMap>/20480", "getPresent<SimdbMap>", "getAbsent/1000/4096"]) {
+    const [checked, trusting] = [figure(work, "checking"), figure(work, "trusting")];
+    all.push(`| \`${work}\` | ${time(checked)} | ${time(trusting)} | ${percent(checked / trusting - 1)} |`);
+  }
+  return all.join("\n");
+}
+
 function replaceBetween(file, name, text) {
   const path = join(root, file);
   const old = readFileSync(path, "utf8");
@@ -252,6 +268,7 @@ if (options.includes("--docs")) {
   replaceBetween("README.md", "figures", table);
   replaceBetween("docs/performance.md", "figures", table);
   replaceBetween("docs/performance.md", "growth", growth());
+  replaceBetween("docs/performance.md", "checks", checks());
   for (const [name, svg] of Object.entries(plots)) {
     writeFileSync(join(root, "docs/images", `${name}.svg`), svg);
   }

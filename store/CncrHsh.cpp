@@ -67,17 +67,13 @@ u32 CncrHsh::nextChain(u32 i, u32 end) const {
   return i;
 }
 
-// The next slot from `i` on that may hold a key of this hash, else `end`. Used slots often stand in
-// a row; where none stands, many are skipped at once.
+// The next slot from `i` on that may hold a key of this hash, else `end`.
 u32 CncrHsh::nextLikely(u32 i, u32 end, u32 hash) const {
-  for (; i < end; i = nextChain(i, end)) {
-    for (; i < end; ++i) {
-      const VerIdx slot = fromSlot(i, store::load(table[i]));
-      if (!isChain(slot)) break;
-      if (str->isBlock(slot.idx) && !str->hasAnotherHash(slot, hash)) return i;
-    }
+  for (; i < end; ++i) {
+    const VerIdx slot = fromSlot(i, store::load(table[i]));
+    if (str->isBlock(slot.idx) && !str->hasAnotherHash(slot, hash)) break;
   }
-  return end;
+  return i;
 }
 
 CncrHsh::VerIdx CncrHsh::load(u32 i) const {
