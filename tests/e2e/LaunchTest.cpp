@@ -57,7 +57,7 @@ TEST_F(LaunchTest, EveryRefusalSaysWhyCleansUpAndEndsWithOne) {
   EXPECT_TRUE(std::filesystem::is_empty(folder / "layouts"));
   EXPECT_FALSE(std::filesystem::exists(folder / "images/1.png"));
   EXPECT_TRUE(std::filesystem::exists(folder / "images/kept"));
-  EXPECT_FALSE(std::filesystem::exists(PluginFolder::region("ToXPlane")))
+  EXPECT_FALSE(std::filesystem::exists(TemporaryPluginFolder::region("ToXPlane")))
       << "the last one removes the region";
 }
 
