@@ -1,7 +1,9 @@
 #include "plugin/ScratchFolders.h"
 
+#include <fcntl.h>
+
+#include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <system_error>
 
 namespace fs = std::filesystem;
@@ -32,7 +34,13 @@ void cleanLayoutsFolder() {
   cleanFolder("layouts");
 }
 
+// Whatever somebody has put under the name: a link isn't followed out of the folder, and a pipe
+// without a reader isn't waited for.
 void writeScratchFile(const std::string& path, const std::string& content) {
-  std::ofstream file(path, std::ios::binary | std::ios::trunc);
-  file.write(content.data(), static_cast<std::streamsize>(content.size()));
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+  const int fd = open(path.c_str(), kFlags, 0666);
+  std::FILE* file = fd == -1 ? nullptr : fdopen(fd, "wb");
+  if (file == nullptr) return;
+  (void)std::fwrite(content.data(), 1, content.size(), file);
+  (void)std::fclose(file);
 }
