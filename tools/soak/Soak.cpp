@@ -133,15 +133,22 @@ class Soak {
   explicit Soak(const Settings& given) : settings(given) {}
 
   bool run() {
-    start();
-    begin = Clock::now();
-    while (progress() < 1) {
-      interrupt();
-      pass();
+    try {
+      start();
+      begin = Clock::now();
+      while (progress() < 1) {
+        interrupt();
+        pass();
+      }
+      settle();
+      end();
+    } catch (const std::exception& e) {
+      expect(false, e.what());
     }
-    settle();
-    end();
     report();
+    if (faults > 0 && program) {
+      for (const std::string& line : program->lines()) std::puts(line.c_str());
+    }
     return faults == 0;
   }
 
@@ -161,6 +168,8 @@ class Soak {
     link.emplace();
     await("the link", [this] { return replays > 0; });
   }
+
+  bool hasBegun() const { return begin != Clock::time_point(); }
 
   // The share of the run that is done.
   double progress() const {
@@ -221,7 +230,7 @@ class Soak {
   }
 
   bool mayGo(const Ledger& ledger, Number atOnce) const {
-    if (begin == Clock::time_point() || isEnding || ledger.onTheirWay() >= atOnce) return false;
+    if (!hasBegun() || isEnding || ledger.onTheirWay() >= atOnce) return false;
     if (settings.events > 0) return ledger.given() < settings.events;
     return static_cast<double>(ledger.given()) <
            secondsBetween(begin, Clock::now()) * settings.rate;
@@ -271,7 +280,8 @@ class Soak {
 
   void sample() {
     sampled = Clock::now();
-    if (begin == Clock::time_point()) return;
+    if (program->waitForEnd(milliseconds(0))) throw std::runtime_error("the program has ended");
+    if (!hasBegun()) return;
     now = Vitals::of(program->pid());
     const double elapsed = secondsBetween(begin, sampled);
     const bool isSettled = settings.events > 0 || elapsed >= 60;
@@ -302,9 +312,6 @@ class Soak {
     const auto code = program->waitForEnd(kPatience);
     expect(code == 0, code ? "the program ended with an error" : "the program doesn't end");
     expect(std::filesystem::is_empty(folder.path / "images"), "images are left behind");
-    if (code != 0) {
-      for (const std::string& line : program->lines()) std::puts(line.c_str());
-    }
   }
 
   void expect(bool holds, const char* fault) {
@@ -314,8 +321,8 @@ class Soak {
   }
 
   void report() {
-    std::printf("%.0f s, %u losses of the link, %u restarts\n", secondsBetween(begin, sampled),
-                timeouts, restarts);
+    std::printf("%.0f s, %u losses of the link, %u restarts\n",
+                hasBegun() ? secondsBetween(begin, sampled) : 0, timeouts, restarts);
     report("presses", presses);
     report("answers", answers);
     expect(timeouts == losses, "the link was lost without a silence");
