@@ -1,6 +1,7 @@
 #include "plugin/ScratchFolders.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -28,6 +29,21 @@ void cleanFolder(const char* folder) {
   }
 }
 
+bool isRegularFile(int fd) {
+  struct stat status {};
+  return fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+void writeOver(int fd, const std::string& content) {
+  std::size_t written = 0;
+  while (written < content.size()) {
+    const ssize_t n = write(fd, content.data() + written, content.size() - written);
+    if (n <= 0 && errno != EINTR) break;
+    if (n > 0) written += static_cast<std::size_t>(n);
+  }
+  (void)ftruncate(fd, static_cast<off_t>(written));
+}
+
 }  // namespace
 
 void cleanImageFolder() {
@@ -40,17 +56,11 @@ void cleanLayoutsFolder() {
 
 // The earlier file is written over and then cut, not emptied first: file systems write a file that
 // was emptied to the disk as soon as it is closed, which costs a hundred times more. A link isn't
-// followed, since it may lead out of the folder, and a pipe isn't waited for.
+// followed, since it may lead out of the folder, and a pipe is neither waited for nor written to.
 void writeScratchFile(const std::string& path, const std::string& content) {
   const int fd =
       open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, kFileMode);
   if (fd == -1) return;
-  std::size_t written = 0;
-  while (written < content.size()) {
-    const ssize_t n = write(fd, content.data() + written, content.size() - written);
-    if (n <= 0 && errno != EINTR) break;
-    if (n > 0) written += static_cast<std::size_t>(n);
-  }
-  (void)ftruncate(fd, static_cast<off_t>(written));
+  if (isRegularFile(fd)) writeOver(fd, content);
   (void)close(fd);
 }

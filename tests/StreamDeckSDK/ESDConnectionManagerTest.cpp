@@ -1,6 +1,9 @@
 #include "StreamDeckSDK/ESDConnectionManager.h"
 
 #include <gmock/gmock.h>
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 
 #include <atomic>
 #include <map>
@@ -263,6 +266,68 @@ TEST_F(ESDConnectionManagerTest, RunEndsHoweverTheConnectionDoes) {
   connect(&plugin);
   host.vanish();
   EXPECT_TRUE(ended());
+}
+
+// A frame as a server sends it: whether it is the last of its message, its kind, and what it holds.
+std::string onTheWire(int first, const std::string& text) {
+  return std::string{static_cast<char>(first), static_cast<char>(text.size())} + text;
+}
+constexpr int kLast = 0x80, kText = 1, kPing = 9;
+
+TEST_F(ESDConnectionManagerTest, FramesMayComeInPiecesAndOfAnySizeAndNumber) {
+  connect(&plugin);
+  host.sendRaw(onTheWire(kText, R"({"event":"keyDown","con)") + onTheWire(kLast | kPing, "hm?"));
+  host.sendRaw(onTheWire(0, "") + onTheWire(0, R"(text":")") + onTheWire(kLast, R"(C"})"));
+  EXPECT_EQ(plugin.calls.next(), "KeyDownForAction||C|null|");
+  const std::string large = R"({"a":")" + std::string(10000000, 'x') + "\"}";
+  host.send(R"({"event":"keyUp","payload":)" + large + "}");
+  EXPECT_EQ(plugin.calls.next(), "KeyUpForAction|||" + large + "|");
+  for (int i = 0; i < 10000; ++i) {
+    host.send(R"({"event":"keyUp","context":")" + std::to_string(i) + "\"}");
+  }
+  for (int i = 0; i < 10000; ++i) {
+    ASSERT_EQ(plugin.calls.next(), "KeyUpForAction||" + std::to_string(i) + "|null|");
+  }
+}
+
+TEST_F(ESDConnectionManagerTest, WhatIsNoFrameEndsTheConnectionInOrder) {
+  for (const std::string& bytes :
+       {onTheWire(kLast | kText, "\xff\xfe"), onTheWire(kLast | 3, "kind"),
+        onTheWire(kLast | 0x70 | kText, "flags"), onTheWire(kPing, "in pieces"),
+        onTheWire(kLast, "no begin"), std::string("\x81\x81mask!"),
+        "\x81\x7f" + std::string(8, '\x7f')}) {
+    connect(&plugin);
+    host.sendRaw(bytes);
+    EXPECT_TRUE(ended()) << testing::PrintToString(bytes);
+  }
+  connect(&plugin);
+  host.sendRaw(onTheWire(kLast | kText, R"({"event":"keyDown"})").substr(0, 9));
+  host.vanish();
+  EXPECT_TRUE(ended());
+  EXPECT_THAT(plugin.calls.rest(), IsEmpty());
+}
+
+// What waits takes the memory that it needs, and gives it back.
+TEST_F(ESDConnectionManagerTest, AHostThatStopsReadingGetsEverythingLater) {
+  const auto heap = [] {
+#ifdef __GLIBC__
+    return mallinfo2().uordblks + mallinfo2().hblkhd;
+#else
+    return std::size_t{0};
+#endif
+  };
+  constexpr std::size_t kImage = 1000000, kImages = 40;
+  ESDConnectionManager& manager = connect(&plugin);
+  host.setReading(false);
+  const std::size_t before = heap();
+  for (std::size_t i = 0; i < kImages; ++i) manager.SetImage(std::string(kImage, 'A'), "C", 0, -1);
+  EXPECT_LT(heap(), before + 2 * kImages * kImage);
+  host.send(R"({"event":"systemDidWakeUp"})");
+  EXPECT_EQ(plugin.calls.next(), "SystemDidWakeUp") << "events come in all the while";
+  host.setReading(true);
+  for (std::size_t i = 0; i < kImages; ++i) EXPECT_GT(host.frames.next().size(), kImage);
+  expectNothingMore(manager);
+  EXPECT_LT(heap(), before + 5 * kImage);
 }
 
 // The lines of one connection, as the system log and the host have them.

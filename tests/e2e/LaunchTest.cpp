@@ -1,6 +1,10 @@
 #include <gmock/gmock.h>
 
+#include <cstdlib>
+
+#include "simulator/SimulatorLink.h"
 #include "tests/e2e/Stage.h"
+#include "tests/support/HostFixture.h"
 
 namespace {
 
@@ -13,16 +17,50 @@ struct Launch {
   std::string says;  // the first line, without the program's name; empty: none but the last
 };
 
+// What the machine refuses a program, set up by a shell in mounts of its own.
+struct Want {
+  std::string setUp;
+  bool isServed;
+  std::vector<std::string> says;
+};
+
 class LaunchTest : public Stage {
  protected:
-  std::unique_ptr<ChildProcess> start(const std::vector<std::string>& arguments) {
-    Lines command{(folder / "velomar").string()};
+  std::unique_ptr<ChildProcess> start(const std::vector<std::string>& arguments,
+                                      Lines command = {}) {
+    command.push_back((folder / "velomar").string());
     command.insert(command.end(), arguments.begin(), arguments.end());
     ChildProcess::Options options;
     options.folder = folder.string();
     options.withErrorOutput = true;
     return std::make_unique<ChildProcess>(command, std::move(options));
   }
+
+  std::unique_ptr<ChildProcess> start(const Want& want, int port) {
+    return start(
+        {"-port", std::to_string(port), "-pluginUUID", "u", "-registerEvent", "r", "-info", "{}"},
+        {kUnshare, "-m", "/bin/sh", "-c", want.setUp + " && exec \"$0\" \"$@\""});
+  }
+
+  static void awaitFrame(Host& host, const std::string& text) {
+    for (std::string frame; frame.find(text) == std::string::npos;) {
+      frame = host.frames.next();
+      ASSERT_NE(frame, "(nothing)") << text;
+    }
+  }
+
+  static void expectToBeServed(Host& host) {
+    awaitFrame(host, R"({"event":"r","uuid":"u"})");
+    host.send(R"({"event":"willAppear","action":"com.brackenmoor.velomar.launch","context":"E",)"
+              R"("device":"D","payload":{"controller":"Encoder","settings":{"KeyName":"K"}}})");
+    awaitFrame(host, "setFeedbackLayout");
+  }
+
+  static bool mayMount() {
+    return std::system((std::string(kUnshare) + " -m mount -t tmpfs none /var/tmp").c_str()) == 0;
+  }
+
+  static constexpr char kUnshare[] = "/usr/bin/unshare";
 
   void touch(const std::string& name) { std::ofstream(folder / name) << "left behind"; }
 };
@@ -57,8 +95,76 @@ TEST_F(LaunchTest, EveryRefusalSaysWhyCleansUpAndEndsWithOne) {
   EXPECT_TRUE(std::filesystem::is_empty(folder / "layouts"));
   EXPECT_FALSE(std::filesystem::exists(folder / "images/1.png"));
   EXPECT_TRUE(std::filesystem::exists(folder / "images/kept"));
-  EXPECT_FALSE(std::filesystem::exists(PluginFolder::region("ToXPlane")))
+  EXPECT_FALSE(std::filesystem::exists(TemporaryPluginFolder::region("ToXPlane")))
       << "the last one removes the region";
+}
+
+// Side by side as well, each with a folder for the stores that nobody else sees.
+TEST_F(LaunchTest, WhateverTheMachineRefusesTheHostIsServedOrTheEndIsInOrder) {
+  if (!mayMount()) GTEST_SKIP() << "may not mount anything";
+  const std::string kAlone = "mount -t tmpfs none /var/tmp && ";
+  const std::string kNoStore = "XPlaneManager.cpp: Can't open the store ";
+  const std::vector<Want> wants = {
+      {kAlone + "exec 2>&-", true, {}},
+      {kAlone + "exec <&- >&- 2>&-", true, {}},
+      {kAlone + "mkdir bare && cd bare", true, {}},
+      {kAlone + "ulimit -n 10", true, {}},
+      {kAlone + "ulimit -n 4", false, {}},
+      {kAlone + "mount -o remount,ro /var/tmp",
+       true,
+       {kNoStore + "ToXPlane, code 6", kNoStore + "FromXPlane, code 6"}},
+      {kAlone + "mkdir /var/tmp/simdb_ToXPlane", true, {kNoStore + "ToXPlane, code 6"}},
+  };
+  std::vector<std::unique_ptr<Host>> hosts;
+  std::vector<std::unique_ptr<ChildProcess>> programs;
+  for (const Want& want : wants) {
+    hosts.push_back(std::make_unique<Host>());
+    programs.push_back(start(want, hosts.back()->port()));
+  }
+  for (std::size_t i = 0; i < wants.size(); ++i) {
+    SCOPED_TRACE(wants[i].setUp);
+    if (wants[i].isServed) {
+      expectToBeServed(*hosts[i]);
+      const std::string proc = "/proc/" + std::to_string(programs[i]->pid()) + "/fd/2";
+      const bool isClosed = wants[i].setUp.find("2>&-") != std::string::npos;
+      EXPECT_EQ(std::filesystem::read_symlink(proc) == "/dev/null", isClosed);
+      for (const std::string& line : wants[i].says) {
+        EXPECT_TRUE(programs[i]->waitForLine(line, kPatience));
+      }
+    }
+  }
+  for (const auto& host : hosts) host->close("");
+  for (std::size_t i = 0; i < wants.size(); ++i) {
+    SCOPED_TRACE(wants[i].setUp);
+    EXPECT_EQ(programs[i]->waitForEnd(kPatience), 0);
+    for (const std::string& line : wants[i].says) {
+      EXPECT_THAT(programs[i]->lines(), Contains(HasSubstr(line)).Times(1));
+    }
+  }
+}
+
+TEST_F(LaunchTest, FoldersThatTakeNothingCostFilesAndNothingElse) {
+  if (!mayMount()) GTEST_SKIP() << "may not mount anything";
+  Host host;
+  const auto program = start(Want{"mount -t tmpfs -o size=4k none images && "
+                                  "mount -t tmpfs -o ro none layouts",
+                                  true,
+                                  {}},
+                             host.port());
+  expectToBeServed(host);
+  SimulatorLink link;
+  for (const auto deadline = SimulatorLink::Clock::now() + kPatience; !link.isUp();) {
+    ASSERT_LT(SimulatorLink::Clock::now(), deadline);
+    (void)link.poll();
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  link.send(R"({"Message":"Update Full Image ID","Context":"E","Image ID":1,"Base64":")" +
+            std::string(12000, 'A') + "\"}");
+  awaitFrame(host, "images/1.png");
+  link.send(R"({"Message":"Set Layout Cache","Context":"E","UUID":"u","BASE64":"e30="})");
+  awaitFrame(host, "layouts/u.json");
+  host.close("");
+  EXPECT_EQ(program->waitForEnd(kPatience), 0);
 }
 
 }  // namespace

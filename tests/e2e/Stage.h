@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/PluginFolder.h"
 #include "tools/common/ChildProcess.h"
+#include "tools/common/TemporaryPluginFolder.h"
 
 class Stage : public testing::Test {
  protected:
@@ -57,7 +57,7 @@ class Stage : public testing::Test {
     EXPECT_TRUE(deck->waitForLine("plug-in ended with 0", kPatience));
   }
 
-  const PluginFolder home;  // outlives the processes
+  const TemporaryPluginFolder home;  // outlives the processes
   const std::filesystem::path folder = installIn(home.path);
   std::unique_ptr<ChildProcess> deck;
   std::unique_ptr<ChildProcess> cockpit;

@@ -32,7 +32,7 @@
 #include "plugin/XPlaneManager.h"
 #include "store/simdb.h"
 #include "tests/support/HostFixture.h"
-#include "tests/support/PluginFolder.h"
+#include "tools/common/TemporaryPluginFolder.h"
 
 using nlohmann::json;
 using Texts = std::vector<std::string>;
@@ -340,6 +340,6 @@ class LinkFixture : public HostFixture {
 
   Texts seen;
   const Path home = std::filesystem::current_path();
-  const PluginFolder folder;
+  const TemporaryPluginFolder folder;
   int logMask = 0;
 };

@@ -1,3 +1,5 @@
+#include <sys/stat.h>
+
 #include "plugin/ScratchFolders.h"
 #include "tests/plugin/LinkHarness.h"
 
@@ -100,6 +102,8 @@ TEST_F(VelomarScreenTest, AKeyGetsItsTitleWholeAndADialLineByLine) {
   EXPECT_THAT(title("C1", "ALT\n250"), ElementsAre(titleOn("C1", R"(ALT\n250)")));
   EXPECT_THAT(title("C1", std::string("a\0b", 3)), ElementsAre(titleOn("C1", R"(a\u0000b)")));
   EXPECT_THAT(title("gone", "x"), IsEmpty());
+  const std::string most(8000000, 'x');  // nearly all that the store holds
+  EXPECT_TRUE(title("C1", most) == Texts{titleOn("C1", most)});
 
   EXPECT_EQ(title("E1", "0\n100\n101\n007"),
             (Texts{line(0, "0"), value(0, 0), line(1, "100"), value(1, 100), line(2, "101"),
@@ -168,6 +172,18 @@ TEST_F(VelomarScreenTest, ALayoutNameWithoutAFileOfItsOwnWritesNone) {
     EXPECT_EQ(filesIn("."), 2U) << name;
   }
   EXPECT_THAT(layout("E1", std::string(487, 'n'), "e30="), IsEmpty());
+}
+
+TEST_F(VelomarScreenTest, WhatSomebodyPutUnderAFilesNameIsNotFollowed) {
+  std::ofstream("outside") << "kept";
+  std::filesystem::create_symlink("../outside", "images/7.png");
+  std::filesystem::create_symlink("../new", "layouts/u.json");
+  ASSERT_EQ(mkfifo("images/8.png", 0600), 0);
+  EXPECT_THAT(image("E1", 7, "QUJD"), ElementsAre(itemOn("E1", "icon", "images/7.png")));
+  EXPECT_THAT(image("E1", 8, "QUJD"), ElementsAre(itemOn("E1", "icon", "images/8.png")));
+  EXPECT_THAT(layout("E1", "u", "e30="), ElementsAre(layoutOn("E1", "layouts/u.json")));
+  EXPECT_EQ(read("outside"), "kept");
+  EXPECT_FALSE(std::filesystem::exists("new"));
 }
 
 TEST_F(VelomarScreenTest, BlankIsImageThenTitleThenLayout) {

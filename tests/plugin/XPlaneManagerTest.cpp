@@ -281,14 +281,14 @@ TEST_F(XPlaneManagerTest, StopEndsThePassAndLeavesWhatIsQueuedUnwritten) {
   // The other side is still there, so the stores stay.
   delete XPlaneManager::pInstance;
   EXPECT_EQ(XPlaneManager::pInstance, nullptr);
-  EXPECT_TRUE(std::filesystem::exists(PluginFolder::region("ToXPlane")));
+  EXPECT_TRUE(std::filesystem::exists(TemporaryPluginFolder::region("ToXPlane")));
   simulator.reset();
-  EXPECT_FALSE(std::filesystem::exists(PluginFolder::region("ToXPlane")));
-  EXPECT_FALSE(std::filesystem::exists(PluginFolder::region("FromXPlane")));
+  EXPECT_FALSE(std::filesystem::exists(TemporaryPluginFolder::region("ToXPlane")));
+  EXPECT_FALSE(std::filesystem::exists(TemporaryPluginFolder::region("FromXPlane")));
 }
 
 TEST_F(XPlaneManagerTest, WithoutAStoreTheLinkStaysDownAndTheHostIsServed) {
-  std::filesystem::create_directory(PluginFolder::region("FromXPlane"));
+  std::filesystem::create_directory(TemporaryPluginFolder::region("FromXPlane"));
   XPlaneManager::getInstance();
   EXPECT_EQ(clock.awaitPause(), 5000);
   clock.endPause();

@@ -76,6 +76,8 @@ class Host {
   int port() const { return server->port(); }
   void send(const std::string& text) { EXPECT_TRUE(server->sendText(text)); }
   void sendBinary(const std::string& bytes) { EXPECT_TRUE(server->sendBinary(bytes)); }
+  void sendRaw(const std::string& bytes) { server->sendRaw(bytes); }
+  void setReading(bool isReading) { server->setReading(isReading); }
   void close(const std::string& reason) { server->close(reason); }
 
   // With a reason, whoever connects is sent away as soon as the handshake is done.

@@ -1,6 +1,7 @@
 #include "tools/deck/HostServer.h"
 
 #include <asio/post.hpp>
+#include <asio/write.hpp>
 #include <map>
 #include <mutex>
 #include <thread>
@@ -130,6 +131,17 @@ struct HostServer::Server {
     return pages;
   }
 
+  // Does something with the plug-in's connection on the serving thread, which reads a connection's
+  // state without a lock: no other may change it. Nothing happens if the connection has gone.
+  template <typename Work>
+  void onPlugin(Work work) {
+    asio::post(endpoint.get_io_service(), [this, handle = getPlugin(), work] {
+      websocketpp::lib::error_code error;
+      const auto connection = endpoint.get_con_from_hdl(handle, error);
+      if (!error) work(connection);
+    });
+  }
+
   bool send(const connection_hdl& to, const std::string& bytes, opcode::value kind) {
     websocketpp::lib::error_code error;
     endpoint.send(to, bytes, kind, error);
@@ -139,6 +151,7 @@ struct HostServer::Server {
   Handlers handlers;
   Endpoint endpoint;
   int port = 0;
+  Endpoint::connection_ptr unread;  // serving thread only; without a read nothing else holds it
   std::mutex mutex;
   connection_hdl plugin;                   // guarded by mutex
   std::map<PageId, connection_hdl> pages;  // guarded by mutex
@@ -162,11 +175,24 @@ bool HostServer::sendBinary(const std::string& bytes) {
   return server->send(server->getPlugin(), bytes, opcode::binary);
 }
 
+void HostServer::sendRaw(const std::string& bytes) {
+  server->onPlugin([bytes](const Endpoint::connection_ptr& connection) {
+    asio::error_code ignored;
+    asio::write(connection->get_raw_socket(), asio::buffer(bytes), ignored);
+  });
+}
+
+void HostServer::setReading(bool isReading) {
+  server->onPlugin([this, isReading](const Endpoint::connection_ptr& connection) {
+    (void)(isReading ? connection->resume_reading() : connection->pause_reading());
+    server->unread = isReading ? nullptr : connection;
+  });
+}
+
 void HostServer::close(const std::string& reason) {
-  // The serving thread reads a connection's state without a lock, so no other may change it.
-  asio::post(server->endpoint.get_io_service(), [this, plugin = server->getPlugin(), reason] {
-    websocketpp::lib::error_code error;
-    server->endpoint.close(plugin, websocketpp::close::status::going_away, reason, error);
+  server->onPlugin([reason](const Endpoint::connection_ptr& connection) {
+    websocketpp::lib::error_code ignored;
+    connection->close(websocketpp::close::status::going_away, reason, ignored);
   });
 }
 

@@ -47,6 +47,11 @@ class HostServer {
   bool sendText(const std::string& text);
   bool sendBinary(const std::string& bytes);
 
+  // What an application that is broken or busy does, for tests: writes bytes onto the plug-in's
+  // connection that need not be a frame, and stops reading what comes from it or goes on.
+  void sendRaw(const std::string& bytes);
+  void setReading(bool isReading);
+
   // Closes the plug-in's connection in an orderly way, with a reason that may be empty.
   void close(const std::string& reason);
 

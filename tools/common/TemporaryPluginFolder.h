@@ -8,11 +8,11 @@
 #include <stdexcept>
 #include <string>
 
-class PluginFolder {
+class TemporaryPluginFolder {
  public:
   using Path = std::filesystem::path;
 
-  PluginFolder() {
+  TemporaryPluginFolder() {
     removeRegions();
     std::string name = (std::filesystem::temp_directory_path() / "velomar-XXXXXX").string();
     if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no folder to be had");
@@ -20,12 +20,12 @@ class PluginFolder {
     std::filesystem::create_directory(path / "images");
     std::filesystem::create_directory(path / "layouts");
   }
-  ~PluginFolder() {
+  ~TemporaryPluginFolder() {
     std::filesystem::remove_all(path);
     removeRegions();
   }
-  PluginFolder(const PluginFolder&) = delete;
-  PluginFolder& operator=(const PluginFolder&) = delete;
+  TemporaryPluginFolder(const TemporaryPluginFolder&) = delete;
+  TemporaryPluginFolder& operator=(const TemporaryPluginFolder&) = delete;
 
   static Path region(const std::string& store) { return "/var/tmp/simdb_" + store; }
 
