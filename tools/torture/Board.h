@@ -15,6 +15,7 @@ struct alignas(64) Progress {
   std::atomic<u64> operations{0};
   std::atomic<u64> longest{0};       // ns from one operation's end to the next one's
   std::atomic<u64> longestAwake{0};  // the same, less what the scheduler kept the thread waiting
+  std::atomic<u64> written{0};       // generations of its kept key, the last one complete
   std::atomic<u32> isDone{0};
 };
 
@@ -22,6 +23,8 @@ struct Board {
   std::atomic<u32> stop{0};
   std::atomic<u64> torn{0};     // values that weren't whole, or another key's
   std::atomic<u64> strange{0};  // listed keys that nobody wrote
+  std::atomic<u64> absent{0};   // kept keys that were not there, though only ever replaced
+  std::atomic<u64> old{0};      // values of theirs older than one that was complete before the read
   std::atomic<u64> refused{0};  // puts without room; no fault
   Progress progress[kMaxWorkers];
 };

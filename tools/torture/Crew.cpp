@@ -63,7 +63,9 @@ void Crew::runChild(u32 place, u64 operations, pid_t parent) {
         Worker::Options options;
         options.id = id;
         options.seed = settings.seed + started;
+        options.workers = settings.workers();
         options.blockSize = settings.blockSize;
+        options.slots = settings.blocks;
         options.walks = id == first(place);
         options.measuresWaits = settings.kills > 0;
         Worker(store, board, options).work(operations, parent);

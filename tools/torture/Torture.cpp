@@ -20,6 +20,7 @@
 #include "store/simdb.h"
 #include "tools/state/RegionAudit.h"
 #include "tools/torture/Crew.h"
+#include "tools/torture/SealedValue.h"
 #include "tools/torture/Worker.h"
 
 namespace {
@@ -27,7 +28,7 @@ namespace {
 using Count = unsigned long long;  // as printf wants it
 using Clock = std::chrono::steady_clock;
 
-constexpr u32 kBlocksAtPeace = 96;
+constexpr u32 kBlocksAtPeace = 128;
 constexpr u32 kLongestChain = 24;  // blocks
 constexpr u32 kChainsAtDeath = 3;  // one being written, one replaced, one read
 constexpr u64 kForever = u64{1} << 60U;
@@ -77,12 +78,26 @@ class Torture {
     }
     const std::chrono::duration<double> took = Clock::now() - start;
     report(took.count());
-    return faults == 0 && board->torn == 0 && board->strange == 0;
+    return isClean();
   }
 
  private:
+  bool isClean() const {
+    return faults == 0 && board->torn == 0 && board->strange == 0 && board->absent == 0 &&
+           board->old == 0;
+  }
+
+  void plantKeptKeys(simdb& store) {
+    for (u32 id = 0; id < settings.workers(); ++id) {
+      const std::string key = keptKey(id, settings.workers(), settings.blocks);
+      board->progress[id].written = 0;
+      expect(store.put(key, sealed(key, 0, 10)), "a new store has no room");
+    }
+  }
+
   void workInPeace() {
     TortureStore its(settings, 0);
+    plantKeptKeys(its.store);
     Crew crew(its.name, settings, *board);
     for (u32 place = 0; place < settings.processes; ++place) {
       crew.start(place, (settings.operations + settings.workers() - 1) / settings.workers());
@@ -100,7 +115,8 @@ class Torture {
 
   // The process of place 0 is the one that dies.
   void killInOneStore(u32 kills) {
-    const TortureStore its(settings, round++);
+    TortureStore its(settings, round++);
+    plantKeptKeys(its.store);
     Crew crew(its.name, settings, *board);
     board->stop = 0;
     for (u32 place = 1; place < settings.processes; ++place) crew.start(place, kForever);
@@ -175,15 +191,23 @@ class Torture {
     expect(audit.brokenSlots == 0, "a slot names a chain that isn't whole");
   }
 
+  std::vector<std::string> allKeys() const {
+    std::vector<std::string> keys = tortureKeys(settings.blockSize);
+    for (u32 id = 0; id < settings.workers(); ++id) {
+      keys.push_back(keptKey(id, settings.workers(), settings.blocks));
+    }
+    return keys;
+  }
+
   void expectWholeValues(const simdb& store) {
-    for (const auto& key : tortureKeys(settings.blockSize)) {
+    for (const auto& key : allKeys()) {
       expect(isWhole(key, store.get(key)), "a value isn't whole");
     }
   }
 
   // A key can stand in more than one slot, and then comes up again after it was deleted.
   void expectEmptyAfterDeletion(TortureStore& its) {
-    for (const auto& key : tortureKeys(settings.blockSize)) {
+    for (const auto& key : allKeys()) {
       while (its.store.del(key.data(), static_cast<u32>(key.size()))) {
       }
     }
@@ -203,8 +227,11 @@ class Torture {
   void report(double seconds) const {
     std::printf("%llu operations by %u processes of %u threads in %.0f s, seed %u\n",
                 Count{operations}, settings.processes, settings.threads, seconds, settings.seed);
-    std::printf("  torn values %llu, strange keys %llu, puts without room %llu\n",
-                Count{board->torn}, Count{board->strange}, Count{board->refused});
+    std::printf(
+        "  torn values %llu, old ones %llu, strange keys %llu, absent ones %llu, puts without "
+        "room %llu\n",
+        Count{board->torn}, Count{board->old}, Count{board->strange}, Count{board->absent},
+        Count{board->refused});
     if (settings.kills > 0) {
       std::printf(
           "  %u kills in %u stores; the dead took %llu blocks and left pins on %llu values\n",
@@ -212,7 +239,7 @@ class Torture {
       print("around a kill", aroundKills);
       print("in calm times", calm);
     }
-    std::puts(faults == 0 && board->torn == 0 && board->strange == 0 ? "  no fault" : "  FAULTY");
+    std::puts(isClean() ? "  no fault" : "  FAULTY");
   }
 
   const TortureSettings settings;
@@ -240,7 +267,7 @@ constexpr Option kOptions[] = {
     {"--processes", 1, 16, VELOMAR_SETTER(processes)},
     {"--threads", 1, 4, VELOMAR_SETTER(threads)},
     {"--block-size", 8, 4096, VELOMAR_SETTER(blockSize)},
-    {"--blocks", 32, 65536, VELOMAR_SETTER(blocks)},
+    {"--blocks", 64, 65536, VELOMAR_SETTER(blocks)},
     {"--seed", 0, 0xFFFFFFFF, VELOMAR_SETTER(seed)},
     {"--patience", 1, 3600, VELOMAR_SETTER(patience)},
 };

@@ -24,6 +24,14 @@ std::vector<std::string> tortureKeys(u32 blockSize) {
   return keys;
 }
 
+std::string keptKey(u32 worker, u32 workers, u32 slots) {
+  for (u32 i = 0;; ++i) {
+    const std::string key = "kept " + std::to_string(i);
+    const u32 home = CncrHsh::hashOf(key.data(), static_cast<u32>(key.size())) % slots;
+    if (home == worker * slots / workers) return key;
+  }
+}
+
 bool isWhole(const std::string& key, const std::string& value) {
   return value.empty() || generationOf(key, value);
 }
@@ -35,6 +43,9 @@ Worker::Worker(simdb& sharedStore, Board& sharedBoard, const Options& given)
       options(given),
       engine(u64{given.seed} << 32U | given.id),
       keys(tortureKeys(given.blockSize)) {
+  for (u32 id = 0; id < options.workers; ++id) {
+    kept.push_back(keptKey(id, options.workers, options.slots));
+  }
   if (options.measuresWaits) schedule = open("/proc/thread-self/schedstat", O_RDONLY);
 }
 
@@ -57,12 +68,16 @@ void Worker::work(u64 operations, int parent) {
 void Worker::operate() {
   const std::string& key = keys[dice(static_cast<u32>(keys.size()))];
   const u32 action = dice(16);
-  if (action < 6) {
+  if (action < 5) {
     put(key);
+  } else if (action == 5) {
+    replaceKept();
   } else if (action < 8) {
     (void)store.del(key.data(), static_cast<u32>(key.size()));
   } else if (action == 8 && options.walks) {
     list();
+  } else if (action == 9) {
+    readKept(dice(options.workers));
   } else {
     read(key);
   }
@@ -81,9 +96,35 @@ void Worker::read(const std::string& key) {
   if (!isWhole(key, store.get(key))) ++board.torn;
 }
 
+void Worker::replaceKept() {
+  const std::string& key = kept[options.id];
+  const u64 generation = progress.written + 1;
+  if (store.put(key, sealed(key, generation, dice(kUsualBlocks * options.blockSize)))) {
+    progress.written = generation;
+  }
+}
+
+void Worker::readKept(u32 worker) {
+  const u64 before = board.progress[worker].written;
+  std::string value;
+  if (!store.get(kept[worker], &value)) {
+    ++board.absent;
+    return;
+  }
+  const auto generation = generationOf(kept[worker], value);
+  if (!generation) {
+    ++board.torn;
+  } else if (*generation < before) {
+    ++board.old;
+  }
+}
+
 void Worker::list() {
+  const auto isIn = [](const std::vector<std::string>& known, const std::string& key) {
+    return std::find(known.begin(), known.end(), key) != known.end();
+  };
   for (const auto& found : store.getKeyStrs()) {
-    if (std::find(keys.begin(), keys.end(), found.str) == keys.end()) ++board.strange;
+    if (!isIn(keys, found.str) && !isIn(kept, found.str)) ++board.strange;
   }
 }
 

@@ -13,6 +13,11 @@
 // The keys: most are short, one fills a block, one needs two.
 std::vector<std::string> tortureKeys(u32 blockSize);
 
+// The key that this worker alone replaces, and nobody deletes. It is to be written before any
+// other, so that it stands at the start of its probe and never moves. REQUIRES: worker < workers <=
+// slots.
+std::string keptKey(u32 worker, u32 workers, u32 slots);
+
 // Whether a value is whole and of that key. An empty one always is.
 bool isWhole(const std::string& key, const std::string& value);
 
@@ -21,7 +26,9 @@ class Worker {
   struct Options {
     u32 id = 0;  // its place on the board
     u32 seed = 0;
-    u32 blockSize = 0;           // bytes
+    u32 workers = 0;
+    u32 blockSize = 0;  // bytes
+    u32 slots = 0;
     bool walks = false;          // one thread at a time may walk a store
     bool measuresWaits = false;  // costs a system call for each operation
   };
@@ -39,6 +46,8 @@ class Worker {
   void operate();
   void put(const std::string& key);
   void read(const std::string& key);
+  void replaceKept();
+  void readKept(u32 worker);
   void list();
   void notePause();
   u64 waited() const;
@@ -49,7 +58,7 @@ class Worker {
   Progress& progress;
   const Options options;
   std::mt19937_64 engine;
-  std::vector<std::string> keys;
+  std::vector<std::string> keys, kept;
   int schedule = -1;  // the kernel's account of this thread
   Clock::time_point lastEnd;
   u64 lastWaited = 0;  // ns
