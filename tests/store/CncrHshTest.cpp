@@ -182,37 +182,6 @@ TEST(CncrHsh, AChainWithAPinThatIsNeverGivenBackCanBeReplacedAndDeleted) {
   EXPECT_EQ(its.image().census().lost, 1U) << "only the pinned block is lost";
 }
 
-// The other side shares the memory: whatever stands in it, an operation ends and stays inside.
-TEST(CncrHsh, DamagedWordsLeadNobodyOutOfTheRegion) {
-  const u32 seed = randomSeed();
-  SCOPED_TRACE("seed " + std::to_string(seed));
-  Dice dice(seed);
-  constexpr u32 kN = 8;
-  constexpr u32 kB = 16;
-  constexpr u32 kWords = (200 + 36 * kN + kB * kN - 40) / 4;
-  const int rounds = kSlowBuild ? 4000 : 20000;
-  for (int round = 0; round < rounds; ++round) {
-    Index its(kN, kB);
-    for (int i = 0; i < 40; ++i) {
-      // A small number passes for an index, a version or a length, a large one for none.
-      const u32 version = dice(40);
-      its.set(40 + 4 * dice(kWords), dice(4) == 0 ? kEnd - dice(kEnd) : version);
-      // Readers that aren't there would only be waited for.
-      for (u32 block = 0; block < kN; ++block) its.state(block) &= 0x80000003;
-
-      const std::string key(dice(35) + 1, static_cast<char>('a' + dice(4)));
-      its.put(key, std::string(dice(60), 'v'));
-      std::string buffer(dice(200), '#');
-      u32 vlen = 0;
-      (void)its.index.len(key.data(), size32(key), &vlen, nullptr);
-      (void)its.index.get(key.data(), size32(key), buffer.data(), size32(buffer), nullptr);
-      (void)its.values.getKey(dice(kN), version, buffer.data(), size32(buffer));
-      (void)its.values.get(dice(kN), version, buffer.data(), size32(buffer), nullptr);
-      its.del(key);
-    }
-  }
-}
-
 TEST(CncrHshDeathTest, WrongArgumentsStopTheProcess) {
   Index its(4, 64);
   EXPECT_EXIT(its.put("", "value"), testing::KilledBySignal(SIGABRT), "^klen>0\n$");
