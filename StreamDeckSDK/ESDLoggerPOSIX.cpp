@@ -1,7 +1,12 @@
 // The system log of systems without os_log. Whoever starts the program by hand sees the lines on
 // standard error as well.
+#include <poll.h>
 #include <syslog.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <climits>
 #include <csignal>
 #include <ctime>
 
@@ -35,14 +40,21 @@ class PipeSignalHeld {
   bool wasPending = false;
 };
 
+// Whoever started us may hold the other end of a pipe and never read it, so a line that would have
+// to wait is left out. A pipe that takes anything takes this many bytes at once.
+void CopyToStandardError(const std::string& line) {
+  pollfd error{STDERR_FILENO, POLLOUT, 0};
+  if (poll(&error, 1, 0) != 1 || (error.revents & POLLOUT) == 0) return;
+  std::string text = std::string(program_invocation_short_name) + ": " + line;
+  text.resize(std::min<std::size_t>(text.size(), PIPE_BUF - 1));
+  text += '\n';
+  (void)!write(STDERR_FILENO, text.data(), text.size());
+}
+
 }  // namespace
 
 void ESDLogger::LogToSystem(const std::string& line) {
-  static const bool opened = [] {
-    openlog(nullptr, LOG_PERROR, LOG_USER);
-    return true;
-  }();
-  (void)opened;
   const PipeSignalHeld held;
-  syslog(LOG_NOTICE, "%s", line.c_str());
+  syslog(LOG_USER | LOG_NOTICE, "%s", line.c_str());
+  CopyToStandardError(line);
 }

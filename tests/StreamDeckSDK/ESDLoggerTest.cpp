@@ -73,12 +73,17 @@ TEST_F(ESDLoggerTest, TheSystemLogGetsEveryLineAndTheHostWhatItCan) {
   EXPECT_THAT(host.frames.rest(), IsEmpty());
 }
 
-TEST_F(ESDLoggerTest, AReaderThatHasGoneCostsNothing) {
+TEST_F(ESDLoggerTest, AReaderThatSleepsOrHasGoneCostsNothing) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
   const int before = dup(STDERR_FILENO);
   dup2(ends[1], STDERR_FILENO);
   close(ends[1]);
+  {
+    const Runner talking([] {
+      for (int i = 0; i < 2000; ++i) ESDLogWithContext("a.cpp", std::string(5000, '.'));
+    });
+  }
   close(ends[0]);
   ESDLogWithContext("a.cpp", "into a broken pipe");
   ESDLogWithContext("a.cpp", "and again");
