@@ -70,7 +70,7 @@ RegionLock::~RegionLock() {
 bool RegionLock::grow(u64 bytes) const {
   struct stat status {};
   if (fstat(fd, &status) != 0) return false;
-  return static_cast<u64>(status.st_size) >= bytes || ftruncate(fd, static_cast<off_t>(bytes)) == 0;
+  return static_cast<u64>(status.st_size) >= bytes || SharedMem::lengthen(fd, bytes);
 }
 
 }  // namespace store

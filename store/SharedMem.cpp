@@ -4,6 +4,7 @@
 #include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -23,7 +24,7 @@ bool giveLength(int fd, u64 size, simdb_error& code) {
   (void)flock(fd, LOCK_EX);
   struct stat status {};
   const bool first = fstat(fd, &status) != 0 || status.st_size == 0;
-  if (first && ftruncate(fd, static_cast<off_t>(size)) != 0) code = SIMDB_RESIZE_FAILED;
+  if (first && !SharedMem::lengthen(fd, size)) code = SIMDB_RESIZE_FAILED;
   if (flock(fd, LOCK_UN) != 0) code = SIMDB_LOCK_FAILED;
   return first;
 }
@@ -51,6 +52,13 @@ void* mapFile(int fd, u64 size) {
 }
 
 }  // namespace
+
+bool SharedMem::lengthen(int fd, u64 bytes) {
+  struct statvfs space {};
+  const bool hasRoom = fstatvfs(fd, &space) != 0 ||
+                       static_cast<u64>(space.f_bavail) * static_cast<u64>(space.f_frsize) >= bytes;
+  return hasRoom && ftruncate(fd, static_cast<off_t>(bytes)) == 0;
+}
 
 SharedMem SharedMem::AllocAnon(const char* name, u64 size, bool /*raw*/, simdb_error* error) {
   simdb_error ignored = SIMDB_OK;

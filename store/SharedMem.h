@@ -32,6 +32,10 @@ class SharedMem {
   // is removed all the same.
   static void FreeAnon(SharedMem& mem);
 
+  // Gives a file that length. False: it can't have it, or the disk has no room for it. The file is
+  // sparse, and a block that finds no room later is a bus error, which ends the process.
+  static bool lengthen(int fd, u64 bytes);
+
   SharedMem() noexcept = default;  // owns nothing
   SharedMem(SharedMem&& other) noexcept;
   SharedMem& operator=(SharedMem&& other) noexcept;

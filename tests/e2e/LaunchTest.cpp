@@ -117,6 +117,7 @@ TEST_F(LaunchTest, WhateverTheMachineRefusesTheHostIsServedOrTheEndIsInOrder) {
       {kAlone + "mount -o remount,ro /var/tmp",
        true,
        {kNoStore + "ToXPlane, code 6", kNoStore + "FromXPlane, code 6"}},
+      {kAlone + "mount -o remount,size=64k /var/tmp", true, {kNoStore + "ToXPlane, code 8"}},
       {kAlone + "mkdir /var/tmp/simdb_ToXPlane", true, {kNoStore + "ToXPlane, code 6"}},
   };
   std::vector<std::unique_ptr<Host>> hosts;
