@@ -384,7 +384,7 @@ int main(int argc, char** argv) {
   if (wanted("frame")) frameTimes(*std::make_unique<Linked>(program, 1), quick ? 20 : 500);
   if (wanted("titles")) {
     Linked linked(program, 1);
-    for (std::uint64_t waiting : {1, 10, 100, 1000, 4000}) {
+    for (const std::uint64_t waiting : {1U, 10U, 100U, 1000U, 4000U}) {
       inTurn("titles/" + std::to_string(waiting), "1/s", rounds,
              {{"velomar", [&] { return titles(linked, waiting, seconds); }}});
     }
