@@ -69,9 +69,12 @@ u32 CncrHsh::nextChain(u32 i, u32 end) const {
 
 // The next slot from `i` on that may hold a key of this hash, else `end`.
 u32 CncrHsh::nextLikely(u32 i, u32 end, u32 hash) const {
+  const CncrStr& values = *str;
+  const u32 limit = values.blockLimit();
+  const store::Word64* const slots = table;
   for (; i < end; ++i) {
-    const VerIdx slot = fromSlot(i, store::load(table[i]));
-    if (str->isBlock(slot.idx) && !str->hasAnotherHash(slot, hash)) break;
+    const VerIdx slot = fromSlot(i, store::load(slots[i]));
+    if (slot.idx < limit && !values.hasAnotherHash(slot, hash)) break;
   }
   return i;
 }

@@ -121,17 +121,20 @@ class CncrStr {
   // Sends a chain that nobody can reach any more back to the free list.
   void doFree(u32 block) const;
 
-  // Whether an index from the region may be used. VELOMAR_TRUST_REGION is for the benchmark of what
-  // that costs: no program may be built with it.
+  // An index from the region may be used if it is below this. VELOMAR_TRUST_REGION is for the
+  // benchmark of what that costs: no program may be built with it.
 #ifdef VELOMAR_TRUST_REGION
-  bool isBlock(u32 index) const {
-    return index < 0xFFFFFFFE;
+  u32 blockLimit() const {
+    return 0xFFFFFFFE;
   }
 #else
-  bool isBlock(u32 index) const {
-    return index < lst.blocks();
+  u32 blockLimit() const {
+    return lst.blocks();
   }
 #endif
+  bool isBlock(u32 index) const {
+    return index < blockLimit();
+  }
   bool isDeleted(u32 block) const {
     return (store::load(entries[block].state) & kIsDeleted) != 0;
   }
