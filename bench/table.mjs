@@ -41,11 +41,12 @@ function readResults() {
       add(work, who, value);
     }
   }
-  return new Map([...all].map(([key, figures]) => [key, median(figures)]));
+  return all;
 }
 
 const results = readResults();
-const figure = (work, who = "velomar") => results.get(`${work}, ${who}`);
+const rounds = (work, who) => results.get(`${work}, ${who}`);
+const figure = (work, who = "velomar") => rounds(work, who) && median(rounds(work, who));
 
 // How many times faster `ours` is than a peer: times divide one way, rates the other.
 const byTime = (ours, peer) => figure(peer) / figure(ours);
@@ -245,11 +246,12 @@ function growth() {
   return all.join("\n");
 }
 
-// What it costs that no index from a region is used before it was compared with the block count.
+// What it costs that no index from a region is used before it was compared with the block count. A
+// few per cent are less than what other work on the machine adds, so the least of the rounds counts.
 function checks() {
   const all = ["| Work | with the look | without | costs |", "|---|---|---|---|"];
   for (const work of ["message<SimdbMap>/200", "message<SimdbMap>/20480", "getPresent<SimdbMap>", "getAbsent/1000/4096"]) {
-    const [checked, trusting] = [figure(work, "checking"), figure(work, "trusting")];
+    const [checked, trusting] = ["checking", "trusting"].map((who) => Math.min(...rounds(work, who)));
     all.push(`| \`${work}\` | ${time(checked)} | ${time(trusting)} | ${percent(checked / trusting - 1)} |`);
   }
   return all.join("\n");
