@@ -11,6 +11,8 @@
 //
 //   word of an entry      written by           how        what makes a racing read harmless
 //   state                 alloc, pins, delete  swap, load it is the one word that decides
+//                                                         (alloc may note it while it refuses pins:
+//                                                         nobody else can change it then)
 //   version               alloc, doFree        note       written before the words below, and every
 //                                                         reader compares it again after them
 //   next len klen hash    alloc                note       version
