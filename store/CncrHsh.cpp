@@ -17,19 +17,14 @@ u64 nextPowerOfTwo(u64 n) {
   return power;
 }
 
-// The word in an even slot has the index in its low half, the word in an odd slot in its high half.
-u64 turned(u32 i, u64 word) {
-  return i % 2 == 0 ? word : word << 32U | word >> 32U;
-}
+// One thread's last short key.
+struct LastKey {
+  u32 length = 0;
+  u32 hash = 0;
+  u8 bytes[32] = {};
+};
 
-u64 toSlot(u32 i, CncrStr::VerIdx chain) {
-  return turned(i, u64{chain.version} << 32U | chain.idx);
-}
-
-CncrStr::VerIdx fromSlot(u32 i, u64 word) {
-  const u64 chain = turned(i, word);
-  return {static_cast<u32>(chain), static_cast<u32>(chain >> 32U)};
-}
+thread_local LastKey lastKey;
 
 }  // namespace
 
@@ -38,6 +33,20 @@ u32 CncrHsh::hashOf(const void* key, u32 klen) {
   u64 hash = kFnvBasis;
   for (u32 i = 0; i < klen; ++i) hash = (hash ^ bytes[i]) * kFnvPrime;
   return static_cast<u32>(hash >> 32U) ^ static_cast<u32>(hash);
+}
+
+u32 CncrHsh::recalledHashOf(const void* key, u32 klen) {
+  if (klen == 0 || klen > sizeof lastKey.bytes) return hashOf(key, klen);
+  LastKey& last = lastKey;
+  // Keys that are counted up differ in their last byte.
+  const bool isLast = last.length == klen &&
+                      static_cast<const u8*>(key)[klen - 1] == last.bytes[klen - 1] &&
+                      velomar::sameShort(key, last.bytes, klen);
+  if (isLast) return last.hash;
+  last.length = klen;
+  last.hash = hashOf(key, klen);
+  velomar::copyShort(last.bytes, key, klen);
+  return last.hash;
 }
 
 CncrHsh::CncrHsh(void* area, u32 count, CncrStr* values, bool owner) : m_sz(count), str(values) {
@@ -50,52 +59,66 @@ CncrHsh::CncrHsh(void* area, u32 count, CncrStr* values, bool owner) : m_sz(coun
   for (u32 i = 0; i < m_sz; ++i) store::note(table[i], toSlot(i, empty));
 }
 
-// Most of a table is unused most of the time, so that four slots are looked at together. An unused
-// one has an index of which all bits but the lowest are set.
-u32 CncrHsh::nextChain(u32 i, u32 end) const {
-  const auto pair = [this](u32 even) {
-    return static_cast<u32>(store::load(table[even])) &
-           static_cast<u32>(store::load(table[even + 1]) >> 32U);
-  };
-  if (i % 2 != 0) {
-    if (i >= end || isChain(load(i))) return i;
-    ++i;
-  }
+// Most of a table is unused most of the time, so that eight slots are looked at together: these and
+// those behind them from slot `i` on, a multiple of eight. An unused slot has an index of which all
+// bits but the lowest are set.
+inline bool CncrHsh::isOctetUnused(u32 i) const {
+  const store::Word64* const slots = table + i;
+  const auto word = [slots](u32 k) { return store::load(slots[k]); };
+  const u64 even = word(0) & word(2) & word(4) & word(6);
+  const u64 odd = word(1) & word(3) & word(5) & word(7);
   constexpr u32 kUnused = 0xFFFFFFFE;
-  while (end - i >= 4 && (pair(i) & pair(i + 2) & kUnused) == kUnused) i += 4;
-  while (i < end && !isChain(load(i))) ++i;
+  return (static_cast<u32>(even) & static_cast<u32>(odd >> 32U) & kUnused) == kUnused;
+}
+
+// The first slot from `i` on that holds a chain for which `is(chain)` is true, else `end`. Eight at
+// a time only where eight were unused: in a crowded table that look would be in vain.
+template <typename Condition>
+u32 CncrHsh::nextUsed(u32 i, u32 end, Condition is) const {
+  const store::Word64* const slots = table;
+  const auto holds = [slots, &is](u32 k) {
+    const VerIdx slot = fromSlot(k, store::load(slots[k]));
+    return isChain(slot) && is(slot);
+  };
+  for (; i < end && i % 8 != 0; ++i) {
+    if (holds(i)) return i;
+  }
+  bool wereUnused = true;
+  for (; end - i >= 8; i += 8) {
+    if (wereUnused && isOctetUnused(i)) continue;
+    wereUnused = true;
+#pragma GCC unroll 8
+    for (u32 k = 0; k < 8; ++k) {
+      const VerIdx slot = fromSlot(k, store::load(slots[i + k]));
+      if (!isChain(slot)) continue;
+      if (is(slot)) return i + k;
+      wereUnused = false;
+    }
+  }
+  while (i < end && !holds(i)) ++i;
   return i;
+}
+
+u32 CncrHsh::nextChain(u32 i, u32 end) const {
+  return nextUsed(i, end, [](VerIdx) { return true; });
 }
 
 // The next slot from `i` on that may hold a key of this hash, else `end`.
 u32 CncrHsh::nextLikely(u32 i, u32 end, u32 hash) const {
-  const CncrStr& values = *str;
-  const u32 limit = values.blockLimit();
-  const store::Word64* const slots = table;
-  for (; i < end; ++i) {
-    const VerIdx slot = fromSlot(i, store::load(slots[i]));
-    if (slot.idx < limit && !values.hasAnotherHash(slot, hash)) break;
-  }
-  return i;
+  // A copy: its pointers stay in registers, whatever is loaded through them.
+  return nextUsed(i, end, [values = *str, hash](VerIdx chain) {
+    return values.isBlock(chain.idx) && !values.hasAnotherHash(chain, hash);
+  });
 }
 
 CncrHsh::VerIdx CncrHsh::load(u32 i) const {
   velomar::require(i < m_sz, "i < m_sz");
-  return fromSlot(i, store::load(table[i]));
-}
-
-bool CncrHsh::swapSlot(u32 i, VerIdx seen, VerIdx desired) const {
-  u64 word = toSlot(i, seen);
-  return store::swap(table[i], word, toSlot(i, desired));
-}
-
-CncrStr::Match CncrHsh::compare(VerIdx chain, const Key& key) const {
-  return str->compare(chain.idx, chain.version, key.bytes, key.length, key.hash);
+  return slotAt(i);
 }
 
 bool CncrHsh::put(const void* key, u32 klen, const void* value, u32 vlen, u32* firstBlock) {
   velomar::require(klen > 0, "klen>0");
-  const u32 hash = hashOf(key, klen);
+  const u32 hash = recalledHashOf(key, klen);
   const u32 size = klen + vlen;
   // A sum that wraps is more than any region holds.
   const VerIdx chain = size < klen ? empty : str->alloc(size, klen, hash, nullptr);
@@ -112,18 +135,28 @@ CncrHsh::VerIdx CncrHsh::putHashed(u32 hash, VerIdx chain, const void* key, u32 
   const Key wanted{key, klen, hash};
   VerIdx before = chain;
   (void)walk(hash, [&](u32 i) {
-    VerIdx last = empty;
-    for (int stays = 0;; ++stays) {
-      const Put step = putAt(i, chain, wanted, stays < kPatience, before);
-      if (step != Put::SameSlot) return step == Put::Done;
-      // Only a slot that never changes uses up the patience: another word is another thread's
-      // progress.
-      const VerIdx now = load(i);
-      if (now != last) stays = 0;
-      last = now;
+    const VerIdx slot = slotAt(i);
+    if (!isChain(slot) && swapSlot(i, slot, chain)) {
+      before = slot;
+      return true;
     }
+    return putIn(i, chain, wanted, before);
   });
   return before;
+}
+
+// True: the slot has taken the chain.
+bool CncrHsh::putIn(u32 i, VerIdx chain, const Key& key, VerIdx& before) const {
+  VerIdx last = empty;
+  for (int stays = 0;; ++stays) {
+    const Put step = putAt(i, chain, key, stays < kPatience, before);
+    if (step != Put::SameSlot) return step == Put::Done;
+    // Only a slot that never changes uses up the patience: another word is another thread's
+    // progress.
+    const VerIdx now = slotAt(i);
+    if (now != last) stays = 0;
+    last = now;
+  }
 }
 
 // One try on one slot. An impatient try takes the slot's word as it stands: a pin on the chain has
@@ -131,7 +164,7 @@ CncrHsh::VerIdx CncrHsh::putHashed(u32 hash, VerIdx chain, const void* key, u32 
 // slot that hasn't changed still names the chain that is to be replaced.
 CncrHsh::Put CncrHsh::putAt(u32 i, VerIdx chain, const Key& key, bool patient,
                             VerIdx& before) const {
-  const VerIdx slot = load(i);
+  const VerIdx slot = slotAt(i);
   if (!isChain(slot)) {
     if (!swapSlot(i, slot, chain)) return Put::SameSlot;
     before = slot;
@@ -158,7 +191,7 @@ CncrHsh::Put CncrHsh::putAt(u32 i, VerIdx chain, const Key& key, bool patient,
 
 u32 CncrHsh::len(const void* key, u32 klen, u32* vlen, u32* version) const {
   if (klen == 0) return 0;
-  const Key wanted{key, klen, hashOf(key, klen)};
+  const Key wanted{key, klen, recalledHashOf(key, klen)};
   CncrStr::Lengths lengths{0, 0};
   const bool found =
       walkLikely(wanted.hash, m_sz, [&](u32 i) { return lenAt(i, wanted, version, lengths); });
@@ -171,7 +204,7 @@ u32 CncrHsh::len(const void* key, u32 klen, u32* vlen, u32* version) const {
 // sense.
 bool CncrHsh::lenAt(u32 i, const Key& key, u32* version, CncrStr::Lengths& lengths) const {
   for (int looks = 0; looks < kLooks; ++looks) {
-    const VerIdx slot = load(i);
+    const VerIdx slot = slotAt(i);
     if (!isChain(slot) || !str->isBlock(slot.idx)) return false;
     if (version != nullptr) *version = slot.version;
     const auto found = compare(slot, key);
@@ -189,12 +222,12 @@ bool CncrHsh::get(const void* key, u32 klen, void* out, u32 maxlen, u32* readlen
   if (klen == 0) return false;
   u32 got = 0;
   return runMatch(
-      key, klen, hashOf(key, klen),
+      key, klen, recalledHashOf(key, klen),
       [&](VerIdx chain) { return str->get(chain.idx, chain.version, out, maxlen, readlen); }, got);
 }
 
 bool CncrHsh::del(const void* key, u32 klen) {
-  const VerIdx before = delHashed(key, klen, hashOf(key, klen));
+  const VerIdx before = delHashed(key, klen, recalledHashOf(key, klen));
   if (!isChain(before)) return false;
   str->decReadersOrDel(before.idx, true);
   return true;
@@ -210,7 +243,7 @@ CncrHsh::VerIdx CncrHsh::delHashed(const void* key, u32 klen, u32 hash) const {
 
 bool CncrHsh::delAt(u32 i, const Key& key, VerIdx& before) const {
   for (int looks = 0; looks < kLooks; ++looks) {
-    const VerIdx slot = load(i);
+    const VerIdx slot = slotAt(i);
     if (!isChain(slot) || !str->isBlock(slot.idx)) return false;
     const auto found = compare(slot, key);
     if (found == CncrStr::Matched && swapSlot(i, slot, deleted)) {

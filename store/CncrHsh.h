@@ -30,6 +30,10 @@ class CncrHsh {
   // 64-bit FNV-1a (Fowler, Noll, Vo; draft-eastlake-fnv), its halves folded by exclusive or.
   static u32 hashOf(const void* key, u32 klen);
 
+  // The same. A message is written, read and deleted under one key, and the hash of the thread's
+  // last key is kept for that.
+  static u32 recalledHashOf(const void* key, u32 klen);
+
   // Whether a slot's content names a chain rather than being `empty` or `deleted`.
   static bool isChain(VerIdx slot) { return slot.idx < deleted.idx; }
 
@@ -94,9 +98,13 @@ class CncrHsh {
     u32 hash;
   };
 
+  static u64 turned(u32 i, u64 word);
+  static u64 toSlot(u32 i, VerIdx chain);
+  static VerIdx fromSlot(u32 i, u64 word);
+  VerIdx slotAt(u32 i) const;
   bool swapSlot(u32 i, VerIdx seen, VerIdx desired) const;
   CncrStr::Match compare(VerIdx chain, const Key& key) const;
-  bool stands(u32 i, VerIdx seen) const { return load(i) == seen; }
+  bool stands(u32 i, VerIdx seen) const { return slotAt(i) == seen; }
 
   // Where a probe begins: hash mod N, mostly without a division.
   u32 startOf(u32 hash) const { return (m_sz & (m_sz - 1)) == 0 ? hash & (m_sz - 1) : hash % m_sz; }
@@ -107,9 +115,16 @@ class CncrHsh {
   bool walk(u32 hash, Visit visit) const;
   template <typename Visit>
   bool walkLikely(u32 hash, u32 steps, Visit visit) const;
+  bool mayHave(VerIdx slot, u32 hash) const {
+    return slot.idx < str->blockLimit() && !str->hasAnotherHash(slot, hash);
+  }
   u32 nextLikely(u32 i, u32 end, u32 hash) const;
+  template <typename Condition>
+  u32 nextUsed(u32 i, u32 end, Condition is) const;
+  bool isOctetUnused(u32 i) const;
 
   enum class Put { Done, NextSlot, SameSlot };
+  bool putIn(u32 i, VerIdx chain, const Key& key, VerIdx& before) const;
   Put putAt(u32 i, VerIdx chain, const Key& key, bool patient, VerIdx& before) const;
   bool lenAt(u32 i, const Key& key, u32* version, CncrStr::Lengths& lengths) const;
   bool delAt(u32 i, const Key& key, VerIdx& before) const;
@@ -123,14 +138,43 @@ class CncrHsh {
   CncrStr* str = nullptr;          // not owned
 };
 
+// The word in an even slot has the index in its low half, the word in an odd slot in its high half.
+inline u64 CncrHsh::turned(u32 i, u64 word) {
+  return i % 2 == 0 ? word : word << 32U | word >> 32U;
+}
+
+inline u64 CncrHsh::toSlot(u32 i, VerIdx chain) {
+  return turned(i, u64{chain.version} << 32U | chain.idx);
+}
+
+inline CncrHsh::VerIdx CncrHsh::fromSlot(u32 i, u64 word) {
+  const u64 chain = turned(i, word);
+  return {static_cast<u32>(chain), static_cast<u32>(chain >> 32U)};
+}
+
+inline CncrHsh::VerIdx CncrHsh::slotAt(u32 i) const {
+  return fromSlot(i, store::load(table[i]));
+}
+
+inline bool CncrHsh::swapSlot(u32 i, VerIdx seen, VerIdx desired) const {
+  u64 word = toSlot(i, seen);
+  return store::swap(table[i], word, toSlot(i, desired));
+}
+
+inline CncrStr::Match CncrHsh::compare(VerIdx chain, const Key& key) const {
+  return str->compare(chain.idx, chain.version, key.bytes, key.length, key.hash);
+}
+
 // Goes through `steps` slots of a probe, linear from hash mod N: in one stretch, or in two if it
 // wraps. Ends when `stretch(from, to)` returns true.
 template <typename Stretch>
 bool CncrHsh::probe(u32 hash, u32 steps, Stretch stretch) const {
-  if (m_sz == 0) return false;
-  const u32 start = startOf(hash);
-  const u32 ahead = std::min(steps, m_sz - start);
-  return stretch(start, start + ahead) || stretch(0, steps - ahead);
+  for (u32 from = startOf(hash); steps > 0; from = 0) {
+    const u32 ahead = std::min(steps, m_sz - from);
+    if (stretch(from, from + ahead)) return true;
+    steps -= ahead;
+  }
+  return false;
 }
 
 // Visits every slot of a probe until `visit(i)` returns true.
@@ -147,8 +191,10 @@ bool CncrHsh::walk(u32 hash, Visit visit) const {
 template <typename Visit>
 bool CncrHsh::walkLikely(u32 hash, u32 steps, Visit visit) const {
   return probe(hash, steps, [&](u32 i, u32 to) {
-    for (i = nextLikely(i, to, hash); i < to; i = nextLikely(i + 1, to, hash)) {
-      if (visit(i)) return true;
+    for (; i < to; ++i) {
+      // Most lookups end where they begin.
+      if (!mayHave(slotAt(i), hash)) i = nextLikely(i + 1, to, hash);
+      if (i < to && visit(i)) return true;
     }
     return false;
   });
@@ -166,7 +212,7 @@ CncrHsh::Glance CncrHsh::glance(const void* key, u32 klen, u32 hash, Function ma
   const Key wanted{key, klen, hash};
   Glance result = Glance::Absent;
   (void)walkLikely(hash, m_sz, [&](u32 i) {
-    const VerIdx slot = load(i);
+    const VerIdx slot = slotAt(i);
     if (!isChain(slot) || !str->isBlock(slot.idx)) return false;
     const auto found = compare(slot, wanted);
     if (found == CncrStr::NoMatch && str->isCurrent(slot)) return false;
@@ -179,7 +225,7 @@ CncrHsh::Glance CncrHsh::glance(const void* key, u32 klen, u32 hash, Function ma
 template <typename Function>
 bool CncrHsh::matchAt(u32 i, const Key& key, Function& match) const {
   for (int looks = 0; looks < kLooks; ++looks) {
-    const VerIdx slot = load(i);
+    const VerIdx slot = slotAt(i);
     if (!isChain(slot) || !str->isBlock(slot.idx)) return false;
     const bool pinned = str->pin(slot.idx);
     const u32 version = pinned ? str->version(slot.idx) : 0;

@@ -7,22 +7,6 @@ namespace {
 
 constexpr int kTriesAtOnce = 4;
 
-u32 versionOf(u64 head) {
-  return static_cast<u32>(head);
-}
-u32 indexOf(u64 head) {
-  return static_cast<u32>(head >> 32U);
-}
-u64 makeHead(u32 index, u32 version) {
-  return u64{index} << 32U | version;
-}
-
-// The version after so many pops. They leave 0 out.
-u32 advanced(u32 version, u32 pops) {
-  const u32 sum = version + pops;
-  return sum < version ? sum + 1 : sum;
-}
-
 }  // namespace
 
 CncrLst::CncrLst(void* area, u32 count, bool owner) : cnt(count) {
@@ -39,17 +23,6 @@ CncrLst::CncrLst(void* area, u32 count, bool owner) : cnt(count) {
   store::note(*head, makeHead(0, 0));
 }
 
-u32 CncrLst::nxt() {
-  u64 seen = store::load(*head);
-  // Any index that is no block ends the list, so that a damaged region can't lead out of itself.
-  while (indexOf(seen) < cnt) {
-    const u32 top = indexOf(seen);
-    const u64 popped = makeHead(store::look(links[top]), advanced(versionOf(seen), 1));
-    if (store::swap(*head, seen, popped)) return top;
-  }
-  return LIST_END;
-}
-
 u32 CncrLst::nxt(u32 prev) {
   const u32 block = nxt();
   // Pops of several threads interleave, so neighbours in a chain were seldom neighbours in the
@@ -58,7 +31,7 @@ u32 CncrLst::nxt(u32 prev) {
   return block;
 }
 
-u32 CncrLst::alloc(u32 count) {
+u32 CncrLst::takeChain(u32 count) {
   const u32 first = count <= cnt ? takeAtOnce(count) : LIST_END;
   return first != LIST_END ? first : takeOneByOne(count);
 }
@@ -94,12 +67,4 @@ u32 CncrLst::takeOneByOne(u32 count) {
     current = block;
   }
   return first;
-}
-
-u32 CncrLst::free(u32 first, u32 last) {
-  u64 seen = store::load(*head);
-  do {
-    store::note(links[last], indexOf(seen));
-  } while (!store::swap(*head, seen, makeHead(first, versionOf(seen) + 1)));
-  return indexOf(seen);
 }

@@ -47,6 +47,12 @@ class CncrLst {
   u32 blocks() const { return cnt; }
 
  private:
+  static u32 versionOf(u64 seen) { return static_cast<u32>(seen); }
+  static u32 indexOf(u64 seen) { return static_cast<u32>(seen >> 32U); }
+  static u64 makeHead(u32 index, u32 version) { return u64{index} << 32U | version; }
+  static u32 advanced(u32 version, u32 pops);
+
+  u32 takeChain(u32 count);
   u32 takeAtOnce(u32 count);
   u32 takeOneByOne(u32 count);
 
@@ -54,3 +60,32 @@ class CncrLst {
   store::Word64* head = nullptr;   // low half: version, high half: index of the first free block
   u32 cnt = 0;                     // N: an index from the region is compared with it before use
 };
+
+// The version after so many pops. They leave 0 out.
+inline u32 CncrLst::advanced(u32 version, u32 pops) {
+  const u32 sum = version + pops;
+  return sum < version ? sum + 1 : sum;
+}
+
+inline u32 CncrLst::nxt() {
+  u64 seen = store::load(*head);
+  // Any index that is no block ends the list, so that a damaged region can't lead out of itself.
+  while (indexOf(seen) < cnt) {
+    const u32 top = indexOf(seen);
+    const u64 popped = makeHead(store::look(links[top]), advanced(versionOf(seen), 1));
+    if (store::swap(*head, seen, popped)) return top;
+  }
+  return LIST_END;
+}
+
+inline u32 CncrLst::alloc(u32 count) {
+  return count == 1 ? nxt() : takeChain(count);
+}
+
+inline u32 CncrLst::free(u32 first, u32 last) {
+  u64 seen = store::load(*head);
+  do {
+    store::note(links[last], indexOf(seen));
+  } while (!store::swap(*head, seen, makeHead(first, versionOf(seen) + 1)));
+  return indexOf(seen);
+}

@@ -70,20 +70,16 @@ CncrStr::VerIdx CncrStr::alloc(u32 size, u32 klen, u32 hash, BlkCnt* report) {
   const VerIdx chain{first, static_cast<u32>(store::add(*versions, u64{1}))};
 
   PinPatience patience;
-  u32 block = first;
-  u32 following = lst.link(block);
-  for (u32 left = needed - 1; left > 0; --left, following = lst.link(block)) {
+  u32 following = lst.link(first);
+  fill(first, needed > 1 ? following : LIST_END, chain, size, klen, hash);
+  for (u32 left = needed - 1; left > 0; --left) {
+    const u32 block = following;
     // Only a damaged region has a link here that is no block. What is left of the chain is lost.
-    if (!isBlock(following)) return {LIST_END, 0};
-    fill(block, following, chain, size);
-    if (block != first) publishState(block, 0, patience);
-    block = following;
+    if (!isBlock(block)) return {LIST_END, 0};
+    following = lst.link(block);
+    fill(block, left > 1 ? following : LIST_END, chain, size, 0, 0);
+    publishState(block, 0, patience);
   }
-  fill(block, LIST_END, chain, size);
-  if (block != first) publishState(block, 0, patience);
-
-  note(entries[first].klen, klen);
-  note(entries[first].hash, hash);
   publishState(first, kIsKey, patience);
 
   ++__simdb_allocs;
@@ -93,13 +89,13 @@ CncrStr::VerIdx CncrStr::alloc(u32 size, u32 klen, u32 hash, BlkCnt* report) {
 
 // The version goes first: a reader that sees any of the other words of this chain then also sees
 // that the chain isn't the one that it came for.
-void CncrStr::fill(u32 block, u32 following, VerIdx chain, u32 size) {
+void CncrStr::fill(u32 block, u32 following, VerIdx chain, u32 size, u32 klen, u32 hash) {
   BlkEntry& entry = entries[block];
   note(entry.version, chain.version);
   note(entry.next, following);
   note(entry.len, size);
-  note(entry.klen, u32{0});
-  note(entry.hash, u32{0});
+  note(entry.klen, klen);
+  note(entry.hash, hash);
 }
 
 // A thread that read a slot long ago may pin this block only now. A plain store would wipe out its
@@ -107,8 +103,15 @@ void CncrStr::fill(u32 block, u32 following, VerIdx chain, u32 size) {
 // from then on. So the state is swapped, and a pin that is seen gets time to go. The time is
 // bounded: a pin that a dead process left behind must not block anyone.
 void CncrStr::publishState(u32 block, u32 state, PinPatience& patience) {
+  const u32 seen = store::load(entries[block].state);
+  // What refuses pins and has none can't change under our hands, and what is right can stay.
+  if (seen == state) return;
+  if (seen == kFreed) return note(entries[block].state, state);
+  swapState(block, seen, state, patience);
+}
+
+void CncrStr::swapState(u32 block, u32 seen, u32 state, PinPatience& patience) {
   auto& word = entries[block].state;
-  u32 seen = store::load(word);
   patience.beginBlock();
   do {
     // Also a pin that made the swap fail gets its time.
@@ -116,13 +119,16 @@ void CncrStr::publishState(u32 block, u32 state, PinPatience& patience) {
       std::this_thread::sleep_for(kPinPause);
       seen = store::load(word);
     }
-    // What refuses pins and has none can't change under our hands, and what is right can stay.
-    if (seen == state) return;
-    if (seen == (kIsKey | kIsDeleted)) return note(word, state);
   } while (!store::swap(word, seen, state));
 }
 
 void CncrStr::put(u32 block, const void* key, u32 klen, const void* value, u32 vlen) {
+  if (klen > blockSize || vlen > blockSize - klen) return putLong(block, key, klen, value, vlen);
+  store::copyBytes(blockAt(block), key, klen);
+  store::copyBytes(blockAt(block, klen), value, vlen);
+}
+
+void CncrStr::putLong(u32 block, const void* key, u32 klen, const void* value, u32 vlen) {
   u32 used = 0;  // bytes of the current block
   const auto append = [&](const void* bytes, u32 count) {
     const u8* from = static_cast<const u8*>(bytes);
@@ -144,9 +150,7 @@ void CncrStr::put(u32 block, const void* key, u32 klen, const void* value, u32 v
   append(value, vlen);
 }
 
-CncrStr::Match CncrStr::compare(u32 block, u32 version, const void* key, u32 klen, u32 hash) const {
-  if (!isBlock(block)) return NoMatch;
-  if (look(entries[block].hash) != hash || look(entries[block].klen) != klen) return NoMatch;
+CncrStr::Match CncrStr::compareLong(u32 block, u32 version, const void* key, u32 klen) const {
   bool same = this->version(block) == version;
   const u8* rest = static_cast<const u8*>(key);
   for (; klen >= blockSize; klen -= blockSize, rest += blockSize) {
@@ -245,6 +249,15 @@ u32 CncrStr::copyBlock(u32 block, void* out, u32 offset, u32 length) const {
 bool CncrStr::appendValue(VerIdx chain, std::string& value) const {
   Lengths sizes{0, 0};
   if (!lengths(chain, sizes)) return false;
+  if (sizes.len > blockSize) return appendLong(chain, sizes, value);
+  const u32 vlen = sizes.len - sizes.klen;
+  value.reserve(value.size() + vlen);
+  store::appendBytes(value, blockAt(chain.idx, sizes.klen), vlen);
+  // A chain that is given back loses its version before anybody else can write to its blocks.
+  return isCurrent(chain);
+}
+
+bool CncrStr::appendLong(VerIdx chain, Lengths sizes, std::string& value) const {
   u32 block = chain.idx;
   u32 offset = sizes.klen;
   for (; offset >= blockSize && isBlock(block); offset -= blockSize) block = next(block);
@@ -256,7 +269,6 @@ bool CncrStr::appendValue(VerIdx chain, std::string& value) const {
     store::appendBytes(value, blockAt(block, offset), piece);
     left -= piece;
   }
-  // A chain that is given back loses its version before anybody else can write to its blocks.
   return isCurrent(chain);
 }
 
@@ -269,10 +281,6 @@ bool CncrStr::pin(u32 block) const {
   return true;
 }
 
-bool CncrStr::decReadersOrDel(u32 block, bool del) const {
-  return del ? markDeleted(block) : unpin(block);
-}
-
 bool CncrStr::unpin(u32 block) const {
   auto& state = entries[block].state;
   u32 seen = store::load(state);
@@ -282,30 +290,6 @@ bool CncrStr::unpin(u32 block) const {
   if ((seen & ~kIsKey) != (kIsDeleted | kOneReader)) return true;
   doFree(block);
   return false;
-}
-
-bool CncrStr::markDeleted(u32 block) const {
-  auto& state = entries[block].state;
-  u32 seen = store::load(state);
-  do {
-    if ((seen & kIsDeleted) != 0) return true;
-  } while (!store::swap(state, seen, seen | kIsDeleted));
-  const bool hadReaders = seen >= kOneReader;
-  if (hadReaders) return true;
-  doFree(block);
-  return false;
-}
-
-void CncrStr::doFree(u32 block) const {
-  const u32 first = block;
-  note(entries[block].version, u32{0});
-  // Bounded by the block count, so that links that go in a circle can't hold the thread.
-  for (u32 steps = 1; steps < lst.blocks() && isBlock(next(block)); ++steps) {
-    block = next(block);
-    note(entries[block].version, u32{0});
-  }
-  lst.free(first, block);
-  ++__simdb_deallocs;
 }
 
 bool CncrStr::lengths(VerIdx chain, Lengths& lengths) const {

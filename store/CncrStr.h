@@ -164,9 +164,15 @@ class CncrStr {
   static constexpr u32 kOneReader = 4;
   static constexpr u32 kRefusesPins = 0x80000002;  // isDeleted, or the sign of readers
 
-  void fill(u32 block, u32 following, VerIdx chain, u32 size);
+  static constexpr u32 kFreed = kIsKey | kIsDeleted;
+
   class PinPatience;
+  void fill(u32 block, u32 following, VerIdx chain, u32 size, u32 klen, u32 hash);
   void publishState(u32 block, u32 state, PinPatience& patience);
+  void swapState(u32 block, u32 seen, u32 state, PinPatience& patience);
+  void putLong(u32 block, const void* key, u32 klen, const void* value, u32 vlen);
+  Match compareLong(u32 block, u32 version, const void* key, u32 klen) const;
+  bool appendLong(VerIdx chain, Lengths sizes, std::string& value) const;
   // The product is taken in 32 bits by contract.
   void* blockAt(u32 block, u32 offset = 0) const {
     return data + u32{blockSize * block} + offset;
@@ -175,7 +181,7 @@ class CncrStr {
     return store::look(entries[block].next);
   }
   u32 blocksFor(u32 size) const {
-    return size / blockSize + (size % blockSize != 0 ? 1 : 0);
+    return size <= blockSize ? 1 : (size - 1) / blockSize + 1;
   }
   u64 capacity() const {
     return u64{blockSize} * lst.blocks();
@@ -193,3 +199,42 @@ class CncrStr {
   store::Word64* versions = nullptr;  // the next version to hand out
   u32 blockSize = 0;                  // B, bytes
 };
+
+inline CncrStr::Match CncrStr::compare(u32 block, u32 version, const void* key, u32 klen,
+                                       u32 hash) const {
+  if (!isBlock(block)) return NoMatch;
+  const BlkEntry& entry = entries[block];
+  if (store::look(entry.hash) != hash || store::look(entry.klen) != klen) return NoMatch;
+  if (klen >= blockSize) return compareLong(block, version, key, klen);
+  const bool same = this->version(block) == version;
+  if (!store::sameBytes(blockAt(block), key, klen)) return NoMatch;
+  return same ? Matched : MatchedStale;
+}
+
+inline bool CncrStr::decReadersOrDel(u32 block, bool del) const {
+  return del ? markDeleted(block) : unpin(block);
+}
+
+inline bool CncrStr::markDeleted(u32 block) const {
+  auto& state = entries[block].state;
+  u32 seen = store::load(state);
+  do {
+    if ((seen & kIsDeleted) != 0) return true;
+  } while (!store::swap(state, seen, seen | kIsDeleted));
+  const bool hadReaders = seen >= kOneReader;
+  if (hadReaders) return true;
+  doFree(block);
+  return false;
+}
+
+inline void CncrStr::doFree(u32 block) const {
+  const u32 first = block;
+  store::note(entries[block].version, u32{0});
+  // Bounded by the block count, so that links that go in a circle can't hold the thread.
+  for (u32 steps = 1; steps < lst.blocks() && isBlock(next(block)); ++steps) {
+    block = next(block);
+    store::note(entries[block].version, u32{0});
+  }
+  lst.free(first, block);
+  ++__simdb_deallocs;
+}

@@ -14,6 +14,8 @@ namespace {
 constexpr int kOpenTries = 100;
 constexpr int kReadTries = 256;
 
+constexpr std::size_t kKeysExpected = 16;  // most of the time; an empty store costs no memory
+
 // At rest a pass meets no slot more than three times, and all keys together fit into the store.
 constexpr u64 kCapacitiesPerPass = 4;
 
@@ -148,7 +150,7 @@ bool simdb::get(const std::string& key, std::string* value) const {
     value->clear();
     return values.appendValue(chain, *value);
   };
-  const u32 hash = CncrHsh::hashOf(key.data(), length32(key));
+  const u32 hash = CncrHsh::recalledHashOf(key.data(), length32(key));
   const auto glance = index.glance(key.data(), length32(key), hash, read);
   if (glance != CncrHsh::Glance::Unsure) return glance == CncrHsh::Glance::Found;
 
@@ -241,7 +243,10 @@ std::vector<simdb::VerStr> simdb::getKeyStrs() const {
   for (u64 total = 0; total < blkCnt && listed < limit;) {
     u64 searched = 0;
     VerStr key = nxtKey(&searched);
-    if (!key.str.empty()) keys.push_back(std::move(key));
+    if (!key.str.empty()) {
+      if (keys.empty()) keys.reserve(kKeysExpected);
+      keys.push_back(std::move(key));
+    }
     total += searched;
   }
   // Of a key that stands in two slots, or whose slot was passed twice, the first counts.
