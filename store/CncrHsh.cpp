@@ -19,12 +19,26 @@ u64 nextPowerOfTwo(u64 n) {
 
 // One thread's last short key.
 struct LastKey {
-  u32 length = 0;
+  u32 length = 0;  // none yet
   u32 hash = 0;
   u8 bytes[32] = {};
 };
 
 thread_local LastKey lastKey;
+
+bool isKept(u32 klen) {
+  return klen - 1 < sizeof lastKey.bytes;
+}
+
+// Not in line, so that a key that is known costs no room on the stack for this.
+[[gnu::noinline]] u32 hashOfAnother(const void* key, u32 klen) {
+  const u32 hash = CncrHsh::hashOf(key, klen);
+  if (!isKept(klen)) return hash;
+  lastKey.length = klen;
+  lastKey.hash = hash;
+  velomar::copyShort(lastKey.bytes, key, klen);
+  return hash;
+}
 
 }  // namespace
 
@@ -36,17 +50,12 @@ u32 CncrHsh::hashOf(const void* key, u32 klen) {
 }
 
 u32 CncrHsh::recalledHashOf(const void* key, u32 klen) {
-  if (klen == 0 || klen > sizeof lastKey.bytes) return hashOf(key, klen);
-  LastKey& last = lastKey;
+  const LastKey& last = lastKey;
   // Keys that are counted up differ in their last byte.
-  const bool isLast = last.length == klen &&
+  const bool isLast = isKept(klen) && last.length == klen &&
                       static_cast<const u8*>(key)[klen - 1] == last.bytes[klen - 1] &&
                       velomar::sameShort(key, last.bytes, klen);
-  if (isLast) return last.hash;
-  last.length = klen;
-  last.hash = hashOf(key, klen);
-  velomar::copyShort(last.bytes, key, klen);
-  return last.hash;
+  return isLast ? last.hash : hashOfAnother(key, klen);
 }
 
 CncrHsh::CncrHsh(void* area, u32 count, CncrStr* values, bool owner) : m_sz(count), str(values) {
@@ -241,7 +250,7 @@ CncrHsh::VerIdx CncrHsh::delHashed(const void* key, u32 klen, u32 hash) const {
   return before;
 }
 
-bool CncrHsh::delAt(u32 i, const Key& key, VerIdx& before) const {
+inline bool CncrHsh::delAt(u32 i, const Key& key, VerIdx& before) const {
   for (int looks = 0; looks < kLooks; ++looks) {
     const VerIdx slot = slotAt(i);
     if (!isChain(slot) || !str->isBlock(slot.idx)) return false;

@@ -142,29 +142,34 @@ bool simdb::put(const std::string& key, const std::string& value) {
 
 bool simdb::get(const std::string& key, std::string* value) const {
   if (key.empty()) return false;
-  // Size and bytes come from one chain: a value that is replaced meanwhile is seen whole, either
-  // the old or the new one.
-  CncrStr::VerIdx last = CncrHsh::empty;
-  const auto read = [&](CncrStr::VerIdx chain) {
-    last = chain;
+  const u32 hash = CncrHsh::recalledHashOf(key.data(), length32(key));
+  const auto glance = index.glance(key.data(), length32(key), hash, [&](CncrStr::VerIdx chain) {
     value->clear();
     return values.appendValue(chain, *value);
-  };
-  const u32 hash = CncrHsh::recalledHashOf(key.data(), length32(key));
-  const auto glance = index.glance(key.data(), length32(key), hash, read);
+  });
   if (glance != CncrHsh::Glance::Unsure) return glance == CncrHsh::Glance::Found;
+  return getPinned(key, hash, *value);
+}
 
-  last = CncrHsh::empty;
+// Size and bytes come from one chain: a value that is replaced meanwhile is seen whole, either the
+// old or the new one.
+bool simdb::getPinned(const std::string& key, u32 hash, std::string& value) const {
   bool found = false;
   bool whole = false;
   // A chain that still stands after it couldn't be read is damaged, and no try will make it whole.
+  CncrStr::VerIdx last = CncrHsh::empty;
   CncrStr::VerIdx before = CncrHsh::deleted;
+  const auto read = [&](CncrStr::VerIdx chain) {
+    last = chain;
+    value.clear();
+    return values.appendValue(chain, value);
+  };
   for (int tries = 0; !whole && last != before && tries < kReadTries; ++tries) {
     before = last;
     found = index.runMatch(key.data(), length32(key), hash, read, whole);
     if (!found) break;
   }
-  if (!whole) value->clear();
+  if (!whole) value.clear();
   return found;
 }
 

@@ -104,6 +104,7 @@ class simdb {
   void pointAtHeader();
   void initialise(u64 wantedSize, u64 wantedCount);
   void layOver(u64 b, u64 n, bool owner);
+  bool getPinned(const std::string& key, u32 hash, std::string& value) const;
 
   store::Word32* flags = nullptr;
   store::Word32* count = nullptr;
