@@ -44,6 +44,19 @@ TEST(CncrHsh, HashesAreFoldedFnv1a) {
   EXPECT_EQ(hashOf("a\0"s), 0xBDDF13E3U);
 }
 
+TEST(CncrHsh, RecallsNoOtherKeysHash) {
+  // Neighbours differ in length alone, in one byte, or end alike.
+  for (std::size_t length = 0; length < 40; ++length) {
+    std::string key(length, 'k');
+    for (std::size_t at = 0; at <= length; ++at, key.assign(length, 'k')) {
+      if (at < length) key[at] = 'x';
+      for (int again = 0; again < 2; ++again) {
+        EXPECT_EQ(CncrHsh::recalledHashOf(key.data(), size32(key)), hashOf(key)) << key;
+      }
+    }
+  }
+}
+
 TEST(CncrHsh, NeighbouringSlotsHoldTheirHalvesTheOtherWayRound) {
   Index its(8, 64);
   its.set(48 + 8 * 8, u64{5});
