@@ -1,5 +1,5 @@
-// The lenient decoder: any text. Its output's length follows from the input's alone, and it is what
-// the groups of four give one by one, in whatever company: long texts go through another path.
+// The lenient decoder: any text. Only the length is refused, and a long text, which goes through
+// another path, gives what its groups of four give one by one.
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
@@ -14,7 +14,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (failed != (size % 4 != 0)) std::abort();
   if (failed && output != "as it was") std::abort();
   if (failed) return 0;
-  if (output.size() > size / 4 * 3 || output.size() + 2 < size / 4 * 3) std::abort();
   // '=' shortens a text at its end alone. Elsewhere it is a 0 like 'A'.
   if (size > 4) std::replace(input.begin(), input.end() - 4, '=', 'A');
   std::string all;
