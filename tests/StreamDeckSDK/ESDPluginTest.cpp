@@ -146,28 +146,16 @@ TEST_F(ESDPluginTest, AnEventWithoutAnActionEndsInTheLog) {
 TEST_F(ESDPluginTest, AnActionSendsForItsOwnContext) {
   ESDConnectionManager& manager = connect(&plugin);
   ESDAction action(&manager, "A", "C");
-  EXPECT_EQ(action.GetAction(), "A");
-  EXPECT_EQ(action.GetContext(), "C");
-  EXPECT_EQ(action.GetESD(), &manager);
-
   action.SetState(-1);
   action.SetTitle("T", 1, 2);
   action.SetImage("", 1, 2);
   action.SetSettings({{"a", 1}});
-  action.ShowAlert();
-  action.ShowOK();
-  action.SetFeedback({{"b", 2}});
-  action.SetFeedbackLayout("L");
   action.SendToPropertyInspector({{"c", 3}});
   for (const std::string& frame :
        linesOf(R"({"context":"C","event":"setState","payload":{"state":-1}}
 {"context":"C","event":"setTitle","payload":{"state":2,"target":1,"title":"T"}}
 {"context":"C","event":"setImage","payload":{"image":"","state":2,"target":1}}
 {"context":"C","event":"setSettings","payload":{"a":1}}
-{"context":"C","event":"showAlert"}
-{"context":"C","event":"showOk"}
-{"context":"C","event":"setFeedback","payload":{"b":2}}
-{"context":"C","event":"setFeedbackLayout","payload":{"layout":"L"}}
 {"action":"A","context":"C","event":"sendToPropertyInspector","payload":{"c":3}})")) {
     EXPECT_EQ(host.frames.next(), frame);
   }

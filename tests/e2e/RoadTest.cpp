@@ -1,35 +1,15 @@
 #include <gmock/gmock.h>
 
-#include <thread>
-
-#include "store/simdb.h"
 #include "tests/e2e/Stage.h"
 
 namespace {
 
 using testing::Contains;
-using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 
 class RoadTest : public Stage {
  protected:
-  void bringUpPanel() {
-    tellDeck("plug D");
-    tellDeck("appear K D 0 0 GEAR");
-    tellDeck("dial E D 2 HEADING");
-  }
-
-  // The text behind the stamp and the tag, of every line that has the tag.
-  static Lines tagged(const ChildProcess& child, const std::string& tag) {
-    Lines found;
-    for (const std::string& line : child.lines()) {
-      const auto at = line.find(tag);
-      if (at != std::string::npos) found.push_back(line.substr(at + tag.size()));
-    }
-    return found;
-  }
-
   static constexpr char kReplay[] =
       R"({"Message":"Group Message","Messages":{"0":{"Message":"API Version","Version":1},)"
       R"("1":{"Device ID":"D","Message":"Add Device"},)"
@@ -40,50 +20,24 @@ class RoadTest : public Stage {
 };
 
 // The link's own pauses and limits, as the program has them.
-TEST_F(RoadTest, WithoutASimulatorOneHelloWaitsAndWhatIsPressedIsKept) {
+TEST_F(RoadTest, BothDirectionsWorkAndALostSimulatorBlanksThePanelAndComesBack) {
   startDeck();
   const double registered = stampOf(*deck, awaitDeck("registerPlugin"));
-  bringUpPanel();
-  tellDeck("press K");
+  for (const char* command : {"plug D", "appear K D 0 0 GEAR", "dial E D 2 HEADING"}) {
+    tellDeck(command);
+  }
   const auto said = awaitDeck("XPlaneManager.cpp: Sent Hello");
   EXPECT_GE(stampOf(*deck, said) - registered, 4.9) << "the start pause";
-  {
-    simdb peer("ToXPlane", 2048, 4096, false);
-    ASSERT_EQ(peer.openError(), SIMDB_OK);
-    // The line comes before the write.
-    const auto deadline = std::chrono::steady_clock::now() + kPatience;
-    while (peer.get("0000000001") != "{Hello}") {
-      ASSERT_LT(std::chrono::steady_clock::now(), deadline);
-      std::this_thread::yield();
-    }
-    EXPECT_EQ(peer.getKeyStrs().size(), 1U) << "nothing but the Hello goes out";
-  }
   startCockpit();
-  awaitCockpit("Force Refresh");
-  EXPECT_THAT(tagged(*cockpit, "from panel    "),
-              ElementsAre(R"({"Device ID":"D","Message":"Add Device"})",
-                          R"({"Column":0,"Context":"K","Controller":"Keypad","Device ID":"D",)"
-                          R"("KeyName":"GEAR","Message":"Add Context","Row":0})",
-                          R"({"Column":2,"Context":"E","Controller":"Encoder","Device ID":"D",)"
-                          R"("KeyName":"HEADING","Message":"Add Context","Row":0})",
-                          R"({"Context":"K","Message":"Key Down"})", kReplay));
-  endDeck();
-}
-
-TEST_F(RoadTest, BothDirectionsWorkAndALostSimulatorBlanksThePanelAndComesBack) {
-  startCockpit();
-  startDeck();
-  bringUpPanel();
   awaitCockpit(kReplay);
 
   auto seen = awaitCockpit("Force Refresh");
-  for (const char* command : {"press K", "release K", "push E", "pull E", "dialpress single",
-                              "push E", "pull E", "rotate E -3", "hold E"}) {
+  for (const char* command :
+       {"press K", "release K", "push E", "pull E", "rotate E -3", "hold E"}) {
     tellDeck(command);
   }
   for (const char* message :
        {R"({"Context":"K","Message":"Key Down"})", R"({"Context":"K","Message":"Key Up"})",
-        R"({"Context":"E","Message":"Dial Down"})", R"({"Context":"E","Message":"Dial Up"})",
         R"({"Context":"E","Message":"Dial Down"})", R"({"Context":"E","Message":"Dial Up"})",
         R"({"Context":"E","Message":"Encoder Rotate","Ticks":-3})",
         R"({"Context":"E","Hold":true,"Message":"Touch Tap"})"}) {
@@ -95,10 +49,6 @@ TEST_F(RoadTest, BothDirectionsWorkAndALostSimulatorBlanksThePanelAndComesBack) 
   tellCockpit(R"({"Message":"Update Image ID","Context":"E","Image ID":4294967295})");
   awaitDeck(R"({"context":"E","event":"setFeedback","payload":{"icon":"images/4294967295.png"}})");
   EXPECT_TRUE(std::filesystem::exists(folder / "images/4294967295.png"));
-
-  killCockpit();
-  startCockpit();
-  awaitCockpit(kReplay);  // its restart was too quick for a loss of the link
 
   const std::size_t before = deck->lines().size();
   killCockpit();

@@ -220,6 +220,14 @@ class LinkFixture : public HostFixture {
   void says(const char* message) { simulator->says(message); }
   void says(const json& message) { simulator->says(message.dump()); }
 
+  // What a message makes the host see. The pause of 5000 tells of one that fails.
+  template <typename Message>
+  Texts after(const Message& message, std::int64_t pause = 10) {
+    says(message);
+    EXPECT_EQ(pass(), pause);
+    return shown();
+  }
+
   Texts heard() { return simulator->heard(); }
 
   // An event of the host. It has been dealt with when this returns.

@@ -38,7 +38,6 @@ class Index : public HeapRegion {
 };
 
 TEST(CncrHsh, HashesAreFoldedFnv1a) {
-  EXPECT_EQ(hashOf("abc"), 0xE71FA219U ^ 0x0541574BU);
   EXPECT_EQ(hashOf("abc"), 0xE25EF552U);
   EXPECT_EQ(hashOf("\xff\x80"), 0xBC6CC36DU) << "bytes are unsigned";
   EXPECT_EQ(hashOf("a\0"s), 0xBDDF13E3U);
@@ -76,32 +75,18 @@ TEST(CncrHsh, NeighbouringSlotsHoldTheirHalvesTheOtherWayRound) {
   EXPECT_EQ(its.image().freeBlocks().size(), 8U);
 }
 
-TEST(CncrHsh, ReplacingKeepsTheSlotAndFreesTheOldChain) {
-  Index its(8, 64);
-  const std::string key = keyAt(5, 8);
-  u32 first = 0;
-  ASSERT_TRUE(its.index.put(key.data(), 10, std::string(100, 'a').data(), 100, &first));
-  EXPECT_EQ(first, 0U);
-  ASSERT_TRUE(its.put(key, "second"));
-  EXPECT_EQ(its.get(key), "second");
-  EXPECT_EQ(its.index.load(5), (CncrStr::VerIdx{2, 2}));
-  EXPECT_EQ(its.image().freeBlocks(), (Blocks{0, 1, 3, 4, 5, 6, 7}));
-
-  ASSERT_TRUE(its.put(key, ""));
-  EXPECT_EQ(its.get(key), "");
-  expectAllBlocksAccounted(its.image());
-}
-
 TEST(CncrHsh, WithoutRoomTheOldValueStays) {
   Index its(4, 64);
   u32 first = 0;
-  ASSERT_TRUE(its.put("key", std::string(4 * 64 - 3, 'v'))) << "one entry can fill the store";
+  const std::string most(4 * 64 - 3, 'v');
+  ASSERT_TRUE(its.index.put("key", 3, most.data(), size32(most), &first)) << "one fills the store";
+  EXPECT_EQ(first, 0U);
   EXPECT_FALSE(its.index.put("key", 3, "", 0, &first));
   EXPECT_EQ(first, kEnd);
-  EXPECT_EQ(its.get("key"), std::string(4 * 64 - 3, 'v'));
+  EXPECT_EQ(its.get("key"), most);
   ASSERT_TRUE(its.del("key"));
 
-  EXPECT_FALSE(its.put("key", std::string(4 * 64 - 2, 'v')));
+  EXPECT_FALSE(its.put("key", most + "v"));
   EXPECT_FALSE(its.index.put("key", 3, "", 0xFFFFFFFF, &first)) << "the sum of lengths wraps";
   EXPECT_EQ(its.get("key"), "-");
   EXPECT_EQ(its.image().freeBlocks(), (Blocks{0, 1, 2, 3}));
@@ -121,42 +106,6 @@ TEST(CncrHsh, LookupsReportSizesAndNeverCutAValue) {
   EXPECT_TRUE(its.index.get("key", 3, buffer.data(), 4, &readlen)) << "the key is there";
   EXPECT_EQ(buffer, "####");
   EXPECT_EQ(readlen, 4711U);
-}
-
-TEST(CncrHsh, KeysShareAProbeAndDeletedSlotsAreTakenAgain) {
-  Index its(8, 64);
-  const std::string one = keyAt(7, 8, 0), two = keyAt(7, 8, 1), three = keyAt(7, 8, 2);
-  for (const auto& key : {one, two, three}) ASSERT_TRUE(its.put(key, "of " + key));
-  EXPECT_EQ(its.index.load(1).idx, 2U) << "the probe goes round the table's end";
-  ASSERT_TRUE(its.del(one));
-  EXPECT_EQ(its.get(two), "of " + two) << "found behind a deleted slot";
-  EXPECT_EQ(its.index.load(7), CncrHsh::deleted);
-
-  ASSERT_TRUE(its.put(three, "newer"));
-  EXPECT_EQ(its.index.load(7).version, 4U) << "the deleted slot ahead is taken";
-  EXPECT_EQ(its.index.load(1).version, 3U) << "and the key stands twice";
-  EXPECT_EQ(its.get(three), "newer");
-  ASSERT_TRUE(its.del(three));
-  EXPECT_EQ(its.get(three), "of " + three) << "the older entry shows up again";
-  ASSERT_TRUE(its.del(three));
-  EXPECT_EQ(its.get(three), "-");
-  expectAllBlocksAccounted(its.image());
-}
-
-TEST(CncrHsh, DeletionLeavesTheLastSlotOfTheProbeOut) {
-  Index its(4, 64);
-  const std::string last = keyAt(2, 4, 1);
-  for (u32 home : {2U, 3U, 0U}) ASSERT_TRUE(its.put(keyAt(home, 4), "v"));
-  ASSERT_TRUE(its.put(last, "stays"));
-  ASSERT_EQ(its.index.load(1).idx, 3U);
-  EXPECT_FALSE(its.del(last));
-  EXPECT_EQ(its.get(last), "stays");
-  EXPECT_FALSE(its.put(last, "no block left"));
-
-  ASSERT_TRUE(its.del(keyAt(2, 4)));
-  ASSERT_TRUE(its.put(last, "goes"));
-  EXPECT_TRUE(its.del(last));
-  EXPECT_EQ(its.get(last), "stays");
 }
 
 TEST(CncrHsh, ANewKeyWithoutASlotIsTakenBack) {
@@ -192,7 +141,7 @@ TEST(CncrHsh, AChainWithAPinThatIsNeverGivenBackCanBeReplacedAndDeleted) {
   EXPECT_EQ(its.get("key"), "fresh");
   EXPECT_TRUE(its.del("key"));
   EXPECT_EQ(its.get("key"), "-");
-  EXPECT_EQ(its.image().census().lost, 1U) << "only the pinned block is lost";
+  EXPECT_EQ(its.image().freeBlocks().size(), 7U) << "only the pinned block is lost";
 }
 
 TEST(CncrHshDeathTest, WrongArgumentsStopTheProcess) {

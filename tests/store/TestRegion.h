@@ -70,12 +70,6 @@ class RegionImage {
   u32 link(u64 i) const { return at<u32>(head() + 72 + 4 * i); }
   std::string block(u64 i) const { return bytes.substr(200 + 36 * n + b * i, b); }
 
-  CncrStr::VerIdx chainIn(u64 i) const {
-    const u32 low = static_cast<u32>(slot(i));
-    const u32 high = static_cast<u32>(slot(i) >> 32U);
-    return i % 2 == 0 ? CncrStr::VerIdx{low, high} : CncrStr::VerIdx{high, low};
-  }
-
   // At most one more than there are blocks, should the links go in a circle.
   std::vector<u32> freeBlocks() const {
     return follow(listTop(), [this](u32 block) { return link(block); });
@@ -89,36 +83,6 @@ class RegionImage {
     std::string all;
     for (u32 i : chain(first)) all += block(i);
     return all.substr(0, entry(first).len);
-  }
-
-  // What became of the blocks of a store at rest.
-  struct Census {
-    u64 lost = 0;     // neither free nor in a chain
-    u64 twice = 0;    // met more than once
-    u64 unclean = 0;  // an entry that doesn't fit the block's role
-  };
-  Census census() const {
-    Census census;
-    std::vector<u32> met(n, 0);
-    for (u32 i : freeBlocks()) {
-      ++met[i];
-      if (entry(i).version != 0) ++census.unclean;
-    }
-    for (u64 i = 0; i < n; ++i) {
-      const auto named = chainIn(i);
-      if (named.idx >= kEnd - 1) continue;
-      for (u32 block : chain(named.idx)) {
-        ++met[block];
-        const Entry e = entry(block);
-        const u32 state = block == named.idx ? 1 : 0;
-        if (e.state != state || e.version != named.version) ++census.unclean;
-      }
-    }
-    for (u32 times : met) {
-      if (times == 0) ++census.lost;
-      if (times > 1) ++census.twice;
-    }
-    return census;
   }
 
   const std::string bytes;
@@ -136,13 +100,6 @@ class RegionImage {
   u64 n;
   u64 b;
 };
-
-inline void expectAllBlocksAccounted(const RegionImage& image) {
-  const auto census = image.census();
-  EXPECT_EQ(census.lost, 0U);
-  EXPECT_EQ(census.twice, 0U);
-  EXPECT_EQ(census.unclean, 0U);
-}
 
 // Value store and index over memory of exactly a region's size.
 class HeapRegion {

@@ -67,7 +67,7 @@ class Host {
  public:
   Host() {
     HostServer::Handlers handlers;
-    handlers.opened = [this] { opened(); };
+    handlers.opened = [this] { events.add("opened"); };
     handlers.frame = [this](const std::string& text) { frames.add(text); };
     handlers.closed = [this] { events.add("closed"); };
     server = std::make_unique<HostServer>(std::move(handlers));
@@ -80,12 +80,6 @@ class Host {
   void setReading(bool isReading) { server->setReading(isReading); }
   void close(const std::string& reason) { server->close(reason); }
 
-  // With a reason, whoever connects is sent away as soon as the handshake is done.
-  void closeOnOpen(const std::optional<std::string>& reason) {
-    const std::lock_guard<std::mutex> lock(mutex);
-    farewell = reason;
-  }
-
   // Breaks the connection without a word. Nothing can be sent any more.
   void vanish() { server.reset(); }
 
@@ -95,14 +89,6 @@ class Host {
   Lines events;
 
  private:
-  void opened() {
-    const std::lock_guard<std::mutex> lock(mutex);
-    if (farewell) server->close(*farewell);
-    events.add("opened");
-  }
-
-  std::mutex mutex;
-  std::optional<std::string> farewell;  // guarded by mutex
   std::unique_ptr<HostServer> server;
 };
 
