@@ -27,4 +27,8 @@ class EPLJSONUtils {
   // The first JSON value of the text; what follows it isn't looked at. Raises the library's
   // parse_error if there is none. REQUIRES: the text isn't too deep.
   static nlohmann::json ParseFirst(const std::string& text);
+
+  // The text that the library's dump yields, without indentation. Raises what dump raises if a
+  // string isn't UTF-8.
+  static std::string Dump(const nlohmann::json& value);
 };

@@ -68,7 +68,7 @@ class XPlaneManager {
   bool storesAreOpen() const;
   void runPasses(PendingKeys& pendingKeys, bool& helloSent);
   void takeOne(PendingKeys& pendingKeys, bool& helloSent);
-  void handleValue(const std::string& value, bool& helloSent);
+  void handleValue(std::string value, bool& helloSent);
   void sayHello(bool& helloSent);
   void checkTimeout();
   void drainQueues();
