@@ -177,6 +177,7 @@ void append(const json& value, std::string& text);
 
 void appendString(const std::string& value, std::string& text) {
   if (isPlain(value)) {
+    if (value.size() > kLongString) text.reserve(text.size() + value.size() + kLongString);
     text += '"';
     text += value;
     text += '"';

@@ -74,8 +74,8 @@ class XPlaneManager {
   void drainQueues();
   void processOutput();
   bool isBusy(const PendingKeys& pendingKeys);
-  static void handleMessage(const nlohmann::json& message, int groupDepth);
-  static void handleGroup(const nlohmann::json& message, int groupDepth);
+  static void handleMessage(nlohmann::json& message, int groupDepth);
+  static void handleGroup(nlohmann::json& message, int groupDepth);
 
   ThreadSafeQueue<std::string> textQueue;  // store values, ready to be written
   std::atomic<bool> stopRequested{false};
