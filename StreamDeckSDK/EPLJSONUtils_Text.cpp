@@ -12,7 +12,8 @@ using nlohmann::json;
 
 namespace {
 
-constexpr std::size_t kLongString = 512;  // from here on the other way to read it pays
+constexpr std::size_t kLongString = 32;  // from here on the other way to read it pays
+constexpr std::size_t kRoom = 192;        // bytes that most texts to be written fit in
 
 // The first object or array of a text.
 struct Extent {
@@ -246,6 +247,7 @@ json EPLJSONUtils::ParseFirst(const std::string& text) {
 
 std::string EPLJSONUtils::Dump(const json& value) {
   std::string text;
+  text.reserve(kRoom);
   append(value, text);
   return text;
 }
