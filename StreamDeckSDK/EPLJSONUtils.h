@@ -1,4 +1,5 @@
-// Tolerant lookups in JSON that comes from outside, and the guard against JSON that is too deep.
+// Tolerant lookups in JSON that comes from outside, the guard against JSON that is too deep, and
+// ways from text to JSON and back that are fast with long strings.
 #pragma once
 
 #include <nlohmann/json.hpp>

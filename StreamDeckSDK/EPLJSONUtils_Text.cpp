@@ -12,8 +12,8 @@ using nlohmann::json;
 
 namespace {
 
-constexpr std::size_t kLongString = 32;  // from here on the other way to read it pays
-constexpr std::size_t kRoom = 192;        // bytes that most texts to be written fit in
+constexpr std::size_t kLongString = 32;  // characters; with more, it pays to read it another way
+constexpr std::size_t kRoom = 192;       // bytes that most texts to be written fit in
 
 // The first object or array of a text.
 struct Extent {
@@ -178,7 +178,8 @@ void append(const json& value, std::string& text);
 
 void appendString(const std::string& value, std::string& text) {
   if (isPlain(value)) {
-    if (value.size() > kLongString) text.reserve(text.size() + value.size() + kLongString);
+    // With room for what closes the text: else an image would be copied once more.
+    text.reserve(text.size() + value.size() + kRoom);
     text += '"';
     text += value;
     text += '"';
