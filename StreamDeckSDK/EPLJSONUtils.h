@@ -1,4 +1,5 @@
-// Tolerant lookups in JSON that comes from outside, and the guard against JSON that is too deep.
+// Tolerant lookups in JSON that comes from outside, the guard against JSON that is too deep, and
+// ways from text to JSON and back that are fast with long strings.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -27,4 +28,8 @@ class EPLJSONUtils {
   // The first JSON value of the text; what follows it isn't looked at. Raises the library's
   // parse_error if there is none. REQUIRES: the text isn't too deep.
   static nlohmann::json ParseFirst(const std::string& text);
+
+  // The text that the library's dump yields, without indentation. Raises what dump raises if a
+  // string isn't UTF-8.
+  static std::string Dump(const nlohmann::json& value);
 };

@@ -187,14 +187,33 @@ void ESDConnectionManager::LogMessage(const std::string& message) {
   Send({{"event", "logMessage"}, {"payload", {{"message", message}}}});
 }
 
-// The library's send may be called beside the running event loop: it queues the text under the
+// The library's send may be called beside the running event loop: it queues the frame under the
 // connection's lock, in the order of the calls, and the loop writes it. Its error says only that
 // the connection isn't open, and what can't be sent is lost by rule.
 void ESDConnectionManager::Send(const json& message) {
-  const std::string text = message.dump();
+  std::string text = EPLJSONUtils::Dump(message);
   if (!MaySend()) return;
   websocketpp::lib::error_code ignored;
-  mWebsocket.send(mConnectionHandle, text, websocketpp::frame::opcode::text, ignored);
+  mWebsocket.send(mConnectionHandle, FrameOf(std::move(text)), ignored);
+}
+
+// The frame that the library would make of the text, masked eight characters at a time and where
+// they stand. The library would copy the text twice, mask it character by character, and look once
+// more for what isn't UTF-8, all of it under the lock that the event loop waits for.
+ESDConnectionManager::Message ESDConnectionManager::FrameOf(std::string text) {
+  namespace frame = websocketpp::frame;
+  frame::masking_key_type key;
+  key.i = mMaskingKeys();
+  const auto bytes = reinterpret_cast<std::uint8_t*>(text.data());
+  frame::word_mask_exact(bytes, text.size(), key);
+
+  const frame::basic_header basic(frame::opcode::text, text.size(), true, true);
+  const frame::extended_header extended(text.size(), key.i);
+  auto message = std::make_shared<Message::element_type>(nullptr, frame::opcode::text, 0);
+  message->set_header(frame::prepare_header(basic, extended));
+  message->get_raw_payload() = std::move(text);
+  message->set_prepared(true);
+  return message;
 }
 
 bool ESDConnectionManager::MaySend() const {

@@ -75,6 +75,7 @@ class ESDConnectionManager {
   void Dispatch(const nlohmann::json& message);
   void StopEventLoop();
   void Send(const nlohmann::json& message);
+  Message FrameOf(std::string text);
   bool MaySend() const;
 
   int mPort;
@@ -90,4 +91,6 @@ class ESDConnectionManager {
   // sees all of that; what other threads were to send before is lost by rule.
   std::atomic<std::thread::id> mEventLoop{};  // none before Run
   std::atomic<bool> mIsRegistered{false};
+
+  websocketpp::config::asio_client::rng_type mMaskingKeys;  // any thread may ask
 };

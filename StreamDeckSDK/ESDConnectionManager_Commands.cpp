@@ -7,14 +7,28 @@ namespace {
 
 constexpr char kImagePrefix[] = "data:image/png;base64,";
 
+// Objects are made member by member: from braces the library first makes a list of pairs.
 json Command(const char* event, const std::string& context) {
-  return {{"event", event}, {"context", context}};
+  json command;
+  command["event"] = event;
+  command["context"] = context;
+  return command;
 }
 
 json Command(const char* event, const std::string& context, json payload) {
   json command = Command(event, context);
   command["payload"] = std::move(payload);
   return command;
+}
+
+// What a title and an image have in common.
+json FaceCommand(const char* event, const std::string& context, const char* name, std::string text,
+                 int target, int state) {
+  json payload;
+  payload["target"] = target;
+  payload[name] = std::move(text);
+  if (state >= 0) payload["state"] = state;
+  return Command(event, context, std::move(payload));
 }
 
 std::string DataUrl(const std::string& image) {
@@ -25,16 +39,12 @@ std::string DataUrl(const std::string& image) {
 
 void ESDConnectionManager::SetTitle(const std::string& title, const std::string& context,
                                     int target, int state) {
-  json payload = {{"target", target}, {"title", title}};
-  if (state >= 0) payload["state"] = state;
-  Send(Command("setTitle", context, std::move(payload)));
+  Send(FaceCommand("setTitle", context, "title", title, target, state));
 }
 
 void ESDConnectionManager::SetImage(const std::string& image, const std::string& context,
                                     int target, int state) {
-  json payload = {{"target", target}, {"image", DataUrl(image)}};
-  if (state >= 0) payload["state"] = state;
-  Send(Command("setImage", context, std::move(payload)));
+  Send(FaceCommand("setImage", context, "image", DataUrl(image), target, state));
 }
 
 void ESDConnectionManager::ShowAlertForContext(const std::string& context) {

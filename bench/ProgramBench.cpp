@@ -9,68 +9,26 @@
 #include <stdlib.h>
 
 #include <algorithm>
-#include <atomic>
-#include <condition_variable>
-#include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <memory>
-#include <mutex>
 #include <random>
 #include <sstream>
 #include <thread>
 
+#include "bench/Host.h"
 #include "bench/Peers.h"
 #include "bench/Rounds.h"
 #include "simulator/SimulatorLink.h"
 #include "tools/common/ChildProcess.h"
-#include "tools/deck/HostServer.h"
 
 namespace {
 
 using namespace bench;
 namespace fs = std::filesystem;
 
-constexpr std::chrono::seconds kPatience{30};
 constexpr std::chrono::microseconds kLook{50};  // between two looks into a store
-
-// The Stream Deck application's end: counts what comes in, and can wait for it.
-class Host {
- public:
-  Host() {
-    HostServer::Handlers handlers;
-    handlers.frame = [this](const std::string& text) {
-      const std::lock_guard<std::mutex> lock(mutex);
-      if (text.find("logMessage") != std::string::npos) return;
-      ++frames;
-      changed.notify_all();
-    };
-    server = std::make_unique<HostServer>(std::move(handlers));
-  }
-
-  std::uint64_t count() {
-    const std::lock_guard<std::mutex> lock(mutex);
-    return frames;
-  }
-
-  void awaitCount(std::uint64_t wanted) {
-    std::unique_lock<std::mutex> lock(mutex);
-    if (!changed.wait_for(lock, kPatience, [&] { return frames >= wanted; })) fail("the program");
-  }
-
-  void send(const std::string& text) {
-    if (!server->sendText(text)) fail("sending to the program");
-  }
-
-  std::string port() const { return std::to_string(server->port()); }
-
- private:
-  std::mutex mutex;
-  std::condition_variable changed;
-  std::uint64_t frames = 0;  // guarded by mutex, without log lines
-  std::unique_ptr<HostServer> server;
-};
 
 // A folder for the program to run in. The stores are gone before and after.
 class Folder {
@@ -131,14 +89,14 @@ std::string appear(const std::string& context) {
          R"("controller":"Keypad"}})";
 }
 
-// One CPU for this process and those that it starts while the object lives.
+// One CPU for this thread, and for the threads and processes that it starts while the object lives.
 class OneCpu {
  public:
-  OneCpu() {
+  explicit OneCpu(int cpu) {
     sched_getaffinity(0, sizeof before, &before);
     cpu_set_t one;
     CPU_ZERO(&one);
-    CPU_SET(0, &one);
+    CPU_SET(cpu, &one);
     sched_setaffinity(0, sizeof one, &one);
   }
   ~OneCpu() { sched_setaffinity(0, sizeof before, &before); }
@@ -151,7 +109,7 @@ class OneCpu {
 
 // Seconds from a key that appears to its three blank-state frames, the link being down.
 double answerTime(const std::string& file, int times) {
-  const OneCpu pinned;
+  const OneCpu pinned(0);
   Started program(file);
   std::vector<double> figures;
   std::uint64_t seen = program.host.count();
@@ -275,7 +233,8 @@ class Writer {
   std::string ignored;
 };
 
-// Messages taken in a second, one frame each, with `waiting` of them in the store all the time.
+// Messages that come to the host in a second, one frame each, while `waiting` of them are kept in
+// the store.
 template <typename Make>
 double throughput(Linked& linked, std::uint64_t waiting, double seconds, Make make) {
   const std::uint64_t before = linked.host.count();
@@ -293,9 +252,8 @@ double throughput(Linked& linked, std::uint64_t waiting, double seconds, Make ma
       polled = Clock::now();
     }
   }
-  const double rate = static_cast<double>(writer.count() - waiting) / secondsSince(start);
   linked.host.awaitCount(before + writer.count());
-  return rate;
+  return static_cast<double>(writer.count()) / secondsSince(start);
 }
 
 double titles(Linked& linked, std::uint64_t waiting, double seconds) {
@@ -386,7 +344,12 @@ int main(int argc, char** argv) {
   if (wanted("press")) pressTimes(*std::make_unique<Linked>(program, 1), quick ? 20 : 500);
   if (wanted("frame")) frameTimes(*std::make_unique<Linked>(program, 1), quick ? 20 : 500);
   if (wanted("titles")) {
+    // A simulator has a CPU of its own. One that had to wait for the program's would leave its
+    // store empty for a moment, and the program would sleep.
+    auto others = std::make_unique<OneCpu>(0);
     Linked linked(program, 1);
+    others.reset();
+    const OneCpu writers(1);
     for (const std::uint64_t waiting : {1U, 10U, 100U, 1000U, 4000U}) {
       inTurn("titles/" + std::to_string(waiting), "1/s", rounds,
              {{"velomar", [&] { return titles(linked, waiting, seconds); }}});

@@ -29,19 +29,15 @@ void cleanFolder(const char* folder) {
   }
 }
 
-bool isRegularFile(int fd) {
-  struct stat status {};
-  return fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
-}
-
-void writeOver(int fd, const std::string& content) {
+void writeOver(int fd, off_t before, const std::string& content) {
   std::size_t written = 0;
   while (written < content.size()) {
     const ssize_t n = write(fd, content.data() + written, content.size() - written);
     if (n <= 0 && errno != EINTR) break;
     if (n > 0) written += static_cast<std::size_t>(n);
   }
-  (void)ftruncate(fd, static_cast<off_t>(written));
+  const auto after = static_cast<off_t>(written);
+  if (after < before) (void)ftruncate(fd, after);
 }
 
 }  // namespace
@@ -61,6 +57,7 @@ void writeScratchFile(const std::string& path, const std::string& content) {
   const int fd =
       open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, kFileMode);
   if (fd == -1) return;
-  if (isRegularFile(fd)) writeOver(fd, content);
+  struct stat status {};
+  if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode)) writeOver(fd, status.st_size, content);
   (void)close(fd);
 }

@@ -130,7 +130,7 @@ void XPlaneManager::takeOne(PendingKeys& pendingKeys, bool& helloSent) {
   lastReceiveTime = LinkClock::now();
 }
 
-void XPlaneManager::handleValue(const std::string& value, bool& helloSent) {
+void XPlaneManager::handleValue(std::string value, bool& helloSent) {
   if (value == kHeartbeat) {
     lastReceiveTime = LinkClock::now();
   } else if (value == kWelcome) {
@@ -144,7 +144,7 @@ void XPlaneManager::handleValue(const std::string& value, bool& helloSent) {
     textQueue.push(kHello);
     helloSent = true;
   } else {
-    processMessage(value);
+    processMessage(std::move(value));
   }
 }
 

@@ -68,14 +68,14 @@ class XPlaneManager {
   bool storesAreOpen() const;
   void runPasses(PendingKeys& pendingKeys, bool& helloSent);
   void takeOne(PendingKeys& pendingKeys, bool& helloSent);
-  void handleValue(const std::string& value, bool& helloSent);
+  void handleValue(std::string value, bool& helloSent);
   void sayHello(bool& helloSent);
   void checkTimeout();
   void drainQueues();
   void processOutput();
   bool isBusy(const PendingKeys& pendingKeys);
-  static void handleMessage(const nlohmann::json& message, int groupDepth);
-  static void handleGroup(const nlohmann::json& message, int groupDepth);
+  static void handleMessage(nlohmann::json& message, int groupDepth);
+  static void handleGroup(nlohmann::json& message, int groupDepth);
 
   ThreadSafeQueue<std::string> textQueue;  // store values, ready to be written
   std::atomic<bool> stopRequested{false};

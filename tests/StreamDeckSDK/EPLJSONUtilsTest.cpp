@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <sstream>
+#include <string>
 
 #include "tests/support/Repeated.h"
 
@@ -49,15 +51,27 @@ TEST(EPLJSONUtils, OnlyNestingCountsAsDepth) {
   EXPECT_FALSE(EPLJSONUtils::IsTooDeep(R"({"a":"\")" + repeated("[{", kMost) + R"("})"));
 }
 
+// What a call yields, or the error that it raises.
+template <typename Call>
+std::string told(Call call) {
+  try {
+    return call();
+  } catch (const json::exception& e) {
+    return e.what();
+  }
+}
+
 // By the library's own reading of a stream, which stops behind the first value.
+void expectReadAsFromAStream(const std::string& text) {
+  EXPECT_EQ(told([&] { return EPLJSONUtils::ParseFirst(text).dump(); }), told([&] {
+              json value;
+              std::istringstream(text) >> value;
+              return value.dump();
+            }))
+      << text;
+}
+
 TEST(EPLJSONUtils, TheFirstValueIsReadAsFromAStream) {
-  const auto told = [](const auto& read) {
-    try {
-      return read().dump();
-    } catch (const json::exception& e) {
-      return std::string(e.what());
-    }
-  };
   for (const char* text : {"{\"a\":1}",
                            " \n[1,{\"b\":\"}\"}] rest",
                            "{\"a\":\"\\\"}\"}{",
@@ -79,12 +93,35 @@ TEST(EPLJSONUtils, TheFirstValueIsReadAsFromAStream) {
                            "[\"\xff\"]",
                            "nul [1]",
                            "{\"a\":\"\n\"}"}) {
-    EXPECT_EQ(told([&] { return EPLJSONUtils::ParseFirst(text); }), told([&] {
-                json value;
-                std::istringstream(text) >> value;
-                return value;
-              }))
-        << text;
+    expectReadAsFromAStream(text);
+  }
+}
+
+// L stands for a long plain string's content: as member name and value, side by side, beside what
+// isn't plain, and in texts that aren't valid.
+TEST(EPLJSONUtils, LongStringsAreReadLikeAnyOther) {
+  for (const char* pattern :
+       {R"({"a":"L","b":[1,-2,1e3,true,false,null,{},[],"L"],"c":{"L":"x","d":"L"}} "L)",
+        R"(["x","L","\"L","L\\",{"L":"L","L":"x"},"é","L"])", R"({"a":"L","a":{"b":"L"},"a":"y"})",
+        R"({"a":"L)", R"({"a":"L\)", R"({"a":"L\")", R"(["L" "L"])", R"(["L",])", R"(["L",1e999])",
+        R"({"L"})", R"({"a":"L","b":"\x"})", R"(["L"]])", "[\"L\n\"]", "[\"L\",\"L\xff\"]",
+        R"("L" {)", R"(L["L"])"}) {
+    std::string text;
+    for (const char* c = pattern; *c != '\0'; ++c) {
+      text += *c == 'L' ? repeated("0123456789abcdef", 40) : std::string(1, *c);
+    }
+    expectReadAsFromAStream(text);
+  }
+}
+
+TEST(EPLJSONUtils, DumpWritesWhatTheLibraryWrites) {
+  const json document = json::parse(
+      R"({"a":[],"b":{},"c":["x",{"d e":"é\n\"\\/\u007f\u0001"}],"é\"":[1,-2,0.5,1e300,true,null],"":""})");
+  const json number = std::uint64_t{18446744073709551615U};
+  const json cut = {{"a", "text"}, {"b", {"ok", "\xe2\x82"}}};
+  for (const json& value : {document, number, cut, json("\xff"), json(), json({{"\xc3", 1}}),
+                            json({{"a", repeated("QUJD", 500)}, {"b", 7}})}) {
+    EXPECT_EQ(told([&] { return EPLJSONUtils::Dump(value); }), told([&] { return value.dump(); }));
   }
 }
 

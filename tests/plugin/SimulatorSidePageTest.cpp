@@ -101,7 +101,7 @@ TEST_F(SimulatorSidePageTest, ThePanelTakesWhatThePageSaysAndNothingElse) {
   EXPECT_EQ(inTable("To the panel"), inExamples("To the panel"));
 
   const Texts handled =
-      found(source("plugin/XPlaneManager_Messages.cpp"), "\"([A-Z][^\"]+)\"(?:,\n +\\[\\]|;)");
+      found(source("plugin/XPlaneManager_Messages.cpp"), "\"([A-Z][^\"]+)\"(?:,\\s+\\[\\]|;)");
   EXPECT_EQ(namesOf(inTable("To the panel")),
             std::set<std::string>(handled.begin(), handled.end()));
 }
