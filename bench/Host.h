@@ -4,6 +4,7 @@
 // measured.
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
@@ -42,7 +43,7 @@ class Host {
   void countFrame();
 
   int listener;
-  int connection = -1;     // written by the thread before the first frame is counted
+  std::atomic<int> connection{-1};
   std::string beginning;   // of a frame, its header first, until there is enough of it
   std::uint64_t left = 0;  // bytes of the frame behind its beginning
   bool isLogLine = false;  // the frame

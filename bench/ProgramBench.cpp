@@ -9,6 +9,7 @@
 #include <stdlib.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -28,6 +29,7 @@ namespace {
 using namespace bench;
 namespace fs = std::filesystem;
 
+constexpr std::chrono::seconds kPatience{30};
 constexpr std::chrono::microseconds kLook{50};  // between two looks into a store
 
 // A folder for the program to run in. The stores are gone before and after.
@@ -142,6 +144,17 @@ class Linked : public Started {
     }
   }
 
+  // Polls until a message with this in it is there.
+  void awaitMessage(const char* part) {
+    for (const auto end = Clock::now() + kPatience; Clock::now() < end;) {
+      for (const std::string& message : link.poll()) {
+        if (message.find(part) != std::string::npos) return;
+      }
+      std::this_thread::sleep_for(kLook);
+    }
+    fail("the program");
+  }
+
   SimulatorLink link;
 };
 
@@ -172,12 +185,7 @@ void pressTimes(Linked& linked, int times) {
     pauses.next(linked);
     const auto start = Clock::now();
     linked.host.send(R"({"event":"keyDown","context":"C0","device":"D1","payload":{}})");
-    for (bool found = false; !found;) {
-      for (const std::string& message : linked.link.poll()) {
-        found = found || message.find("Key Down") != std::string::npos;
-      }
-      std::this_thread::sleep_for(kLook);
-    }
+    linked.awaitMessage("Key Down");
     figures.push_back(secondsSince(start));
   }
   reportSpread("press", std::move(figures));
@@ -289,12 +297,36 @@ double residentBytes(pid_t pid) {
   return 0;
 }
 
-void idle(Linked& linked, int seconds) {
+// The share of a CPU that the program takes.
+double idleShare(Linked& linked, std::chrono::seconds time) {
   const double before = cpuTime(linked.child->pid());
   const auto start = Clock::now();
-  linked.settle(std::chrono::seconds(seconds));
-  const double ran = (cpuTime(linked.child->pid()) - before) / 1e9;
-  report("idle cpu", "velomar", "share", ran / secondsSince(start));
+  linked.settle(time);
+  return (cpuTime(linked.child->pid()) - before) / 1e9 / secondsSince(start);
+}
+
+// The same of a thread that sleeps as the link does and does nothing else.
+double bareShare(Linked& linked, std::chrono::seconds time) {
+  std::atomic<bool> isOver{false};
+  double share = 0;
+  std::thread sleeper([&] {
+    const auto start = Clock::now();
+    while (!isOver) usleep(10000);
+    timespec ran{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ran);
+    share = (static_cast<double>(ran.tv_sec) + static_cast<double>(ran.tv_nsec) / 1e9) /
+            secondsSince(start);
+  });
+  linked.settle(time);
+  isOver = true;
+  sleeper.join();
+  return share;
+}
+
+void idle(Linked& linked, int rounds, std::chrono::seconds time) {
+  inTurn("idle cpu", "share", rounds,
+         {{"velomar", [&] { return idleShare(linked, time); }},
+          {"bare sleep", [&] { return bareShare(linked, time); }}});
   report("idle memory", "velomar", "B", residentBytes(linked.child->pid()));
 }
 
@@ -306,12 +338,7 @@ double replayTime(const std::string& file, int contexts) {
     linked.settle(std::chrono::milliseconds(30));
     const auto start = Clock::now();
     linked.link.send("{Welcome}");
-    for (bool found = false; !found;) {
-      for (const std::string& message : linked.link.poll()) {
-        found = found || message.find("Group Message") != std::string::npos;
-      }
-      std::this_thread::sleep_for(kLook);
-    }
+    linked.awaitMessage("Group Message");
     figures.push_back(secondsSince(start));
   }
   return median(figures);
@@ -340,7 +367,9 @@ int main(int argc, char** argv) {
            {{"velomar", [&] { return answerTime(program, answers); }},
             {"bare client", [&] { return answerTime(bare, answers); }}});
   }
-  if (wanted("idle")) idle(*std::make_unique<Linked>(program, 1), quick ? 1 : 20);
+  if (wanted("idle")) {
+    idle(*std::make_unique<Linked>(program, 1), rounds, std::chrono::seconds(quick ? 1 : 5));
+  }
   if (wanted("press")) pressTimes(*std::make_unique<Linked>(program, 1), quick ? 20 : 500);
   if (wanted("frame")) frameTimes(*std::make_unique<Linked>(program, 1), quick ? 20 : 500);
   if (wanted("titles")) {
