@@ -129,18 +129,20 @@ void CncrStr::put(u32 block, const void* key, u32 klen, const void* value, u32 v
 }
 
 void CncrStr::putLong(u32 block, const void* key, u32 klen, const void* value, u32 vlen) {
+  u32 following = next(block);
   u32 used = 0;  // bytes of the current block
   const auto append = [&](const void* bytes, u32 count) {
     const u8* from = static_cast<const u8*>(bytes);
     while (count > 0) {
       if (used == blockSize) {
-        if (!isBlock(next(block))) return;
-        block = next(block);
+        if (!isBlock(following)) return;
+        block = following;
+        following = next(block);
         used = 0;
       }
       const u32 piece = std::min(count, blockSize - used);
       store::copyBytes(blockAt(block, used), from, piece);
-      if (isBlock(next(block))) store::prefetch(blockAt(next(block)));
+      if (isBlock(following)) store::prefetch(blockAt(following));
       used += piece;
       from += piece;
       count -= piece;
@@ -262,12 +264,14 @@ bool CncrStr::appendLong(VerIdx chain, Lengths sizes, std::string& value) const 
   u32 offset = sizes.klen;
   for (; offset >= blockSize && isBlock(block); offset -= blockSize) block = next(block);
   value.reserve(value.size() + sizes.len - sizes.klen);
-  for (u32 left = sizes.len - sizes.klen; left > 0; offset = 0, block = next(block)) {
+  for (u32 left = sizes.len - sizes.klen; left > 0; offset = 0) {
     if (!isBlock(block)) return false;
-    if (isBlock(next(block))) store::prefetch(blockAt(next(block)));
+    const u32 following = next(block);
+    if (isBlock(following)) store::prefetch(blockAt(following));
     const u32 piece = std::min(left, blockSize - offset);
     store::appendBytes(value, blockAt(block, offset), piece);
     left -= piece;
+    block = following;
   }
   return isCurrent(chain);
 }
