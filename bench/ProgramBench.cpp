@@ -353,7 +353,7 @@ int main(int argc, char** argv) {
   const bool quick = argc > 3 && std::strcmp(argv[3], "--short") == 0;
   const std::string only = argc > 3 && !quick ? argv[3] : "";
   const auto wanted = [&](const char* work) { return only.empty() || only == work; };
-  const int rounds = quick ? 1 : 5;
+  const int rounds = quick ? 1 : 9;
   const double seconds = quick ? 0.2 : 2;
 
   if (wanted("start")) {
