@@ -7,9 +7,11 @@
 // plug-in may run meanwhile. `--short` makes it quick and its figures worthless.
 #include <sched.h>
 #include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
+#include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -297,35 +299,28 @@ double residentBytes(pid_t pid) {
   return 0;
 }
 
-// The share of a CPU that the program takes.
-double idleShare(Linked& linked, std::chrono::seconds time) {
-  const double before = cpuTime(linked.child->pid());
+// The share of a CPU that a process takes while the link is up.
+double idleShare(Linked& linked, pid_t pid, std::chrono::seconds time) {
+  const double before = cpuTime(pid);
   const auto start = Clock::now();
   linked.settle(time);
-  return (cpuTime(linked.child->pid()) - before) / 1e9 / secondsSince(start);
+  return (cpuTime(pid) - before) / 1e9 / secondsSince(start);
 }
 
-// The same of a thread that sleeps as the link does and does nothing else.
+// The same of a process that sleeps as the link does and does nothing else.
 double bareShare(Linked& linked, std::chrono::seconds time) {
-  std::atomic<bool> isOver{false};
-  double share = 0;
-  std::thread sleeper([&] {
-    const auto start = Clock::now();
-    while (!isOver) usleep(10000);
-    timespec ran{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ran);
-    share = (static_cast<double>(ran.tv_sec) + static_cast<double>(ran.tv_nsec) / 1e9) /
-            secondsSince(start);
-  });
-  linked.settle(time);
-  isOver = true;
-  sleeper.join();
+  const pid_t sleeper = fork();
+  if (sleeper < 0) fail("fork");
+  while (sleeper == 0) usleep(10000);
+  const double share = idleShare(linked, sleeper, time);
+  (void)kill(sleeper, SIGKILL);
+  (void)waitpid(sleeper, nullptr, 0);
   return share;
 }
 
 void idle(Linked& linked, int rounds, std::chrono::seconds time) {
   inTurn("idle cpu", "share", rounds,
-         {{"velomar", [&] { return idleShare(linked, time); }},
+         {{"velomar", [&] { return idleShare(linked, linked.child->pid(), time); }},
           {"bare sleep", [&] { return bareShare(linked, time); }}});
   report("idle memory", "velomar", "B", residentBytes(linked.child->pid()));
 }
