@@ -80,14 +80,14 @@ inline bool CncrHsh::isOctetUnused(u32 i) const {
   return (static_cast<u32>(even) & static_cast<u32>(odd >> 32U) & kUnused) == kUnused;
 }
 
-// The first slot from `i` on that holds a chain for which `is(chain)` is true, else `end`. Eight at
+// The first slot from `i` on that is `used` and for which `is(slot)` is true, else `end`. Eight at
 // a time only where eight were unused: in a crowded table that look would be in vain.
-template <typename Condition>
-u32 CncrHsh::nextUsed(u32 i, u32 end, Condition is) const {
+template <typename Used, typename Condition>
+u32 CncrHsh::nextUsed(u32 i, u32 end, Used used, Condition is) const {
   const store::Word64* const slots = table;
-  const auto holds = [slots, &is](u32 k) {
+  const auto holds = [&](u32 k) {
     const VerIdx slot = fromSlot(k, store::load(slots[k]));
-    return isChain(slot) && is(slot);
+    return used(slot) && is(slot);
   };
   for (; i < end && i % 8 != 0; ++i) {
     if (holds(i)) return i;
@@ -99,7 +99,7 @@ u32 CncrHsh::nextUsed(u32 i, u32 end, Condition is) const {
 #pragma GCC unroll 8
     for (u32 k = 0; k < 8; ++k) {
       const VerIdx slot = fromSlot(k, store::load(slots[i + k]));
-      if (!isChain(slot)) continue;
+      if (!used(slot)) continue;
       if (is(slot)) return i + k;
       wereUnused = false;
     }
@@ -109,15 +109,16 @@ u32 CncrHsh::nextUsed(u32 i, u32 end, Condition is) const {
 }
 
 u32 CncrHsh::nextChain(u32 i, u32 end) const {
-  return nextUsed(i, end, [](VerIdx) { return true; });
+  return nextUsed(i, end, isChain, [](VerIdx) { return true; });
 }
 
 // The next slot from `i` on that may hold a key of this hash, else `end`.
 u32 CncrHsh::nextLikely(u32 i, u32 end, u32 hash) const {
   // A copy: its pointers stay in registers, whatever is loaded through them.
-  return nextUsed(i, end, [values = *str, hash](VerIdx chain) {
-    return values.isBlock(chain.idx) && !values.hasAnotherHash(chain, hash);
-  });
+  const CncrStr values = *str;
+  return nextUsed(
+      i, end, [values](VerIdx slot) { return values.isBlock(slot.idx); },
+      [values, hash](VerIdx chain) { return !values.hasAnotherHash(chain, hash); });
 }
 
 CncrHsh::VerIdx CncrHsh::load(u32 i) const {

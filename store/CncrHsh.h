@@ -119,8 +119,8 @@ class CncrHsh {
     return slot.idx < str->blockLimit() && !str->hasAnotherHash(slot, hash);
   }
   u32 nextLikely(u32 i, u32 end, u32 hash) const;
-  template <typename Condition>
-  u32 nextUsed(u32 i, u32 end, Condition is) const;
+  template <typename Used, typename Condition>
+  u32 nextUsed(u32 i, u32 end, Used used, Condition is) const;
   bool isOctetUnused(u32 i) const;
 
   enum class Put { Done, NextSlot, SameSlot };
