@@ -1,41 +1,43 @@
-// The hash index: N slots, each a 64-bit word that names the chain of one key.
+// The hash index: N slots, each naming the chain of one key.
 //
 // All threads of all attached processes may call anything here at any time. There is no lock. A
 // swap on a slot is the moment at which a value comes into being, is replaced or is gone. The
 // object holds pointers into the mapping and owns nothing; it points at a CncrStr, so neither may
 // move while the index lives.
 //
-// A slot holds block index and version of a chain. An even slot has the index in its low half, an
-// odd slot in its high half, so that neighbours read index, version, version, index in memory.
-// Slots start as `empty` and are `deleted` once a chain was taken out; neither ends a probe. A
-// lookup of an absent key therefore walks all N slots.
+// Every operation walks a key's probe, linear from hash mod N, and looks at each slot until the
+// slot's word proves what was seen:
 //
-// A chain can be freed and taken again between the load of its slot and the look at its entry. A
-// slot is always swapped before its chain is marked deleted, so a slot that still holds the same
-// word names a whole chain, and a version that differs while the slot has changed means: look at
-// the slot again. That is bounded by kLooks; it takes a writer's full put for every look.
+//   find, len, get   walk all N slots; the first that holds the key answers. Neither an empty nor a
+//                    deleted slot ends the walk.
+//   del              walks all but the last, and answers at the first that holds the key.
+//   put              walks all; the first slot that is free or holds the key takes the new chain.
+//
+// A look loads the slot's word and compares the key with the chain that it names, without a pin:
+// the chain can be freed and taken again during it. That another key is there is proven once the
+// block still has the word's version after the comparison. That this key is there is proven by what
+// is done about it: a swap that expects the slot's own word, or a read after which the version is
+// still the word's. A slot is always swapped before its chain is marked deleted, so a word that is
+// still there names a whole chain. What isn't proven is looked at again, under a pin if it is to be
+// read; a word that hasn't changed has no more to tell, and only a damaged region leads there.
+//
+// Only the store's swaps decide: none expects anything that was read in a block, where two keys of
+// one hash could follow each other.
 #pragma once
 
-#include <algorithm>
-
 #include "store/CncrStr.h"
+#include "store/SlotTable.h"
+
+namespace store {
 
 class CncrHsh {
  public:
-  using VerIdx = CncrStr::VerIdx;
+  using VerIdx = store::VerIdx;
 
-  static constexpr VerIdx empty{0xFFFFFFFF, 0};
-  static constexpr VerIdx deleted{0xFFFFFFFE, 0};
+  static constexpr VerIdx empty = SlotTable::empty;
+  static constexpr VerIdx deleted = SlotTable::deleted;
 
-  // 64-bit FNV-1a (Fowler, Noll, Vo; draft-eastlake-fnv), its halves folded by exclusive or.
-  static u32 hashOf(const void* key, u32 klen);
-
-  // The same. A message is written, read and deleted under one key, and the hash of the thread's
-  // last key is kept for that.
-  static u32 recalledHashOf(const void* key, u32 klen);
-
-  // Whether a slot's content names a chain rather than being `empty` or `deleted`.
-  static bool isChain(VerIdx slot) { return slot.idx < deleted.idx; }
+  static bool isChain(VerIdx slot) { return SlotTable::isChain(slot); }
 
   CncrHsh() = default;  // no index; only to be assigned to
 
@@ -56,34 +58,33 @@ class CncrHsh {
   VerIdx putHashed(u32 hash, VerIdx chain, const void* key, u32 klen) const;
 
   // The sizes of a key's entry: returns key and value together, 0 if the key is absent. `vlen` gets
-  // the value's bytes and `version` the version of the last chain looked at; each may be null.
+  // the value's bytes and `version` the version of the last chain met; each may be null.
   u32 len(const void* key, u32 klen, u32* vlen, u32* version) const;
 
   // Copies a key's value out. True: the key was found. A value longer than `maxlen` leaves `out`
   // untouched. `readlen`, which may be null, gets the bytes copied.
   bool get(const void* key, u32 klen, void* out, u32 maxlen, u32* readlen) const;
 
-  // The probe behind get: calls `match(VerIdx)` under a pin on the key's chain. True: the key was
-  // found. `result` gets what `match` returned the last time, and stays as it was otherwise.
+  // The probe of a key that is to be read: calls `read(VerIdx)` on the key's chain, which returns
+  // whether that chain was still there after the read. If not, it is called again, under a pin.
+  // True: the key was found; that no read was whole is then a damaged region's fault.
+  template <typename Read>
+  bool find(const void* key, u32 klen, u32 hash, Read read) const;
+
+  // The same for a `match(VerIdx)` that doesn't look at versions: it is called under a pin.
+  // `result` gets what it returned the last time, and stays as it was if the key is absent or
+  // refuses pins.
   template <typename Function, typename Result>
   bool runMatch(const void* key, u32 klen, u32 hash, Function match, Result& result) const;
 
-  enum class Glance { Found, Absent, Unsure };
-
-  // A lookup without a pin, for the common case that nobody changes the key meanwhile: calls
-  // `match(VerIdx)` on the key's chain, which tells by the version whether what it read was whole.
-  // Unsure: something did change, and runMatch has to answer.
-  template <typename Function>
-  Glance glance(const void* key, u32 klen, u32 hash, Function match) const;
-
-  // Deletes a key. False: it is absent, or it stands in the one slot that the walk doesn't look at,
+  // Deletes a key. False: it is absent, or it is in the one slot that the walk doesn't look at,
   // the last of its probe. A key gets there only when every other slot was in use.
   bool del(const void* key, u32 klen);
 
   // Swaps `deleted` into the key's slot. Returns the chain taken out, else `empty`.
   VerIdx delHashed(const void* key, u32 klen, u32 hash) const;
 
-  u32 slots() const { return m_sz; }
+  u32 slots() const { return table.size(); }
 
   // The first slot from `i` on that holds a chain, `end` if there is none before it.
   // REQUIRES: i <= end <= slots().
@@ -98,89 +99,34 @@ class CncrHsh {
     u32 hash;
   };
 
-  static u64 turned(u32 i, u64 word);
-  static u64 toSlot(u32 i, VerIdx chain);
-  static VerIdx fromSlot(u32 i, u64 word);
-  VerIdx slotAt(u32 i) const;
-  bool swapSlot(u32 i, VerIdx seen, VerIdx desired) const;
-  CncrStr::Match compare(VerIdx chain, const Key& key) const;
-  bool stands(u32 i, VerIdx seen) const { return slotAt(i) == seen; }
-
-  // Where a probe begins: hash mod N, mostly without a division.
-  u32 startOf(u32 hash) const { return (m_sz & (m_sz - 1)) == 0 ? hash & (m_sz - 1) : hash % m_sz; }
-
-  template <typename Stretch>
-  bool probe(u32 hash, u32 steps, Stretch stretch) const;
+  CncrStr::Match compare(VerIdx chain, const Key& key) const {
+    return str->compare(chain.idx, chain.version, key.bytes, key.length, key.hash);
+  }
   template <typename Visit>
   bool walk(u32 hash, Visit visit) const;
   template <typename Visit>
   bool walkLikely(u32 hash, u32 steps, Visit visit) const;
-  bool mayHave(VerIdx slot, u32 hash) const {
-    return slot.idx < str->blockLimit() && !str->hasAnotherHash(slot, hash);
-  }
+  template <typename Act>
+  bool seek(const Key& key, u32 steps, Act act) const;
+  // Not in line: what seek answers at once shall not save registers for it.
+  template <typename Act>
+  [[gnu::noinline]] bool search(Key key, u32 steps, Act act) const;
   u32 nextLikely(u32 i, u32 end, u32 hash) const;
-  template <typename Used, typename Condition>
-  u32 nextUsed(u32 i, u32 end, Used used, Condition is) const;
-  bool isOctetUnused(u32 i) const;
+  template <typename Act>
+  bool settle(u32 i, const Key& key, Act act) const;
+  template <typename Read>
+  bool readPinned(VerIdx chain, Read read) const;
+  [[gnu::noinline]] VerIdx putFurther(VerIdx chain, Key key) const;
+  bool take(u32 i, VerIdx chain, const Key& key, VerIdx& before) const;
 
-  enum class Put { Done, NextSlot, SameSlot };
-  bool putIn(u32 i, VerIdx chain, const Key& key, VerIdx& before) const;
-  Put putAt(u32 i, VerIdx chain, const Key& key, bool patient, VerIdx& before) const;
-  bool lenAt(u32 i, const Key& key, u32* version, CncrStr::Lengths& lengths) const;
-  bool delAt(u32 i, const Key& key, VerIdx& before) const;
-  template <typename Function>
-  bool matchAt(u32 i, const Key& key, Function& match) const;
-  template <typename Function>
-  CncrStr::Match matchChain(VerIdx slot, u32 version, const Key& key, Function& match) const;
-
-  u32 m_sz = 0;                    // N
-  store::Word64* table = nullptr;  // slot 0
-  CncrStr* str = nullptr;          // not owned
+  SlotTable table;
+  CncrStr* str = nullptr;  // not owned
 };
-
-// The word in an even slot has the index in its low half, the word in an odd slot in its high half.
-inline u64 CncrHsh::turned(u32 i, u64 word) {
-  return i % 2 == 0 ? word : word << 32U | word >> 32U;
-}
-
-inline u64 CncrHsh::toSlot(u32 i, VerIdx chain) {
-  return turned(i, u64{chain.version} << 32U | chain.idx);
-}
-
-inline CncrHsh::VerIdx CncrHsh::fromSlot(u32 i, u64 word) {
-  const u64 chain = turned(i, word);
-  return {static_cast<u32>(chain), static_cast<u32>(chain >> 32U)};
-}
-
-inline CncrHsh::VerIdx CncrHsh::slotAt(u32 i) const {
-  return fromSlot(i, store::load(table[i]));
-}
-
-inline bool CncrHsh::swapSlot(u32 i, VerIdx seen, VerIdx desired) const {
-  u64 word = toSlot(i, seen);
-  return store::swap(table[i], word, toSlot(i, desired));
-}
-
-inline CncrStr::Match CncrHsh::compare(VerIdx chain, const Key& key) const {
-  return str->compare(chain.idx, chain.version, key.bytes, key.length, key.hash);
-}
-
-// Goes through `steps` slots of a probe, linear from hash mod N: in one stretch, or in two if it
-// wraps. Ends when `stretch(from, to)` returns true.
-template <typename Stretch>
-bool CncrHsh::probe(u32 hash, u32 steps, Stretch stretch) const {
-  for (u32 from = startOf(hash); steps > 0; from = 0) {
-    const u32 ahead = std::min(steps, m_sz - from);
-    if (stretch(from, from + ahead)) return true;
-    steps -= ahead;
-  }
-  return false;
-}
 
 // Visits every slot of a probe until `visit(i)` returns true.
 template <typename Visit>
 bool CncrHsh::walk(u32 hash, Visit visit) const {
-  return probe(hash, m_sz, [&](u32 i, u32 to) {
+  return table.probe(hash, table.size(), [&](u32 i, u32 to) {
     while (i < to && !visit(i)) ++i;
     return i < to;
   });
@@ -190,63 +136,79 @@ bool CncrHsh::walk(u32 hash, Visit visit) const {
 // true.
 template <typename Visit>
 bool CncrHsh::walkLikely(u32 hash, u32 steps, Visit visit) const {
-  return probe(hash, steps, [&](u32 i, u32 to) {
+  return table.probe(hash, steps, [&](u32 i, u32 to) {
     for (; i < to; ++i) {
-      // Most lookups end where they begin.
-      if (!mayHave(slotAt(i), hash)) i = nextLikely(i + 1, to, hash);
+      i = nextLikely(i, to, hash);
       if (i < to && visit(i)) return true;
     }
     return false;
   });
 }
 
-template <typename Function, typename Result>
-bool CncrHsh::runMatch(const void* key, u32 klen, u32 hash, Function match, Result& result) const {
-  const Key wanted{key, klen, hash};
-  auto keep = [&](VerIdx chain) { result = match(chain); };
-  return walkLikely(hash, m_sz, [&](u32 i) { return matchAt(i, wanted, keep); });
+// The walk of a lookup: the first slot that holds the key, and settles with `act`, answers. Most
+// keys are in the first slot of their probe and stay there, so that one look at it comes first,
+// which proves no less than that of the walk.
+template <typename Act>
+[[gnu::always_inline]] inline bool CncrHsh::seek(const Key& key, u32 steps, Act act) const {
+  if (steps == 0) return false;
+  const u32 i = table.startOf(key.hash);
+  const VerIdx slot = table.at(i);
+  const bool isHere = str->isBlock(slot.idx) && compare(slot, key) == CncrStr::Matched;
+  return (isHere && act(i, slot, 0)) || search(key, steps, act);
 }
 
-template <typename Function>
-CncrHsh::Glance CncrHsh::glance(const void* key, u32 klen, u32 hash, Function match) const {
-  const Key wanted{key, klen, hash};
-  Glance result = Glance::Absent;
-  (void)walkLikely(hash, m_sz, [&](u32 i) {
-    const VerIdx slot = slotAt(i);
-    if (!isChain(slot) || !str->isBlock(slot.idx)) return false;
-    const auto found = compare(slot, wanted);
-    if (found == CncrStr::NoMatch && str->isCurrent(slot)) return false;
-    result = found == CncrStr::Matched && match(slot) ? Glance::Found : Glance::Unsure;
-    return true;
-  });
-  return result;
+template <typename Act>
+bool CncrHsh::search(Key key, u32 steps, Act act) const {
+  return walkLikely(key.hash, steps, [&](u32 i) { return settle(i, key, act); });
 }
 
-template <typename Function>
-bool CncrHsh::matchAt(u32 i, const Key& key, Function& match) const {
+// Looks at slot `i` until its word proves what was seen. True: it holds the key, and
+// `act(i, slot, looks)` has returned true or a damaged region leaves nothing to do.
+template <typename Act>
+bool CncrHsh::settle(u32 i, const Key& key, Act act) const {
   for (int looks = 0; looks < kLooks; ++looks) {
-    const VerIdx slot = slotAt(i);
-    if (!isChain(slot) || !str->isBlock(slot.idx)) return false;
-    const bool pinned = str->pin(slot.idx);
-    const u32 version = pinned ? str->version(slot.idx) : 0;
-    const bool moved = version != slot.version && !stands(i, slot);
-    const auto found = moved                                ? CncrStr::NoMatch
-                       : pinned && str->isDeleted(slot.idx) ? CncrStr::Removed
-                                                            : matchChain(slot, version, key, match);
-    const bool freed = pinned && !str->decReadersOrDel(slot.idx, false);
-    const bool isMatch = found == CncrStr::Matched || found == CncrStr::MatchedStale;
-    if (isMatch && !freed) return true;
-    // The slot may hold the key's newer chain by now.
-    const bool solid = found == CncrStr::NoMatch && !moved && !freed;
-    if (solid || stands(i, slot)) return false;
+    const VerIdx slot = table.at(i);
+    if (!str->isBlock(slot.idx)) return false;
+    const auto found = compare(slot, key);
+    if (found == CncrStr::Matched && act(i, slot, looks)) return true;
+    if (found == CncrStr::NoMatch && str->isCurrent(slot)) return false;
+    if (table.at(i) == slot) return found != CncrStr::NoMatch;
   }
   return false;
 }
 
-template <typename Function>
-CncrStr::Match CncrHsh::matchChain(VerIdx slot, u32 version, const Key& key,
-                                   Function& match) const {
-  const auto found = compare(slot, key);
-  if (found != CncrStr::NoMatch) match(VerIdx{slot.idx, version});
-  return found;
+// Under a pin the chain can't go while it is read, however busy its writers are. False: it has gone
+// before, or the pin was refused.
+template <typename Read>
+bool CncrHsh::readPinned(VerIdx chain, Read read) const {
+  if (!str->pin(chain.idx)) return false;
+  const bool isWhole = str->isCurrent(chain) && read(chain);
+  (void)str->decReadersOrDel(chain.idx, false);
+  return isWhole;
 }
+
+// A chain whose count of readers has come below zero refuses every pin, and is read without one for
+// good.
+template <typename Read>
+bool CncrHsh::find(const void* key, u32 klen, u32 hash, Read read) const {
+  return seek({key, klen, hash}, table.size(), [this, read](u32, VerIdx chain, int looks) {
+    return (looks > 0 && readPinned(chain, read)) || read(chain);
+  });
+}
+
+template <typename Function, typename Result>
+bool CncrHsh::runMatch(const void* key, u32 klen, u32 hash, Function match, Result& result) const {
+  const Key wanted{key, klen, hash};
+  const auto keep = [&](VerIdx chain) {
+    result = match(chain);
+    // A deletion beside us has refused the pins that `match` took itself.
+    return !str->isDeleted(chain.idx);
+  };
+  return walkLikely(hash, table.size(), [&](u32 i) {
+    return settle(i, wanted, [&](u32, VerIdx chain, int) { return readPinned(chain, keep); });
+  });
+}
+
+}  // namespace store
+
+using store::CncrHsh;

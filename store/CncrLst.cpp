@@ -3,6 +3,8 @@
 #include "common/Assertion.h"
 #include "store/RegionLayout.h"
 
+namespace store {
+
 namespace {
 
 constexpr int kTriesAtOnce = 4;
@@ -10,24 +12,24 @@ constexpr int kTriesAtOnce = 4;
 }  // namespace
 
 CncrLst::CncrLst(void* area, u32 count, bool owner) : cnt(count) {
-  const u64 alignAddr =
-      reinterpret_cast<u64>(area) / store::kListLine * store::kListLine + store::kListLine;
+  const u64 toNextLine = kListLine - reinterpret_cast<u64>(area) % kListLine;
+  head = wordAt<Word64>(area, toNextLine);
+  const u64 alignAddr = reinterpret_cast<u64>(head);
   velomar::require(alignAddr % 64 == 0, "alignAddr % 64 == 0");
-  head = reinterpret_cast<store::Word64*>(alignAddr);
-  links = store::wordAt<store::Word32>(head, 72);
+  links = wordAt<Word32>(head, 72);
   if (!owner) return;
 
-  store::note(*store::wordAt<store::Word64>(head, 64), u64{4} * count + 8);
-  for (u32 i = 0; i + 1 < count; ++i) store::note(links[i], i + 1);
-  store::note(links[count - 1], LIST_END);
-  store::note(*head, makeHead(0, 0));
+  storeRelease(*wordAt<Word64>(head, 64), u64{4} * count + 8);
+  for (u32 i = 0; i + 1 < count; ++i) storeRelease(links[i], i + 1);
+  storeRelease(links[count - 1], LIST_END);
+  storeRelease(*head, makeHead(0, 0));
 }
 
 u32 CncrLst::nxt(u32 prev) {
   const u32 block = nxt();
   // Pops of several threads interleave, so neighbours in a chain were seldom neighbours in the
   // list: the link has to name what this caller really got.
-  if (block != LIST_END) store::note(links[prev], block);
+  if (block != LIST_END) storeRelease(links[prev], block);
   return block;
 }
 
@@ -40,14 +42,15 @@ u32 CncrLst::takeChain(u32 count) {
 // other operation came between, and what was walked is then what was there. The version moves on as
 // if they had been popped one after the other. LIST_END: too few, or too much going on.
 u32 CncrLst::takeAtOnce(u32 count) {
-  u64 seen = store::load(*head);
+  u64 seen = loadSeqCst(*head);
   for (int tries = 0; tries < kTriesAtOnce; ++tries) {
     const u32 first = indexOf(seen);
     u32 behind = first;
     u32 left = count;
-    for (; left > 0 && behind < cnt; --left) behind = store::look(links[behind]);
+    for (; left > 0 && behind < cnt; --left) behind = loadAcquire(links[behind]);
     if (left > 0) break;
-    if (store::swap(*head, seen, makeHead(behind, advanced(versionOf(seen), count)))) return first;
+    if (compareAndSwap(*head, seen, makeHead(behind, advanced(versionOf(seen), count))))
+      return first;
   }
   return LIST_END;
 }
@@ -68,3 +71,5 @@ u32 CncrLst::takeOneByOne(u32 count) {
   }
   return first;
 }
+
+}  // namespace store

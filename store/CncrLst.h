@@ -4,11 +4,12 @@
 // thread that stops between two steps blocks no other. The object itself is two pointers into the
 // mapping and the block count; it owns nothing.
 //
-//   word          written by                 how    pairs with
-//   head          pop, push                  swap   every pop and push
-//   links[i]      whoever holds block i      note   the swap of head that publishes it
-//   links[head]   read by pop before its     look   nothing: it may be stale. The version in head
-//                 swap                              has moved on then, and the swap fails.
+//   word          written by            how              pairs with
+//   head          pop, push             compareAndSwap   every loadSeqCst and swap of head
+//   links[i]      holder of block i     storeRelease     the swap of head that publishes it
+//   links[head]   read by pop before    loadAcquire      nothing: it may be stale. The version in
+//                 its swap                               head has moved on then, and the swap
+//                                                        fails.
 //
 // The version in head changes at every pop and push, so an index that comes back to the top while a
 // thread is looking (the ABA problem of R. K. Treiber's stack, IBM RJ 5118, 1986) doesn't deceive
@@ -17,13 +18,15 @@
 
 #include "store/RegionMemory.h"
 
+namespace store {
+
 class CncrLst {
  public:
   static constexpr u32 LIST_END = 0xFFFFFFFF;
 
   CncrLst() = default;  // no list; only to be assigned to
 
-  // Finds the list in the area that starts at `area`, behind the block entries, and sets it up if
+  // Finds the list in the area that starts at `area`, after the block entries, and sets it up if
   // `owner`: all blocks free, in rising order.
   CncrLst(void* area, u32 count, bool owner);
 
@@ -42,7 +45,7 @@ class CncrLst {
   u32 free(u32 first, u32 last);
 
   // The link of a block that the caller holds.
-  u32 link(u32 block) const { return store::look(links[block]); }
+  u32 link(u32 block) const { return loadAcquire(links[block]); }
 
   u32 blocks() const { return cnt; }
 
@@ -56,9 +59,9 @@ class CncrLst {
   u32 takeAtOnce(u32 count);
   u32 takeOneByOne(u32 count);
 
-  store::Word32* links = nullptr;  // N of them
-  store::Word64* head = nullptr;   // low half: version, high half: index of the first free block
-  u32 cnt = 0;                     // N: an index from the region is compared with it before use
+  Word32* links = nullptr;  // N of them
+  Word64* head = nullptr;   // low half: version, high half: index of the first free block
+  u32 cnt = 0;              // N: an index from the region is compared with it before use
 };
 
 // The version after so many pops. They leave 0 out.
@@ -68,12 +71,12 @@ inline u32 CncrLst::advanced(u32 version, u32 pops) {
 }
 
 inline u32 CncrLst::nxt() {
-  u64 seen = store::load(*head);
+  u64 seen = loadSeqCst(*head);
   // Any index that is no block ends the list, so that a damaged region can't lead out of itself.
   while (indexOf(seen) < cnt) {
     const u32 top = indexOf(seen);
-    const u64 popped = makeHead(store::look(links[top]), advanced(versionOf(seen), 1));
-    if (store::swap(*head, seen, popped)) return top;
+    const u64 popped = makeHead(loadAcquire(links[top]), advanced(versionOf(seen), 1));
+    if (compareAndSwap(*head, seen, popped)) return top;
   }
   return LIST_END;
 }
@@ -83,9 +86,13 @@ inline u32 CncrLst::alloc(u32 count) {
 }
 
 inline u32 CncrLst::free(u32 first, u32 last) {
-  u64 seen = store::load(*head);
+  u64 seen = loadSeqCst(*head);
   do {
-    store::note(links[last], indexOf(seen));
-  } while (!store::swap(*head, seen, makeHead(first, versionOf(seen) + 1)));
+    storeRelease(links[last], indexOf(seen));
+  } while (!compareAndSwap(*head, seen, makeHead(first, versionOf(seen) + 1)));
   return indexOf(seen);
 }
+
+}  // namespace store
+
+using store::CncrLst;

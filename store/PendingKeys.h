@@ -3,7 +3,7 @@
 //
 // Messages are to be taken in key order, and one walk over the store is neither complete nor a
 // snapshot: a pass lists only some of the keys once used slots stand side by side, and a key
-// written behind the walk's back is missed while a later one, written ahead of it, is seen. But
+// written to a slot already passed is missed while a later one, written ahead of it, is seen. But
 // whatever sorts before a key was written before it. So a key is safe to take once the walk has
 // gone a full round that began after the key was first seen. Keys that were seen in the same round
 // are safe together: a thousand of them cost two rounds.
@@ -18,8 +18,8 @@
 
 class PendingKeys {
  public:
-  // `source` is not owned, is open, and outlives the object.
-  explicit PendingKeys(simdb& source) : store(source) {}
+  // `reader` is not owned, is open, and outlives the object.
+  explicit PendingKeys(simdb& reader) : source(reader) {}
 
   // Lists the store once, and again until the smallest key is safe. A writer that keeps adding ever
   // smaller keys can't hold it for longer than a few rounds, nor can a damaged region in which
@@ -35,7 +35,7 @@ class PendingKeys {
 
  private:
   struct Entry {
-    u64 seenAt;  // how far the walk had gone when the key was first seen
+    store::u64 seenAt;  // how far the walk had gone when the key was first seen
     std::optional<std::string> value;
   };
 
@@ -43,13 +43,14 @@ class PendingKeys {
   void hold(const std::string& key, std::optional<std::string> value);
   bool smallestIsSafe() const;
 
-  simdb& store;
+  simdb& source;
   std::map<std::string, Entry> pending;
-  u64 held = 0;  // bytes of the keys in both sets: in a sound store no more than its capacity
+  store::u64 held =
+      0;  // bytes of the keys in both sets: in a sound store no more than its capacity
 
   // Keys taken that the store couldn't delete. In a completely full store a key can come to stand
   // in the one slot that a deletion doesn't reach, and there it stays. It is listed for ever, and
-  // must not be handled again, unless it was written anew: only then does a deletion find
+  // must not be handled again, unless it was written again: only then does a deletion find
   // something.
   std::set<std::string> undeletable;
 };

@@ -22,12 +22,22 @@
 
 namespace store {
 
+// Names one stored chain: its first block, and the version that it was published with.
+struct VerIdx {
+  u32 idx;
+  u32 version;
+  bool operator==(const VerIdx& other) const {
+    return idx == other.idx && version == other.version;
+  }
+  bool operator!=(const VerIdx& other) const { return !(*this == other); }
+};
+static_assert(sizeof(VerIdx) == 8);
+
 constexpr u64 kFlagsOffset = 0;
 constexpr u64 kCountOffset = 4;
 constexpr u64 kBlockSizeOffset = 8;
 constexpr u64 kBlockCountOffset = 16;
 constexpr u64 kIndexOffset = 24;  // the index aligns itself from here
-constexpr u64 kIndexSizeOffset = 32;
 constexpr u64 kSlotsOffset = 40;
 constexpr u64 kHeaderBytes = kSlotsOffset;
 

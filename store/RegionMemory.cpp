@@ -5,7 +5,7 @@ namespace store {
 void clearWords(void* area, std::size_t bytes) {
   auto* words = static_cast<Word32*>(area);
   for (std::size_t i = 0; i < bytes / sizeof(u32); ++i) {
-    if (look(words[i]) != 0) note(words[i], u32{0});
+    if (loadAcquire(words[i]) != 0) storeRelease(words[i], u32{0});
   }
 }
 

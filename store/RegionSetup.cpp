@@ -29,7 +29,7 @@ bool await(Done done) {
 bool slotsAreWritten(const SharedMem& mem, u64 n) {
   const auto* slots = wordAt<Word64>(mem.region, kSlotsOffset);
   for (u64 i = 0; i < n; ++i) {
-    if (look(slots[i]) == 0) return false;
+    if (loadAcquire(slots[i]) == 0) return false;
   }
   return true;
 }
@@ -39,9 +39,9 @@ bool slotsAreWritten(const SharedMem& mem, u64 n) {
 RegionState examine(SharedMem& mem) {
   if (!mem.isNamed()) return RegionState::Unfit;
   if (!mem.holds(kHeaderBytes)) return RegionState::Unfinished;
-  const bool flagged = load(*wordAt<Word32>(mem.region, kFlagsOffset)) == 1;
-  const u64 b = load(*wordAt<Word64>(mem.region, kBlockSizeOffset));
-  const u64 n = load(*wordAt<Word64>(mem.region, kBlockCountOffset));
+  const bool flagged = loadSeqCst(*wordAt<Word32>(mem.region, kFlagsOffset)) == 1;
+  const u64 b = loadSeqCst(*wordAt<Word64>(mem.region, kBlockSizeOffset));
+  const u64 n = loadSeqCst(*wordAt<Word64>(mem.region, kBlockCountOffset));
   if (!flagged && (b == 0 || n == 0)) return RegionState::Unfinished;
   if (!fits(b, n) || !mem.extend(regionSize(b, n)) || !mem.holds(regionSize(b, n))) {
     return RegionState::Unfit;

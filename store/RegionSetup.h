@@ -1,7 +1,8 @@
-// Whether a mapped region is complete, and the lock under which it becomes so.
+// Whether a mapped region is complete, and the lock under which it becomes so, is taken over, or
+// loses its name.
 //
 // Exactly one process sets a region up, also when several start at once or one dies on the way:
-// whoever does it holds the file lock and looks first whether somebody else was faster.
+// that process holds the file lock and looks first whether another one was faster.
 #pragma once
 
 #include <chrono>
@@ -12,12 +13,12 @@ namespace store {
 
 enum class RegionState {
   Ready,       // complete, and says so
-  Unflagged,   // complete but for its flag: whoever created it died at the last step
-  Unfinished,  // too short, a blank header, or slots that nobody has written yet
+  Unflagged,   // complete but for its flag: its creator died at the last step
+  Unfinished,  // too short, a blank header, or slots that have not been written yet
   Unfit,       // the header's numbers don't fit the file, or the file has gone
 };
 
-// Looks at a region that this process has mapped. May map it anew, to reach its slots.
+// Looks at a region that this process has mapped. May map it again, to reach its slots.
 RegionState examine(SharedMem& mem);
 
 // The same, waiting until the region is ready or unfit, for about a second.

@@ -7,29 +7,44 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <utility>
 
 #include "store/RegionLayout.h"
+#include "store/RegionSetup.h"
+
+namespace store {
 
 namespace {
 
 constexpr std::size_t kPrefixLength = sizeof SharedMem::kPrefix - 1;
 constexpr mode_t kFileMode = 0666;
 
+// Of several steps that fail, the first is the cause.
+void keepFirst(int& systemError) {
+  if (systemError == 0) systemError = errno;
+}
+
 // Gives a new file its length. Two processes may both have found no file and both have created it:
 // the lock lets one of them see that the other was first.
-bool giveLength(int fd, u64 size, simdb_error& code) {
+bool giveLength(int fd, u64 size, simdb_error& code, int& systemError) {
   (void)flock(fd, LOCK_EX);
   struct stat status {};
   const bool first = fstat(fd, &status) != 0 || status.st_size == 0;
-  if (first && !SharedMem::lengthen(fd, size)) code = SIMDB_RESIZE_FAILED;
-  if (flock(fd, LOCK_UN) != 0) code = SIMDB_LOCK_FAILED;
+  if (first && !SharedMem::lengthen(fd, size)) {
+    code = SIMDB_RESIZE_FAILED;
+    keepFirst(systemError);
+  }
+  if (flock(fd, LOCK_UN) != 0) {
+    code = SIMDB_LOCK_FAILED;
+    keepFirst(systemError);
+  }
   return first;
 }
 
-int openOrCreate(const char* path, u64 size, bool& owner, simdb_error& code) {
+int openOrCreate(const char* path, u64 size, bool& owner, simdb_error& code, int& systemError) {
   int fd = open(path, O_RDWR);
   if (fd != -1) {
     owner = false;
@@ -38,8 +53,11 @@ int openOrCreate(const char* path, u64 size, bool& owner, simdb_error& code) {
   fd = open(path, O_RDWR | O_CREAT, kFileMode);
   // The steps go on after a failure and overwrite the code, so a file that can't be created ends
   // as a mapping that failed.
-  if (fd == -1) code = SIMDB_FILE_OPEN_FAILED;
-  owner = giveLength(fd, size, code);
+  if (fd == -1) {
+    code = SIMDB_FILE_OPEN_FAILED;
+    keepFirst(systemError);
+  }
+  owner = giveLength(fd, size, code, systemError);
   return fd;
 }
 
@@ -57,6 +75,7 @@ bool SharedMem::lengthen(int fd, u64 bytes) {
   struct statvfs space {};
   const bool hasRoom = fstatvfs(fd, &space) != 0 ||
                        static_cast<u64>(space.f_bavail) * static_cast<u64>(space.f_frsize) >= bytes;
+  if (!hasRoom) errno = ENOSPC;
   return hasRoom && ftruncate(fd, static_cast<off_t>(bytes)) == 0;
 }
 
@@ -75,13 +94,14 @@ SharedMem SharedMem::AllocAnon(const char* name, u64 size, bool /*raw*/, simdb_e
   }
   std::memcpy(mem.path + kPrefixLength, name, nameLength + 1);
 
-  const int fd = openOrCreate(mem.path, size, mem.owner, code);
+  const int fd = openOrCreate(mem.path, size, mem.owner, code, mem.systemError);
   struct stat status {};
   if (fstat(fd, &status) == 0) {
     mem.device = status.st_dev;
     mem.inode = status.st_ino;
   }
   mem.mapping = mem.region = mapFile(fd, size);
+  if (mem.mapping == nullptr) keepFirst(mem.systemError);
   if (fd != -1) (void)close(fd);
   if (mem.mapping == nullptr) {
     code = SIMDB_MAP_FAILED;
@@ -110,16 +130,22 @@ SharedMem& SharedMem::operator=(SharedMem&& other) noexcept {
 }
 
 SharedMem::~SharedMem() {
-  if (region == nullptr || !holds(store::kHeaderBytes)) return;
-  if (store::load(*store::wordAt<store::Word32>(region, store::kCountOffset)) != 0) detach();
+  if (region == nullptr || !holds(kHeaderBytes)) return;
+  if (loadSeqCst(*wordAt<Word32>(region, kCountOffset)) != 0) detach();
 }
 
 void SharedMem::detach() {
-  auto& count = *store::wordAt<store::Word32>(region, store::kCountOffset);
-  if (store::add(count, static_cast<u32>(-1)) == 1) {
+  auto& count = *wordAt<Word32>(region, kCountOffset);
+  if (fetchAdd(count, static_cast<u32>(-1)) != 1) {
+    region = nullptr;
+    return;
+  }
+  // A thread that stood still here may find the file taken over, or another one under its name.
+  const RegionLock lock(*this);
+  if (lock.isHeld() && isNamed() && loadSeqCst(count) == 0) {
     FreeAnon(*this);
   } else {
-    region = nullptr;
+    abandon();
   }
 }
 
@@ -178,8 +204,11 @@ void SharedMem::take(SharedMem& other) noexcept {
   size = other.size;
   owner = other.owner;
   std::memcpy(path, other.path, sizeof path);
+  systemError = other.systemError;
   mapped = other.mapped;
   device = other.device;
   inode = other.inode;
   other.clear();
 }
+
+}  // namespace store

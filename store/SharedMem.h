@@ -2,7 +2,7 @@
 //
 // A SharedMem holds a mapping and, once the store's façade has attached, one of the attachments
 // that the region counts at offset 4. The attachment is given back once, by the façade's close or
-// by the destructor; whoever gives back the last one removes the file. A mapping whose attachment
+// by the destructor; giving back the last one removes the file. A mapping whose attachment
 // was not the last stays in place until the process ends, because others may still be reading.
 //
 // One thread opens and closes a store. Nothing here throws or logs.
@@ -13,6 +13,8 @@
 
 #include "store/RegionMemory.h"
 #include "store/simdb_error.h"
+
+namespace store {
 
 class SharedMem {
  public:
@@ -45,8 +47,10 @@ class SharedMem {
   // Gives the attachment back if `region` isn't null and the region counts any.
   ~SharedMem();
 
-  // Gives one attachment back. The last one frees the region; any other leaves the mapping in
-  // place, with nothing more to release. REQUIRES: region isn't null and can be read.
+  // Gives one attachment back. The last one frees the region, but leaves the path alone if that
+  // names another file by now, if the region was taken over, or if its lock can't be had within
+  // about a second; any other leaves the mapping in place, with nothing more to release.
+  // REQUIRES: region isn't null and can be read.
   void detach();
 
   // Unmaps and clears, without giving anything back and without removing the file.
@@ -59,7 +63,7 @@ class SharedMem {
   // Whether `path` still names the file that is mapped here.
   bool isNamed() const;
 
-  // Maps the file anew, `bytes` long, if the present mapping is shorter. False: the file has gone
+  // Maps the file again, `bytes` long, if the present mapping is shorter. False: the file has gone
   // or can't be mapped, and the present mapping stays.
   bool extend(u64 bytes);
 
@@ -72,6 +76,7 @@ class SharedMem {
   u64 size = 0;             // bytes
   bool owner = false;       // this process has to initialise the region
   char path[256] = {};      // NUL-terminated
+  int systemError = 0;      // errno of the first step of AllocAnon that failed; 0: none did
 
  private:
   // Looks the mapped file up by its path. False if it has gone or another took its place.
@@ -79,7 +84,11 @@ class SharedMem {
   void clear() noexcept;
   void take(SharedMem& other) noexcept;
 
-  u64 mapped = 0;  // bytes behind `mapping`; `size` may come to say something else
+  u64 mapped = 0;  // bytes at `mapping`; `size` may come to say something else
   dev_t device = 0;
   ino_t inode = 0;
 };
+
+}  // namespace store
+
+using store::SharedMem;

@@ -4,15 +4,20 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
+#include <thread>
 
+#include "store/KeyHash.h"
 #include "store/RegionLayout.h"
 #include "store/RegionSetup.h"
+
+namespace store {
 
 namespace {
 
 constexpr int kOpenTries = 100;
-constexpr int kReadTries = 256;
+constexpr std::chrono::milliseconds kOpenPause{1};
 
 constexpr std::size_t kKeysExpected = 16;  // most of the time; an empty store costs no memory
 
@@ -36,14 +41,14 @@ bool simdb::VerStr::operator<(const VerStr& other) const {
 }
 
 simdb::simdb(const char* name, u32 wantedSize, u32 wantedCount, bool raw) {
-  // The other side may be giving back the last attachment just now, and remove the file between
-  // our opening and our attaching. Nobody else would ever meet us in a file without a name.
-  for (int tries = 0; tries < kOpenTries; ++tries) {
-    error = open(name, wantedSize, wantedCount, raw);
-    if (mem.mapping == nullptr || mem.isNamed()) break;
+  // The other side may be giving back the last attachment just now, and about to remove the file.
+  // No other process would ever meet us in a file without a name.
+  for (int tries = 1; tries <= kOpenTries; ++tries) {
+    if (open(name, wantedSize, wantedCount, raw, tries == kOpenTries)) break;
     mem.abandon();
+    error = SIMDB_LOCK_FAILED;
+    std::this_thread::sleep_for(kOpenPause);
   }
-  if (error == SIMDB_OK && mem.mapping == nullptr) error = SIMDB_MAP_FAILED;
   isOpen = error == SIMDB_OK;
   if (!isOpen) mem.abandon();
 }
@@ -52,73 +57,86 @@ simdb::~simdb() {
   close();
 }
 
-simdb_error simdb::open(const char* name, u32 wantedSize, u32 wantedCount, bool raw) {
-  simdb_error code = SIMDB_OK;
-  mem = SharedMem::AllocAnon(name, store::regionSize(wantedSize, wantedCount), raw, &code);
-  if (code != SIMDB_OK) return code;
-  if (mem.mapping == nullptr) return SIMDB_NO_MAPPING;
-  return mem.owner ? create(wantedSize, wantedCount) : attach(wantedSize, wantedCount);
+// Tries once, and puts the outcome into `error`. False: the file is losing its name, or has lost
+// it. `takesOver`: a file that no process holds or removes may be used.
+bool simdb::open(const char* name, u32 wantedSize, u32 wantedCount, bool raw, bool takesOver) {
+  mem = SharedMem::AllocAnon(name, regionSize(wantedSize, wantedCount), raw, &error);
+  if (error == SIMDB_OK && mem.mapping == nullptr) error = SIMDB_NO_MAPPING;
+  if (error != SIMDB_OK) return mem.mapping == nullptr || mem.isNamed();
+  const auto state = mem.owner ? RegionState::Unfinished : awaitRegion(mem);
+  error = state == RegionState::Unfit        ? SIMDB_MAP_FAILED
+          : state == RegionState::Unfinished ? create(wantedSize, wantedCount)
+                                             : SIMDB_OK;
+  if (error == SIMDB_OK && !mem.owner && !adopt(takesOver)) return false;
+  return mem.isNamed();
 }
 
-// Sets the region up under the file lock, unless somebody else has done so before the lock was had.
+// Sets the region up under the file lock, unless another process has done so before the lock was
+// had: `owner` tells.
 simdb_error simdb::create(u64 wantedSize, u64 wantedCount) {
-  const store::RegionLock lock(mem);
+  mem.owner = false;
+  const RegionLock lock(mem);
   if (!lock.isHeld()) return SIMDB_LOCK_FAILED;
-  const auto state = store::examine(mem);
-  if (state == store::RegionState::Unfit) return SIMDB_MAP_FAILED;
-  if (state != store::RegionState::Unfinished) return adopt();
-  if (!store::isAddressable(wantedSize, wantedCount)) return SIMDB_MAP_FAILED;
-  const u64 bytes = store::regionSize(wantedSize, wantedCount);
+  const auto state = examine(mem);
+  if (state == RegionState::Unfit) return SIMDB_MAP_FAILED;
+  if (state != RegionState::Unfinished) return SIMDB_OK;
+  if (!isAddressable(wantedSize, wantedCount)) return SIMDB_MAP_FAILED;
+  const u64 bytes = regionSize(wantedSize, wantedCount);
   if (!lock.grow(bytes) || !mem.extend(bytes)) return SIMDB_RESIZE_FAILED;
   initialise(wantedSize, wantedCount);
   return SIMDB_OK;
 }
 
-simdb_error simdb::attach(u64 wantedSize, u64 wantedCount) {
-  switch (store::awaitRegion(mem)) {
-    case store::RegionState::Ready:
-    case store::RegionState::Unflagged:
-      return adopt();
-    case store::RegionState::Unfinished:
-      return create(wantedSize, wantedCount);
-    case store::RegionState::Unfit:
-      break;
-  }
-  return SIMDB_MAP_FAILED;
-}
-
 void simdb::initialise(u64 wantedSize, u64 wantedCount) {
   pointAtHeader();
   mem.owner = true;
-  mem.size = store::regionSize(wantedSize, wantedCount);
-  // What a dead creator left behind goes first. The data blocks carry nothing by themselves.
-  store::clearWords(mem.region, store::dataOffset(wantedCount));
-  store::save(*blockCount, wantedCount);
-  store::save(*blockSize, wantedSize);
-  store::save(*count, u32{1});
+  mem.size = regionSize(wantedSize, wantedCount);
+  // A dead creator's words are cleared first. The data blocks carry nothing by themselves.
+  clearWords(mem.region, dataOffset(wantedCount));
+  storeSeqCst(*blockCount, wantedCount);
+  storeSeqCst(*blockSize, wantedSize);
+  storeSeqCst(*count, u32{1});
   layOver(wantedSize, wantedCount, true);
-  store::save(*flags, u32{1});
+  storeSeqCst(*flags, u32{1});
 }
 
 // The header's numbers are read once and checked once: from then on it doesn't matter what becomes
-// of the header.
-simdb_error simdb::adopt() {
+// of the header. False: no process holds the region.
+bool simdb::adopt(bool takesOver) {
   pointAtHeader();
-  const u64 b = store::load(*blockSize);
-  const u64 n = store::load(*blockCount);
-  if (!store::fits(b, n) || !mem.holds(store::regionSize(b, n))) return SIMDB_MAP_FAILED;
-  mem.owner = false;
-  store::add(*count, u32{1});
-  mem.size = store::regionSize(b, n);
+  const u64 b = loadSeqCst(*blockSize);
+  const u64 n = loadSeqCst(*blockCount);
+  if (!fits(b, n) || !mem.holds(regionSize(b, n))) {
+    error = SIMDB_MAP_FAILED;
+    return true;
+  }
+  if (!attach(false) && !(takesOver && takeOver())) return false;
+  mem.size = regionSize(b, n);
   layOver(b, n, false);
-  return SIMDB_OK;
+  return true;
+}
+
+// Counts this attachment. Never up from 0, unless `fromNone`: the process that gave back the last
+// is about to remove the file.
+bool simdb::attach(bool fromNone) {
+  u32 seen = loadSeqCst(*count);
+  do {
+    if (seen == 0 && !fromNone) return false;
+  } while (!compareAndSwap(*count, seen, seen + 1));
+  return true;
+}
+
+// Under the lock that is also held to remove a file: that looks at the count again.
+bool simdb::takeOver() {
+  const RegionLock lock(mem);
+  return lock.isHeld() && attach(true);
 }
 
 void simdb::pointAtHeader() {
-  flags = store::wordAt<store::Word32>(mem.region, store::kFlagsOffset);
-  count = store::wordAt<store::Word32>(mem.region, store::kCountOffset);
-  blockSize = store::wordAt<store::Word64>(mem.region, store::kBlockSizeOffset);
-  blockCount = store::wordAt<store::Word64>(mem.region, store::kBlockCountOffset);
+  flags = wordAt<Word32>(mem.region, kFlagsOffset);
+  count = wordAt<Word32>(mem.region, kCountOffset);
+  blockSize = wordAt<Word64>(mem.region, kBlockSizeOffset);
+  blockCount = wordAt<Word64>(mem.region, kBlockCountOffset);
 }
 
 void simdb::layOver(u64 b, u64 n, bool owner) {
@@ -126,8 +144,25 @@ void simdb::layOver(u64 b, u64 n, bool owner) {
   blkCnt = n;
   u8* region = static_cast<u8*>(mem.region);
   const u32 slots = static_cast<u32>(n);
-  values = CncrStr(region + store::versionOffset(n), static_cast<u32>(b), slots, owner);
-  index = CncrHsh(region + store::kIndexOffset, slots, &values, owner);
+  values = CncrStr(region + versionOffset(n), static_cast<u32>(b), slots, owner);
+  index = CncrHsh(region + kIndexOffset, slots, &values, owner);
+}
+
+std::string simdb::openFault() const {
+  const std::string file = std::string(mem.path) + ": ";
+  if (mem.systemError != 0) return file + std::strerror(mem.systemError);
+  switch (error) {
+    case SIMDB_MAP_FAILED:
+      return file + "its content is no store's";
+    case SIMDB_RESIZE_FAILED:
+      return file + "it can't be given its length";
+    case SIMDB_LOCK_FAILED:
+      return file + "another process has it locked";
+    case SIMDB_NAME_TOO_LONG:
+      return "the store's name is too long";
+    default:
+      return file + "unknown";
+  }
 }
 
 void simdb::close() {
@@ -140,49 +175,33 @@ bool simdb::put(const std::string& key, const std::string& value) {
   return index.put(key.data(), length32(key), value.data(), length32(value), nullptr);
 }
 
+// Size and bytes come from one chain: a value that is replaced during the call is seen whole,
+// either the old or the new one.
 bool simdb::get(const std::string& key, std::string* value) const {
+  value->clear();
   if (key.empty()) return false;
-  const u32 hash = CncrHsh::recalledHashOf(key.data(), length32(key));
-  const auto glance = index.glance(key.data(), length32(key), hash, [&](CncrStr::VerIdx chain) {
+  const u32 hash = recalledHashOf(key.data(), length32(key));
+  bool isWhole = false;
+  const bool found = index.find(key.data(), length32(key), hash, [&](VerIdx chain) {
     value->clear();
-    return values.appendValue(chain, *value);
+    isWhole = values.appendValue(chain, *value);
+    return isWhole;
   });
-  if (glance != CncrHsh::Glance::Unsure) return glance == CncrHsh::Glance::Found;
-  return getPinned(key, hash, *value);
-}
-
-// Size and bytes come from one chain: a value that is replaced meanwhile is seen whole, either the
-// old or the new one.
-bool simdb::getPinned(const std::string& key, u32 hash, std::string& value) const {
-  bool found = false;
-  bool whole = false;
-  // A chain that still stands after it couldn't be read is damaged, and no try will make it whole.
-  CncrStr::VerIdx last = CncrHsh::empty;
-  CncrStr::VerIdx before = CncrHsh::deleted;
-  const auto read = [&](CncrStr::VerIdx chain) {
-    last = chain;
-    value.clear();
-    return values.appendValue(chain, value);
-  };
-  for (int tries = 0; !whole && last != before && tries < kReadTries; ++tries) {
-    before = last;
-    found = index.runMatch(key.data(), length32(key), hash, read, whole);
-    if (!found) break;
-  }
-  if (!whole) value.clear();
+  if (!isWhole) value->clear();
   return found;
 }
 
 std::string simdb::get(const std::string& key) const {
   std::string value;
-  return get(key, &value) ? value : std::string();
+  (void)get(key, &value);
+  return value;
 }
 
 bool simdb::del(const void* key, u32 length) {
   return index.del(key, length);
 }
 
-CncrStr::VerIdx simdb::nxt() const {
+VerIdx simdb::nxt() const {
   const u32 n = index.slots();
   const u32 start = cursor;
   u32 i = index.nextChain(start, n);
@@ -199,7 +218,7 @@ CncrStr::VerIdx simdb::nxt() const {
 }
 
 u32 simdb::len(u32 i, u32 version, u32* keyLength, u32* valueLength) const {
-  const CncrStr::VerIdx slot = index.load(i);
+  const VerIdx slot = index.load(i);
   if (!CncrHsh::isChain(slot) || slot.version != version || !values.isBlock(slot.idx)) return 0;
   CncrStr::Lengths lengths{0, 0};
   if (!values.lengths(slot, lengths)) return 0;
@@ -210,16 +229,14 @@ u32 simdb::len(u32 i, u32 version, u32* keyLength, u32* valueLength) const {
 
 bool simdb::getKey(u32 i, u32 version, void* out, u32 maxlen) const {
   if (maxlen == 0) return false;
-  const CncrStr::VerIdx slot = index.load(i);
+  const VerIdx slot = index.load(i);
   if (!CncrHsh::isChain(slot) || slot.version != version) return false;
-  if (values.getKey(slot.idx, version, out, maxlen) == 0) return false;
-  // The copy may come from a chain that was taken again; the slot then names another.
-  return index.load(i) == slot;
+  return values.isBlock(slot.idx) && values.copyKey(slot, out, maxlen);
 }
 
 simdb::VerStr simdb::nxtKey(u64* searched) const {
   const i64 previous = cursor;
-  const CncrStr::VerIdx slot = nxt();
+  const VerIdx slot = nxt();
   const u32 i = (cursor == 0 ? index.slots() : cursor) - 1;
   if (searched != nullptr) {
     const i64 distance = i64{cursor} - previous;
@@ -286,3 +303,5 @@ std::vector<std::string> simdb_listDBs(simdb_error* error) {
   (void)closedir(folder);
   return names;
 }
+
+}  // namespace store

@@ -5,19 +5,20 @@
 //   toXPlane.put("0000000001", "{Hello}");
 //
 // One object is one attachment of this process to one store, which is the file
-// "/var/tmp//simdb_<name>". Whoever comes first creates it; whoever gives back the last attachment
-// removes it. An entry takes (key bytes + value bytes) / block size blocks, rounded up.
+// "/var/tmp//simdb_<name>". The first process creates it; the one that gives back the last
+// attachment removes it. An entry takes (key bytes + value bytes) / block size blocks, rounded up.
 //
 // Before you use it:
-//  - A process that dies leaves its attachment behind, so the file stays, with what is in it.
+//  - A process that dies doesn't give its attachment back, so the file stays, with its content.
 //  - A process that is killed inside an operation can take blocks with it; they are lost until the
-//    region is created anew. It never blocks the others.
+//    region is created again. It never blocks the others.
 //  - The file must lie on a local file system, and everyone who may write it is trusted with its
 //    content, though no content makes an operation here leave the mapping.
 //
 // Threads: put, get, del, len and getKey may be called by any thread of any attached process at any
 // time. nxt, nxtKey and getKeyStrs move the object's cursor: one thread at a time. One thread opens
-// and closes. A store that isn't open must not be used, but for openError and close.
+// and closes. A store that isn't open must not be used, but for openError, openFault
+// and close.
 #pragma once
 
 #include <string>
@@ -27,6 +28,8 @@
 #include "store/CncrStr.h"
 #include "store/SharedMem.h"
 #include "store/simdb_error.h"
+
+namespace store {
 
 class simdb {
  public:
@@ -40,7 +43,7 @@ class simdb {
 
   // Opens or creates the store. Never throws for a failure of its own: see openError. What another
   // process has created counts, not this one's block size and count. A region that is still being
-  // set up is waited for, about a second; one whose creator died is then set up anew.
+  // set up is waited for, about a second; one whose creator died is then set up again.
   simdb(const char* name, u32 blockSize, u32 blockCount, bool raw);
   ~simdb();
 
@@ -53,10 +56,14 @@ class simdb {
   // SIMDB_OK, or why the store couldn't be opened.
   simdb_error openError() const { return error; }
 
+  // The same for a person: the file, and what the system or the file's content has against it.
+  std::string openFault() const;
+
   // False: no room; the key keeps any old value. REQUIRES: a key that isn't empty.
   bool put(const std::string& key, const std::string& value);
 
-  // Reads a value into `value`, which the caller passes in empty. False: the key is absent.
+  // Reads a value into `value`, in place of what was there. False: the key is absent, and `value`
+  // is empty.
   bool get(const std::string& key, std::string* value) const;
 
   // The value, or an empty string if the key is absent.
@@ -97,19 +104,19 @@ class simdb {
   u64 capacity() const { return blkSz * blkCnt; }
 
  private:
-  simdb_error open(const char* name, u32 wantedSize, u32 wantedCount, bool raw);
+  bool open(const char* name, u32 wantedSize, u32 wantedCount, bool raw, bool takesOver);
   simdb_error create(u64 wantedSize, u64 wantedCount);
-  simdb_error attach(u64 wantedSize, u64 wantedCount);
-  simdb_error adopt();
+  bool adopt(bool takesOver);
+  bool attach(bool fromNone);
+  bool takeOver();
   void pointAtHeader();
   void initialise(u64 wantedSize, u64 wantedCount);
   void layOver(u64 b, u64 n, bool owner);
-  bool getPinned(const std::string& key, u32 hash, std::string& value) const;
 
-  store::Word32* flags = nullptr;
-  store::Word32* count = nullptr;
-  store::Word64* blockSize = nullptr;
-  store::Word64* blockCount = nullptr;
+  Word32* flags = nullptr;
+  Word32* count = nullptr;
+  Word64* blockSize = nullptr;
+  Word64* blockCount = nullptr;
   CncrStr values;
   CncrHsh index;
   SharedMem mem;
@@ -125,3 +132,8 @@ class simdb {
 // Names of the stores on this machine, in the order in which the folder lists them. `error`, which
 // may be null, gets SIMDB_OK, or the code of what failed; the names found so far come back.
 std::vector<std::string> simdb_listDBs(simdb_error* error);
+
+}  // namespace store
+
+using store::simdb;
+using store::simdb_listDBs;

@@ -66,7 +66,7 @@ TEST(CncrStr, AChainIsLaidOutAsOneStreamOverItsBlocks) {
   EXPECT_EQ(its.values.alloc(2048, 10, kHash, &report), (VerIdx{3, 2}));
   EXPECT_EQ(report.cnt, 0U) << "exactly one block";
   EXPECT_EQ(its.values.alloc(4 * 2048, 10, kHash, &report), (VerIdx{4, 3}));
-  EXPECT_EQ(report.end, 1U) << "the free list ends behind this chain";
+  EXPECT_EQ(report.end, 1U) << "the free list ends after this chain";
 
   EXPECT_EQ(its.values.alloc(1, 1, kHash, &report), (VerIdx{kEnd, 0}));
   EXPECT_EQ(its.image().versionCounter(), 4U) << "a failure uses up no version";
@@ -199,6 +199,7 @@ TEST(CncrStr, VersionsAreTheLowHalfOfTheCounter) {
   its.set(48 + 8 * 4, u64{0x7FFFFFFFF});
   EXPECT_EQ(its.store("a", "1").version, 0xFFFFFFFFU);
   EXPECT_EQ(its.image().versionCounter(), 0x800000000U);
+  EXPECT_EQ(its.store("c", "3").version, 1U) << "0 is a free block's";
   its.set(48 + 8 * 4, u64{0x900000005});
   const VerIdx chain = its.store("b", "2");
   EXPECT_EQ(chain.version, 5U);

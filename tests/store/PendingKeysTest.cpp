@@ -60,7 +60,7 @@ TEST(PendingKeys, EveryMessageOfACrowdedStoreIsTakenOnceAndInOrder) {
   }
 }
 
-// A walk is no snapshot either: what is written meanwhile may be seen in any order.
+// A walk is no snapshot either: keys written during it may be seen in any order.
 TEST(PendingKeys, TheOrderHoldsWhileAnotherThreadWrites) {
   constexpr u32 kMessages = 10000;
   constexpr u32 kWaiting = 28;  // of 32, so that nothing comes to stand where it can't be deleted
@@ -86,7 +86,7 @@ TEST(PendingKeys, TheOrderHoldsWhileAnotherThreadWrites) {
 TEST(PendingKeys, AKeyThatCantBeDeletedComesUpAgainOnlyIfItIsWrittenAnew) {
   Store s(4);
   for (u32 slot = 0; slot < 3; ++slot) s.store.put(keyAt(slot, 4), "other");
-  // Its probe starts behind the one slot that is left, and so ends there.
+  // Its probe starts after the one slot that is left, and so ends there.
   const std::string stuck = keyAt(0, 4, 1);
   ASSERT_TRUE(s.store.put(stuck, "old"));
   for (int i = 0; i < 4; ++i) EXPECT_NE(s.next(), "(nothing)");

@@ -20,7 +20,7 @@ T& shared(Arguments... arguments) {
   return *new (memory) T{arguments...};
 }
 
-// Lets nobody pass before that many have come.
+// Lets no thread pass before that many have come.
 struct Gate {
   std::atomic<u32> arrived{0};
   bool pass(u32 count) {
@@ -65,7 +65,7 @@ TEST(StoreThreads, OfProcessesThatCreateAtOnceExactlyOneInitialises) {
   }
 }
 
-// The last attachment may be given back just when somebody opens. Nobody may fail in the middle.
+// The last attachment may be given back just when another process opens. None may fail.
 TEST(StoreThreads, ProcessesComeAndGo) {
   const TestRegion region;
   auto& gate = shared<Gate>();

@@ -26,6 +26,12 @@
 #include <vector>
 
 #include "store/CncrHsh.h"
+#include "store/KeyHash.h"
+
+using store::i32;
+using store::u32;
+using store::u64;
+using store::u8;
 
 // A build in which everything takes a multiple of its time does fewer rounds.
 #ifndef __has_feature
@@ -56,7 +62,7 @@ class RegionImage {
 
   template <typename Word>
   Word at(u64 offset) const {
-    if (offset + sizeof(Word) > bytes.size()) throw std::out_of_range("behind the region's end");
+    if (offset + sizeof(Word) > bytes.size()) throw std::out_of_range("past the region's end");
     Word word;
     std::memcpy(&word, bytes.data() + offset, sizeof word);
     return word;
@@ -193,7 +199,7 @@ inline std::string keyAt(u32 slot, u32 slots, u32 nth = 0) {
   for (u32 number = 0;; ++number) {
     char key[16];
     const int length = std::snprintf(key, sizeof key, "%010u", number);
-    if (CncrHsh::hashOf(key, static_cast<u32>(length)) % slots == slot && nth-- == 0) return key;
+    if (store::hashOf(key, static_cast<u32>(length)) % slots == slot && nth-- == 0) return key;
   }
 }
 

@@ -17,6 +17,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::ElementsAreArray;
+using testing::EndsWith;
 using testing::IsEmpty;
 using Strings = std::vector<std::string>;
 using namespace std::string_literals;
@@ -98,7 +99,7 @@ TEST(simdb, AnEntryStandsWhereItsNeighbourLooksForIt) {
   simdb store(region.name(), 64, 5, false);
   const std::string key = keyAt(3, 5);
   ASSERT_TRUE(store.put(key, "value"));
-  const u32 hash = CncrHsh::hashOf(key.data(), 10);
+  const u32 hash = store::hashOf(key.data(), 10);
 
   std::string expected = fresh(kSmall);
   write(expected, 40 + 8 * 3, u64{1});            // odd slot: block 0, version 1
@@ -122,7 +123,7 @@ TEST(simdb, AttachersTakeTheHeadersNumbersWhateverTheirOwn) {
   write(expected, 32, u64{8 * 128 + 8});
   simdb smaller(region.name(), 5, 1, true);
   ASSERT_EQ(smaller.openError(), SIMDB_OK);
-  EXPECT_THAT(difference(region.bytes(), expected), IsEmpty()) << "the index size word comes anew";
+  EXPECT_THAT(difference(region.bytes(), expected), IsEmpty()) << "the index size word comes again";
   simdb larger(region.name(), 2048, 4096, false);
   ASSERT_EQ(larger.openError(), SIMDB_OK);
   EXPECT_EQ(region.bytes().size(), expected.size());
@@ -169,11 +170,16 @@ TEST(simdb, WhatCannotBeOpenedSaysWhy) {
   EXPECT_EQ(simdb(tooLong.name(), 64, 5, false).openError(), SIMDB_NAME_TOO_LONG);
   EXPECT_FALSE(tooLong.exists());
   EXPECT_EQ(simdb((unique + "/x").c_str(), 64, 5, false).openError(), SIMDB_MAP_FAILED);
+  EXPECT_THAT(simdb((unique + "/x").c_str(), 64, 5, false).openFault(),
+              EndsWith(unique + "/x: No such file or directory"));
+  const TestRegion nonsense;
+  nonsense.create(std::string(700, '\xA5'));
+  EXPECT_THAT(simdb(nonsense.name(), 64, 5, false).openFault(), EndsWith("content is no store's"));
   const TestRegion wraps;
   EXPECT_EQ(simdb(wraps.name(), 65536, 65536, false).openError(), SIMDB_MAP_FAILED);
 }
 
-// A creator was killed at some stage. Whoever comes next waits for it in vain, about a second, so
+// A creator was killed at some stage. The next process waits for it in vain, about a second, so
 // all stages are tried side by side.
 TEST(simdb, AnUnfinishedRegionIsTakenOver) {
   std::string halfTheSlots = fresh(kSmall);
@@ -225,6 +231,51 @@ TEST(simdb, WhatADeadProcessLeftWholeIsAttachedTo) {
   EXPECT_EQ(region.at<u32>(4), 1U) << "the dead process still counts";
 }
 
+TEST(simdb, ARegionThatItsLastOwnerIsAboutToRemoveIsNotJoined) {
+  const TestRegion region;
+  std::string left = fresh(kSmall);
+  write(left, 4, u32{0});
+  region.create(left);
+  auto opening = std::async(std::launch::async,
+                            [&] { return std::make_unique<simdb>(region.name(), 64, 5, false); });
+  std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  (void)std::remove(region.path().c_str());
+  const auto store = opening.get();
+  ASSERT_EQ(store->openError(), SIMDB_OK);
+  EXPECT_TRUE(region.exists());
+  EXPECT_EQ(region.at<u32>(4), 1U) << "of a file of its own";
+}
+
+TEST(simdb, ARegionThatNobodyHoldsAndNobodyRemovesIsTakenOver) {
+  const TestRegion region;
+  std::string left = fresh(kSmall);
+  write(left, 4, u32{0});
+  region.create(left);
+  const simdb store(region.name(), 64, 5, false);
+  EXPECT_EQ(store.openError(), SIMDB_OK);
+  EXPECT_EQ(region.at<u32>(4), 1U);
+}
+
+TEST(simdb, TheLastToLeaveAFileThatWasReplacedLeavesTheNewOneAlone) {
+  const TestRegion region;
+  simdb before(region.name(), 64, 5, false);
+  ASSERT_EQ(std::remove(region.path().c_str()), 0);
+  simdb after(region.name(), 64, 5, false);
+  before.close();
+  EXPECT_TRUE(region.exists());
+  after.close();
+  EXPECT_FALSE(region.exists());
+}
+
+TEST(simdb, AChainWhoseReadersAreBelowZeroIsListedAndRead) {
+  const TestRegion region;
+  simdb store(region.name(), 64, 5, false);
+  ASSERT_TRUE(store.put(keyAt(3, 5), "value"));
+  region.set(104, u32{1} - u32{4});
+  EXPECT_THAT(listed(store), ElementsAre(keyAt(3, 5)));
+  EXPECT_EQ(store.get(keyAt(3, 5)), "value");
+}
+
 TEST(simdb, AnUnfinishedRegionUnderAnothersLockIsGivenUp) {
   const TestRegion region;
   region.create(std::string(700, '\0'));
@@ -241,6 +292,7 @@ TEST(simdb, KeysAndValuesAreBytes) {
   simdb store(region.name(), 64, 16, false);
   std::string value = "as before";
   EXPECT_FALSE(store.get("absent", &value));
+  EXPECT_EQ(value, "");
   EXPECT_EQ(store.get("absent"), "");
   EXPECT_FALSE(store.get("", &value));
 
@@ -310,7 +362,7 @@ TEST(simdb, APassEndsAtAKeyInTheCursorsVerySlot) {
   ASSERT_TRUE(store.put(keyAt(9, 4096), "v"));
   EXPECT_THAT(listed(store), ElementsAreArray(keys));
   keys.insert(keyAt(9, 4096));
-  EXPECT_THAT(listed(store), ElementsAreArray(keys)) << "goes on behind the first two";
+  EXPECT_THAT(listed(store), ElementsAreArray(keys)) << "goes on after the first two";
 }
 
 TEST(simdb, SlotsAnswerForTheVersionThatTheyHold) {
@@ -384,7 +436,7 @@ class Model {
     return (entry.first.size() + entry.second.size() + b - 1) / b;
   }
   u32 home(const std::string& key) const {
-    return CncrHsh::hashOf(key.data(), static_cast<u32>(key.size())) % n;
+    return store::hashOf(key.data(), static_cast<u32>(key.size())) % n;
   }
   std::optional<u32> find(const std::string& key, u32 steps) const {
     for (u32 i = home(key); steps > 0; --steps, i = (i + 1) % n) {

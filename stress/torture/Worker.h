@@ -8,12 +8,12 @@
 #include <vector>
 
 #include "store/simdb.h"
-#include "tools/torture/Board.h"
+#include "stress/torture/Board.h"
 
 // The keys: most are short, one fills a block, one needs two.
 std::vector<std::string> tortureKeys(u32 blockSize);
 
-// The key that this worker alone replaces, and nobody deletes. It is to be written before any
+// The key that this worker alone replaces, and no worker deletes. It is to be written before any
 // other, so that it stands at the start of its probe and never moves. REQUIRES: worker < workers <=
 // slots.
 std::string keptKey(u32 worker, u32 workers, u32 slots);

@@ -1,4 +1,4 @@
-#include "tools/soak/Ledger.h"
+#include "stress/soak/Ledger.h"
 
 #include <algorithm>
 

@@ -40,7 +40,7 @@ class Ledger {
 
  private:
   struct Gap {
-    Number from, to;  // the first number, and the one behind the last
+    Number from, to;  // the first number, and the one after the last
   };
   bool mayBe(const Gap& gap, Time drop) const;
 

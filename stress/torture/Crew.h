@@ -8,11 +8,11 @@
 #include <thread>
 #include <vector>
 
-#include "tools/torture/Board.h"
+#include "stress/torture/Board.h"
 
 struct TortureSettings {
   u64 operations = 1000000;  // of all workers together
-  u32 kills = 0;             // 0: nobody is killed, and the operations count
+  u32 kills = 0;             // 0: no process is killed, and the operations count
   u32 killsPerStore = 50;    // a fresh store then, before the blocks that the dead took run short
   u32 processes = 3;
   u32 threads = 2;     // of each process
@@ -24,11 +24,11 @@ struct TortureSettings {
   u32 workers() const { return processes * threads; }
 };
 
-// Forks its processes, so nobody may start a thread before. One thread uses it.
+// Forks its processes, so no thread may be started before. One thread uses it.
 class Crew {
  public:
   Crew(const std::string& storeName, const TortureSettings& torture, Board& sharedBoard);
-  // Kills whoever still runs.
+  // Kills the processes that still run.
   ~Crew();
   Crew(const Crew&) = delete;
   Crew& operator=(const Crew&) = delete;
@@ -53,7 +53,7 @@ class Crew {
 
   u64 operations(u32 worker) const { return board.progress[worker].operations; }
 
-  // From the first worker of a place to behind its last.
+  // The number of the first worker of a place.
   u32 first(u32 place) const { return place * settings.threads; }
 
  private:

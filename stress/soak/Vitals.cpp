@@ -1,4 +1,4 @@
-#include "tools/soak/Vitals.h"
+#include "stress/soak/Vitals.h"
 
 #include <algorithm>
 #include <chrono>

@@ -1,4 +1,4 @@
-#include "tools/torture/Worker.h"
+#include "stress/torture/Worker.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -6,7 +6,8 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "tools/torture/SealedValue.h"
+#include "store/KeyHash.h"
+#include "stress/torture/SealedValue.h"
 
 namespace {
 
@@ -18,6 +19,7 @@ constexpr u64 kLookAround = 1024;  // operations between two looks at the parent
 
 std::vector<std::string> tortureKeys(u32 blockSize) {
   std::vector<std::string> keys;
+  keys.reserve(8);
   for (int i = 0; i < 6; ++i) keys.push_back("key " + std::to_string(i));
   keys.emplace_back(blockSize, 'k');
   keys.emplace_back(blockSize + 7, 'k');
@@ -27,7 +29,7 @@ std::vector<std::string> tortureKeys(u32 blockSize) {
 std::string keptKey(u32 worker, u32 workers, u32 slots) {
   for (u32 i = 0;; ++i) {
     const std::string key = "kept " + std::to_string(i);
-    const u32 home = CncrHsh::hashOf(key.data(), static_cast<u32>(key.size())) % slots;
+    const u32 home = store::hashOf(key.data(), static_cast<u32>(key.size())) % slots;
     if (home == worker * slots / workers) return key;
   }
 }

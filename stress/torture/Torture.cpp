@@ -1,35 +1,23 @@
-// velomar-torture: several processes with threads put, replace, read, list and delete the same few
-// keys of a store with a name of its own. When all is quiet, the region is audited: every block is
-// free or in exactly one chain, and every value is whole.
-//
-// With --kill one of the processes is killed again and again at random moments and replaced. The
-// others have to go on; what the dead took is counted, and nothing else may be lost.
-//
-// Ends with 0 if no fault was found, 1 if there was one, 2 if asked in the wrong way.
+#include "stress/torture/Torture.h"
+
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <exception>
 #include <random>
 #include <stdexcept>
 #include <string>
 
 #include "store/simdb.h"
+#include "stress/torture/SealedValue.h"
+#include "stress/torture/Worker.h"
 #include "tools/state/RegionAudit.h"
-#include "tools/torture/Crew.h"
-#include "tools/torture/SealedValue.h"
-#include "tools/torture/Worker.h"
 
 namespace {
 
 using Count = unsigned long long;  // as printf wants it
 using Clock = std::chrono::steady_clock;
 
-constexpr u32 kBlocksAtPeace = 128;
-constexpr u32 kLongestChain = 24;  // blocks
 constexpr u32 kChainsAtDeath = 3;  // one being written, one replaced, one read
 constexpr u64 kForever = u64{1} << 60U;
 constexpr u64 kWindow = 300;    // operations of each survivor around a kill
@@ -108,7 +96,7 @@ class Torture {
     countOperations();
     const RegionAudit audit = auditOf(its.name);
     add(audit);
-    expect(audit.lost == 0, "blocks are lost, and nobody died");
+    expect(audit.lost == 0, "blocks are lost, and no process died");
     expectWholeValues(its.store);
     expectEmptyAfterDeletion(its);
   }
@@ -253,66 +241,8 @@ class Torture {
   Pauses calm, aroundKills;
 };
 
-struct Option {
-  const char* name;
-  u64 least, most;
-  void (*set)(TortureSettings&, u64);
-};
-
-#define VELOMAR_SETTER(field) \
-  [](TortureSettings& settings, u64 value) { settings.field = decltype(settings.field)(value); }
-constexpr Option kOptions[] = {
-    {"--operations", 1, u64{1} << 50U, VELOMAR_SETTER(operations)},
-    {"--kill", 1, 1000000, VELOMAR_SETTER(kills)},
-    {"--processes", 1, 16, VELOMAR_SETTER(processes)},
-    {"--threads", 1, 4, VELOMAR_SETTER(threads)},
-    {"--block-size", 8, 4096, VELOMAR_SETTER(blockSize)},
-    {"--blocks", 64, 65536, VELOMAR_SETTER(blocks)},
-    {"--seed", 0, 0xFFFFFFFF, VELOMAR_SETTER(seed)},
-    {"--patience", 1, 3600, VELOMAR_SETTER(patience)},
-};
-#undef VELOMAR_SETTER
-
-bool take(TortureSettings& settings, const char* name, const char* text) {
-  char* end = nullptr;
-  const u64 value = std::strtoull(text, &end, 10);
-  for (const Option& option : kOptions) {
-    if (std::strcmp(option.name, name) != 0) continue;
-    if (*text == '\0' || *end != '\0' || value < option.least || value > option.most) return false;
-    option.set(settings, value);
-    return true;
-  }
-  return false;
-}
-
-bool readArguments(TortureSettings& settings, int argc, char** argv) {
-  settings.seed = std::random_device{}();
-  for (int i = 1; i < argc; i += 2) {
-    if (i + 1 == argc || !take(settings, argv[i], argv[i + 1])) return false;
-  }
-  if (settings.kills > 0 && settings.processes < 2) return false;
-  if (settings.blocks == 0) {
-    const u32 dead = std::min(settings.kills, settings.killsPerStore);
-    settings.blocks = kBlocksAtPeace + dead * kLongestChain;
-  }
-  return true;
-}
-
 }  // namespace
 
-int main(int argc, char** argv) {
-  TortureSettings settings;
-  if (!readArguments(settings, argc, argv)) {
-    std::fprintf(
-        stderr,
-        "Usage: velomar-torture [--operations N | --kill N] [--processes N] [--threads N]\n"
-        "         [--blocks N] [--block-size BYTES] [--seed N] [--patience SECONDS]\n");
-    return 2;
-  }
-  try {
-    return Torture(settings).run() ? 0 : 1;
-  } catch (const std::exception& e) {
-    std::printf("FAULT: %s\n", e.what());
-    return 1;
-  }
+bool runTorture(const TortureSettings& settings) {
+  return Torture(settings).run();
 }

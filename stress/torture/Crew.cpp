@@ -1,4 +1,4 @@
-#include "tools/torture/Crew.h"
+#include "stress/torture/Crew.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -10,7 +10,7 @@
 #include <system_error>
 
 #include "store/simdb.h"
-#include "tools/torture/Worker.h"
+#include "stress/torture/Worker.h"
 
 namespace {
 

@@ -8,6 +8,9 @@
 
 #include "store/RegionMemory.h"
 
+using store::u32;
+using store::u64;
+
 constexpr u32 kMaxWorkers = 64;
 
 // Written by one worker, read by the parent.
@@ -22,7 +25,7 @@ struct alignas(64) Progress {
 struct Board {
   std::atomic<u32> stop{0};
   std::atomic<u64> torn{0};     // values that weren't whole, or another key's
-  std::atomic<u64> strange{0};  // listed keys that nobody wrote
+  std::atomic<u64> strange{0};  // listed keys that no worker wrote
   std::atomic<u64> absent{0};   // kept keys that were not there, though only ever replaced
   std::atomic<u64> old{0};      // values of theirs older than one that was complete before the read
   std::atomic<u64> refused{0};  // puts without room; no fault

@@ -1,0 +1,16 @@
+// The hash of a key: 64-bit FNV-1a (Fowler, Noll, Vo; draft-eastlake-fnv), its halves folded by
+// exclusive or. Every process must compute the same, since it picks the slot and stands in the
+// region. Any thread; no error.
+#pragma once
+
+#include "store/RegionMemory.h"
+
+namespace store {
+
+u32 hashOf(const void* key, u32 klen);
+
+// The same. A message is written, read and deleted under one key, and the hash of the thread's last
+// short key is kept for that.
+u32 recalledHashOf(const void* key, u32 klen);
+
+}  // namespace store

@@ -1,0 +1,23 @@
+// The program between a host and a simulator that this process plays, for a long time or as fast as
+// it goes. Everything that is sent carries a number and has to arrive at the other end, in order
+// and once. What the program holds of the machine must not grow.
+//
+// A loss is a simulator that falls silent until the program gives the link up; every other one ends
+// with its end of the stores closed and opened again. What the user did just then is dropped by
+// rule. A restart closes and opens without a silence, and nothing is dropped.
+#pragma once
+
+#include <string>
+
+struct SoakSettings {
+  std::string program;
+  unsigned seconds = 60;  // if there is no number of events
+  unsigned events = 0;    // each way, as fast as they go
+  unsigned rate = 200;    // a second each way
+  unsigned losses = 0;
+  unsigned restarts = 0;
+};
+
+// Prints what was found. True: no fault. Uses the program's own two stores: no simulator plug-in
+// may run at the same time. Throws std::exception if the soak can't begin.
+bool runSoak(const SoakSettings& settings);

@@ -1,0 +1,55 @@
+// What threads did to a store and what they were told, and whether a map could have told the same.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace explore {
+
+struct Action {
+  enum Kind {
+    Put,
+    Get,
+    GetByValue,
+    GetRaw,
+    Del,
+    Len,
+    List,
+    Drain,
+    LetterPut,
+    LetterGet,
+    LetterDel
+  };
+  Kind kind;
+  std::string key;
+  std::string value;
+};
+
+struct Event {
+  Action action;
+  std::uint64_t begin = 0;
+  std::uint64_t end = ~std::uint64_t{0};  // of a call that was killed: never
+  bool result = false;
+  std::string value;               // read
+  std::vector<std::string> found;  // listed or taken
+  bool isOver() const { return end != ~std::uint64_t{0}; }
+};
+
+using History = std::vector<Event>;
+
+std::string text(const Event& event);
+
+// Whether there is an order of the events that respects which ended before which began, and in
+// which a map gives each answer (M. Herlihy, J. Wing: linearizability, TOPLAS 1990; searched as by
+// Wing and Gong). A call that was killed may have had its effect or not. `mayRefuse`: a put may say
+// that there is no room.
+bool isLinearizable(const History& history, bool mayRefuse);
+
+// Whether each key of each listing was in the store at some moment of that listing.
+bool listsWhatWasThere(const History& history);
+
+// Whether keys were taken in rising order, each once, with the value that was put.
+bool tookInOrder(const History& history);
+
+}  // namespace explore
