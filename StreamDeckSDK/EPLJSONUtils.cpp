@@ -1,4 +1,3 @@
-// Tolerant lookups. What turns text into JSON and back has a file of its own.
 #include "StreamDeckSDK/EPLJSONUtils.h"
 
 using nlohmann::json;

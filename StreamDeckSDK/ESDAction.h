@@ -1,6 +1,6 @@
 // The object of one context: empty operations for its events, and commands that go out for it.
 //
-// What the object holds is set by the constructor and never changes, so any thread may send
+// The members are set by the constructor and never change, so any thread may send
 // commands through it. A command reports nothing; without a connection it is lost.
 #pragma once
 

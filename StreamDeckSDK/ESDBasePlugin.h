@@ -1,8 +1,8 @@
 // The interface through which the connection calls a plug-in: one virtual operation for each event
 // of the Stream Deck application. All of them do nothing here, so the class is complete in itself.
 //
-// The connection makes every call on the main thread, one at a time. What is passed by reference is
-// valid for the length of the call. An exception that leaves an operation is dropped by the
+// The connection makes every call on the main thread, one at a time. Arguments passed by reference
+// are valid for the length of the call. An exception that leaves an operation is dropped by the
 // connection, and the next event comes as usual.
 #pragma once
 

@@ -5,19 +5,21 @@
 
 #include "StreamDeckSDK/EPLJSONUtils.h"
 #include "StreamDeckSDK/ESDBasePlugin.h"
+#include "StreamDeckSDK/ESDJSONText.h"
 #include "StreamDeckSDK/ESDLogger.h"
 
 using nlohmann::json;
 
 namespace {
 
-// What every event may carry. Keys that are missing or of another type are empty.
+// The members that any event may carry. Those that are missing or of another type are empty.
 struct Event {
   std::string action;
   std::string context;
   std::string device;
   json payload;
   const json& message;
+  ESDDialPresses& dialPresses;
 };
 
 struct Route {
@@ -36,9 +38,19 @@ void call(ESDBasePlugin& plugin, const Event& e) {
 // Newer hosts send the two directions of a dial's press as events of their own, without "pressed".
 template <bool isPressed>
 void callDialPress(ESDBasePlugin& plugin, const Event& e) {
+  if (e.dialPresses.Repeats(e.context, ESDDialPresses::Form::Pair, isPressed)) return;
   json payload = e.payload;
   payload["pressed"] = isPressed;
   plugin.DialPressForAction(e.action, e.context, payload, e.device);
+}
+
+void callSingleDialPress(ESDBasePlugin& plugin, const Event& e) {
+  const auto pressed = e.payload.find("pressed");
+  if (pressed != e.payload.end() && pressed->is_boolean() &&
+      e.dialPresses.Repeats(e.context, ESDDialPresses::Form::Single, pressed->get<bool>())) {
+    return;
+  }
+  call<&ESDBasePlugin::DialPressForAction>(plugin, e);
 }
 
 // Every event that is understood. Names are compared exactly; any other event is ignored.
@@ -46,7 +58,11 @@ constexpr Route kRoutes[] = {
     {"keyDown", call<&ESDBasePlugin::KeyDownForAction>},
     {"keyUp", call<&ESDBasePlugin::KeyUpForAction>},
     {"willAppear", call<&ESDBasePlugin::WillAppearForAction>},
-    {"willDisappear", call<&ESDBasePlugin::WillDisappearForAction>},
+    {"willDisappear",
+     [](ESDBasePlugin& plugin, const Event& e) {
+       e.dialPresses.Forget(e.context);
+       call<&ESDBasePlugin::WillDisappearForAction>(plugin, e);
+     }},
     {"didReceiveSettings", call<&ESDBasePlugin::DidReceiveSettings>},
     {"didReceiveGlobalSettings",
      [](ESDBasePlugin& plugin, const Event& e) { plugin.DidReceiveGlobalSettings(e.payload); }},
@@ -60,7 +76,7 @@ constexpr Route kRoutes[] = {
      [](ESDBasePlugin& plugin, const Event& e) { plugin.DeviceDidDisconnect(e.device); }},
     {"sendToPlugin", call<&ESDBasePlugin::SendToPlugin>},
     {"systemDidWakeUp", [](ESDBasePlugin& plugin, const Event&) { plugin.SystemDidWakeUp(); }},
-    {"dialPress", call<&ESDBasePlugin::DialPressForAction>},
+    {"dialPress", callSingleDialPress},
     {"dialRotate", call<&ESDBasePlugin::DialRotateForAction>},
     {"touchTap", call<&ESDBasePlugin::TouchTabForAction>},
     {"dialDown", callDialPress<true>},
@@ -117,8 +133,17 @@ void ESDConnectionManager::InstallHandlers() {
   mWebsocket.set_open_handler([this](connection_hdl handle) { OnOpen(&mWebsocket, handle); });
   mWebsocket.set_fail_handler([this](connection_hdl handle) { OnFail(&mWebsocket, handle); });
   mWebsocket.set_close_handler([this](connection_hdl handle) { OnClose(&mWebsocket, handle); });
+  mWebsocket.set_tcp_pre_init_handler(
+      [this](connection_hdl handle) { SendWithoutDelay(Find(&mWebsocket, handle)); });
   mWebsocket.set_message_handler(
       [this](connection_hdl handle, Message message) { OnMessage(handle, std::move(message)); });
+}
+
+// Without this the second of several commands waits for the host to acknowledge the first, for
+// which a host takes some 40 ms.
+void ESDConnectionManager::SendWithoutDelay(const std::shared_ptr<Connection>& connection) {
+  asio::error_code ignored;
+  if (connection) connection->get_socket().set_option(asio::ip::tcp::no_delay(true), ignored);
 }
 
 void ESDConnectionManager::OnOpen(Client* /*client*/, websocketpp::connection_hdl /*handle*/) {
@@ -128,30 +153,24 @@ void ESDConnectionManager::OnOpen(Client* /*client*/, websocketpp::connection_hd
 }
 
 void ESDConnectionManager::OnFail(Client* client, websocketpp::connection_hdl handle) {
-  std::string reason;
-  if (client != nullptr) {
-    const auto connection = client->get_con_from_hdl(handle);
-    if (connection) reason = connection->get_ec().message();
-  }
-  if (!ESDLogger::disableDebugLogging) {
-    ESDLogWithContext(__FILE__, "Failed with reason: {}", reason);
-  }
-  StopEventLoop();
+  const auto connection = Find(client, handle);
+  OnEnd("Failed with reason: ", connection ? connection->get_ec().message() : "");
 }
 
 void ESDConnectionManager::OnClose(Client* client, websocketpp::connection_hdl handle) {
-  std::string reason;
-  if (client != nullptr) {
-    const auto connection = client->get_con_from_hdl(handle);
-    if (connection) reason = connection->get_remote_close_reason();
-  }
-  if (!ESDLogger::disableDebugLogging) {
-    ESDLogWithContext(__FILE__, "Close with reason: {}", reason);
-  }
-  StopEventLoop();
+  const auto connection = Find(client, handle);
+  OnEnd("Close with reason: ", connection ? connection->get_remote_close_reason() : "");
 }
 
-void ESDConnectionManager::StopEventLoop() {
+// Null: there is no such connection any more.
+std::shared_ptr<ESDConnectionManager::Connection> ESDConnectionManager::Find(
+    Client* client, const websocketpp::connection_hdl& handle) {
+  websocketpp::lib::error_code ignored;
+  return client == nullptr ? nullptr : client->get_con_from_hdl(handle, ignored);
+}
+
+void ESDConnectionManager::OnEnd(const char* line, const std::string& reason) {
+  if (!ESDLogger::disableDebugLogging) ESDLogWithContext(__FILE__, line + reason);
   if (!mAsioContext) return;
   if (!ESDLogger::disableDebugLogging) ESDLogWithContext(__FILE__, "Stopping ASIO context");
   mAsioContext->stop();
@@ -162,7 +181,7 @@ void ESDConnectionManager::OnMessage(websocketpp::connection_hdl /*handle*/, Mes
   const std::string text = message->get_payload();
   if (!ESDLogger::disableDebugLogging) ESDLogWithContext(__FILE__, "OnMessage: {}", text);
   try {
-    if (mPlugin != nullptr && !EPLJSONUtils::IsTooDeep(text)) Dispatch(json::parse(text));
+    if (mPlugin != nullptr) Dispatch(ESDJSONText::Read(text));
   } catch (...) {
     // The host may send anything, and a plug-in may raise: the frame is dropped, the next counts.
   }
@@ -172,7 +191,10 @@ void ESDConnectionManager::Dispatch(const json& message) {
   const std::string name = EPLJSONUtils::GetStringByName(message, "event");
   Event event{EPLJSONUtils::GetStringByName(message, "action"),
               EPLJSONUtils::GetStringByName(message, "context"),
-              EPLJSONUtils::GetStringByName(message, "device"), json(), message};
+              EPLJSONUtils::GetStringByName(message, "device"),
+              json(),
+              message,
+              mDialPresses};
   (void)EPLJSONUtils::GetObjectByName(message, "payload", event.payload);
   for (const Route& route : kRoutes) {
     if (route.event == name) {
@@ -187,33 +209,17 @@ void ESDConnectionManager::LogMessage(const std::string& message) {
   Send({{"event", "logMessage"}, {"payload", {{"message", message}}}});
 }
 
+void ESDConnectionManager::Send(const json& message) {
+  SendText(message.dump());
+}
+
 // The library's send may be called beside the running event loop: it queues the frame under the
 // connection's lock, in the order of the calls, and the loop writes it. Its error says only that
 // the connection isn't open, and what can't be sent is lost by rule.
-void ESDConnectionManager::Send(const json& message) {
-  std::string text = EPLJSONUtils::Dump(message);
+void ESDConnectionManager::SendText(std::string text) {
   if (!MaySend()) return;
   websocketpp::lib::error_code ignored;
-  mWebsocket.send(mConnectionHandle, FrameOf(std::move(text)), ignored);
-}
-
-// The frame that the library would make of the text, masked eight characters at a time and where
-// they stand. The library would copy the text twice, mask it character by character, and look once
-// more for what isn't UTF-8, all of it under the lock that the event loop waits for.
-ESDConnectionManager::Message ESDConnectionManager::FrameOf(std::string text) {
-  namespace frame = websocketpp::frame;
-  frame::masking_key_type key;
-  key.i = mMaskingKeys();
-  const auto bytes = reinterpret_cast<std::uint8_t*>(text.data());
-  frame::word_mask_exact(bytes, text.size(), key);
-
-  const frame::basic_header basic(frame::opcode::text, text.size(), true, true);
-  const frame::extended_header extended(text.size(), key.i);
-  auto message = std::make_shared<Message::element_type>(nullptr, frame::opcode::text, 0);
-  message->set_header(frame::prepare_header(basic, extended));
-  message->get_raw_payload() = std::move(text);
-  message->set_prepared(true);
-  return message;
+  mWebsocket.send(mConnectionHandle, mFrames.Of(std::move(text)), ignored);
 }
 
 bool ESDConnectionManager::MaySend() const {

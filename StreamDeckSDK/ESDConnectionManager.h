@@ -12,7 +12,7 @@
 // pointers to it.
 #pragma once
 
-// A standard header comes before Asio's: only behind one does Asio find the library's aligned
+// A standard header has to come before Asio's: only after one does Asio find the library's aligned
 // allocation, and all files of a program must allocate alike.
 #include <atomic>
 #include <memory>
@@ -23,6 +23,9 @@
 #include <nlohmann/json.hpp>
 #include <websocketpp/client.hpp>
 #include <websocketpp/config/asio_no_tls_client.hpp>
+
+#include "StreamDeckSDK/ESDDialPresses.h"
+#include "StreamDeckSDK/ESDTextFrame.h"
 
 class ESDBasePlugin;
 
@@ -63,7 +66,8 @@ class ESDConnectionManager {
   void SetGlobalSettings(const nlohmann::json& settings);
 
  private:
-  using Message = websocketpp::config::asio_client::message_type::ptr;
+  using Message = ESDTextFrame::Message;
+  using Connection = Client::connection_type;
 
   void OnOpen(Client* client, websocketpp::connection_hdl handle);
   void OnFail(Client* client, websocketpp::connection_hdl handle);
@@ -73,9 +77,12 @@ class ESDConnectionManager {
   void Connect();
   void InstallHandlers();
   void Dispatch(const nlohmann::json& message);
-  void StopEventLoop();
+  void OnEnd(const char* line, const std::string& reason);
+  static void SendWithoutDelay(const std::shared_ptr<Connection>& connection);
+  static std::shared_ptr<Connection> Find(Client* client,
+                                          const websocketpp::connection_hdl& handle);
   void Send(const nlohmann::json& message);
-  Message FrameOf(std::string text);
+  void SendText(std::string text);
   bool MaySend() const;
 
   int mPort;
@@ -87,10 +94,11 @@ class ESDConnectionManager {
   std::shared_ptr<asio::io_context> mAsioContext;
 
   // Until the registration is out, only the event loop's own thread may touch the WebSocket client:
-  // it writes the handle, and the library opens the connection without a lock. Whoever reads true
-  // sees all of that; what other threads were to send before is lost by rule.
+  // that thread writes the handle, and the library opens the connection without a lock. A thread
+  // that reads true sees all of that; its commands before then are lost by rule.
   std::atomic<std::thread::id> mEventLoop{};  // none before Run
   std::atomic<bool> mIsRegistered{false};
 
-  websocketpp::config::asio_client::rng_type mMaskingKeys;  // any thread may ask
+  ESDTextFrame mFrames;
+  ESDDialPresses mDialPresses;  // the event loop's
 };

@@ -1,5 +1,9 @@
-// What goes out to the Stream Deck application.
+// The commands to the Stream Deck application.
+#include <string_view>
+#include <utility>
+
 #include "StreamDeckSDK/ESDConnectionManager.h"
+#include "StreamDeckSDK/ESDJSONText.h"
 
 using nlohmann::json;
 
@@ -21,7 +25,7 @@ json Command(const char* event, const std::string& context, json payload) {
   return command;
 }
 
-// What a title and an image have in common.
+// A title or an image: one text under `name`, and the members that both have.
 json FaceCommand(const char* event, const std::string& context, const char* name, std::string text,
                  int target, int state) {
   json payload;
@@ -31,8 +35,8 @@ json FaceCommand(const char* event, const std::string& context, const char* name
   return Command(event, context, std::move(payload));
 }
 
-std::string DataUrl(const std::string& image) {
-  return image.empty() || image.rfind(kImagePrefix, 0) == 0 ? image : kImagePrefix + image;
+const char* PrefixFor(const std::string& image) {
+  return image.empty() || image.rfind(kImagePrefix, 0) == 0 ? "" : kImagePrefix;
 }
 
 }  // namespace
@@ -44,7 +48,21 @@ void ESDConnectionManager::SetTitle(const std::string& title, const std::string&
 
 void ESDConnectionManager::SetImage(const std::string& image, const std::string& context,
                                     int target, int state) {
-  Send(FaceCommand("setImage", context, "image", DataUrl(image), target, state));
+  const std::string prefix = PrefixFor(image);
+  if (!ESDJSONText::IsPlain(image)) {
+    Send(FaceCommand("setImage", context, "image", prefix + image, target, state));
+    return;
+  }
+  // The library would look at each character of an image, so it writes the command with an empty
+  // one, and the image is put in here. No string can look like this member: its quotes would be
+  // escaped.
+  constexpr std::string_view kMember = R"("image":")";
+  const std::string empty = FaceCommand("setImage", context, "image", "", target, state).dump();
+  const std::size_t place = empty.find(kMember) + kMember.size();
+  std::string text;
+  text.reserve(empty.size() + prefix.size() + image.size());
+  text.append(empty, 0, place).append(prefix).append(image).append(empty, place);
+  SendText(std::move(text));
 }
 
 void ESDConnectionManager::ShowAlertForContext(const std::string& context) {

@@ -1,7 +1,8 @@
 // Translated strings, from a file named after the language in the folder of the running program.
 //
 // The file is a JSON document whose object under "Localization" maps keys to strings. Whatever is
-// wrong with it leaves the table empty, and a key then stands for itself.
+// wrong with it, or with a language that is no file name, leaves the table empty, and each key then
+// translates to itself.
 #pragma once
 
 #include <nlohmann/json.hpp>

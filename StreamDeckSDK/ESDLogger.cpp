@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "StreamDeckSDK/ESDConnectionManager.h"
+#include "common/Helpers.h"
 
 namespace {
 
@@ -21,6 +22,28 @@ std::string Repaired(const std::string& text) {
   return json::parse(json(text).dump(-1, ' ', false, json::error_handler_t::replace));
 }
 
+// The line as both logs take it.
+std::string LineOf(const std::string& context, const std::string& message) {
+  constexpr std::size_t kMost = ESDLogger::kMaxLineBytes;
+  const std::string whole = FileName(context) + ": " + message;
+  const std::string line = Repaired(whole.substr(0, wholeCharacters(whole, kMost)));
+  if (whole.size() <= kMost && line.size() <= kMost) return line;
+  return line.substr(0, wholeCharacters(line, kMost)) +
+         fmt::format("... (cut, {} bytes in all)", whole.size());
+}
+
+// False: it raised. There is nowhere left to report that to, and a lost line is better than a lost
+// process.
+template <typename Work>
+bool Attempt(Work work) noexcept {
+  try {
+    work();
+    return true;
+  } catch (...) {
+    return false;
+  }
+}
+
 }  // namespace
 
 bool ESDLogger::disableDebugLogging = false;
@@ -30,12 +53,18 @@ void ESDLogger::SetConnectionManager(ESDConnectionManager* manager) {
 }
 
 void ESDLogger::LogMessage(const std::string& context, const std::string& message) noexcept {
-  try {
-    const std::string line = Repaired(fmt::format("{}: {}", FileName(context), message));
-    LogToStreamDeckSoftware(line);
-    LogToSystem(line);
-  } catch (...) {
-    // Out of memory, at the worst place: a lost line is better than a lost process.
+  std::string line;
+  if (!Attempt([&] { line = LineOf(context, message); })) return;
+  (void)Attempt([&] { LogToStreamDeckSoftware(line); });
+  (void)Attempt([&] { LogToSystem(line); });
+}
+
+void ESDLogger::LogFormatted(const std::string& context, fmt::string_view format,
+                             fmt::format_args arguments) noexcept {
+  std::string message;
+  if (Attempt([&] { message = fmt::vformat(format, arguments); }) ||
+      Attempt([&] { message.assign(format.data(), format.size()); })) {
+    LogMessage(context, message);
   }
 }
 

@@ -3,10 +3,15 @@
 // A line reads: the source file's name, a colon, a blank, the message. It goes to the Stream Deck
 // application's log, once there is a connection, and to the system log. Any thread may log. A log
 // line never raises: bytes that aren't UTF-8, which a library's error text may quote from a bad
-// message, become U+FFFD, and what can't be delivered is lost.
+// message, become U+FFFD, a text that doesn't fit its arguments is logged without them, and what
+// can't be delivered to one log is lost there alone.
 //
-// A debug log call is the same call behind a test of ESDLogger::disableDebugLogging at the call
-// site, so that with the flag set not even its arguments are worked out.
+// A line of more than kMaxLineBytes is cut there and says how long it was: a system log takes no
+// more for certain, and an error text may quote a message of megabytes. The reason comes first in
+// such a text.
+//
+// A debug log call tests ESDLogger::disableDebugLogging at the call site first, so that with the
+// flag set not even its arguments are evaluated.
 #pragma once
 
 #include <fmt/format.h>
@@ -19,6 +24,8 @@ class ESDConnectionManager;
 // Static only.
 class ESDLogger {
  public:
+  static constexpr std::size_t kMaxLineBytes = 960;
+
   // Written before any other thread exists.
   static bool disableDebugLogging;
 
@@ -27,6 +34,10 @@ class ESDLogger {
 
   // `context` is a source file's path, of which only the last component shows.
   static void LogMessage(const std::string& context, const std::string& message) noexcept;
+
+  // The same with an fmt format string and its arguments as a message.
+  static void LogFormatted(const std::string& context, fmt::string_view format,
+                           fmt::format_args arguments) noexcept;
 
   // Nothing happens without a connection manager.
   static void LogToStreamDeckSoftware(const std::string& line);
@@ -46,5 +57,5 @@ template <typename First, typename... Rest>
 void ESDLogWithContext(const std::string& context,
                        fmt::format_string<const First&, const Rest&...> format, const First& first,
                        const Rest&... rest) {
-  ESDLogger::LogMessage(context, fmt::format(format, first, rest...));
+  ESDLogger::LogFormatted(context, format, fmt::make_format_args(first, rest...));
 }

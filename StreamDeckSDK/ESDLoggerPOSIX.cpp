@@ -1,5 +1,5 @@
-// The system log of systems without os_log. Whoever starts the program by hand sees the lines on
-// standard error as well.
+// The system log of systems without os_log. Lines go to standard error as well, for a user who
+// starts the program by hand.
 #include <poll.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -9,13 +9,14 @@
 #include <climits>
 #include <csignal>
 #include <ctime>
+#include <mutex>
 
 #include "StreamDeckSDK/ESDLogger.h"
 
 namespace {
 
-// Whoever read our standard error may have gone, and writing there then raises SIGPIPE, which ends
-// the process. Held off in this thread while the object lives, and taken back if it came.
+// The reader of our standard error may have gone, and writing there then raises SIGPIPE, which ends
+// the process. This object blocks the signal in its thread and takes it back if it came.
 class PipeSignalHeld {
  public:
   PipeSignalHeld() {
@@ -40,9 +41,12 @@ class PipeSignalHeld {
   bool wasPending = false;
 };
 
-// Whoever started us may hold the other end of a pipe and never read it, so a line that would have
-// to wait is left out. A pipe that takes anything takes this many bytes at once.
+// The process that started us may hold the other end of a pipe and never read it, so a line that
+// would have to wait is left out. A pipe that is ready takes this many bytes without waiting, but
+// only once: another thread must not see the same room.
 void CopyToStandardError(const std::string& line) {
+  static std::mutex sOneAtATime;
+  const std::lock_guard<std::mutex> lock(sOneAtATime);
   pollfd error{STDERR_FILENO, POLLOUT, 0};
   if (poll(&error, 1, 0) != 1 || (error.revents & POLLOUT) == 0) return;
   std::string text = std::string(program_invocation_short_name) + ": " + line;

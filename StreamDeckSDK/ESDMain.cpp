@@ -6,6 +6,7 @@
 
 #include "StreamDeckSDK/EPLJSONUtils.h"
 #include "StreamDeckSDK/ESDConnectionManager.h"
+#include "StreamDeckSDK/ESDJSONText.h"
 #include "StreamDeckSDK/ESDLocalizer.h"
 #include "StreamDeckSDK/ESDLogger.h"
 
@@ -40,7 +41,7 @@ Arguments ReadArguments(const char* const* argv) {
   return arguments;
 }
 
-// What is missing, or null.
+// The log line for the first argument that is missing or wrong, or null.
 const char* Refusal(const Arguments& arguments) {
   if (arguments.port == 0) return "Invalid port number";
   if (arguments.pluginUUID.empty()) return "Invalid plugin UUID";
@@ -53,8 +54,7 @@ std::string ReadLanguage(const std::string& info) {
   std::string language = "en";
   try {
     json application;
-    if (!EPLJSONUtils::IsTooDeep(info) &&
-        EPLJSONUtils::GetObjectByName(json::parse(info), "application", application)) {
+    if (EPLJSONUtils::GetObjectByName(ESDJSONText::Read(info), "application", application)) {
       language = EPLJSONUtils::GetStringByName(application, "language", language);
     }
   } catch (...) {

@@ -8,78 +8,76 @@ using nlohmann::json;
 // A payload without the key that a row reads raises the JSON library's error, which the connection
 // drops: the host sends these keys, and there is nothing sensible to call without them.
 
+namespace {
+
+// Makes the call on the context's object, or logs the line if there is none.
+template <typename Call>
+void route(ESDPlugin& plugin, const std::string& action, const std::string& context,
+           const char* line, Call call) {
+  if (const auto target = plugin.GetOrCreateAction(action, context)) {
+    call(*target);
+  } else {
+    ESDLogWithContext(__FILE__, fmt::runtime(line), action, context);
+  }
+}
+
+void rotate(ESDAction& target, const json& payload) {
+  const int ticks = payload.at("ticks").get<int>();
+  const bool pressed = payload.at("pressed").get<bool>();
+  const auto count = static_cast<unsigned int>(ticks);
+  if (ticks < 0) {
+    // Negated as unsigned, so that the smallest int has a count as well.
+    target.RotateCounterClockwise(payload.at("settings"), 0U - count, pressed);
+  } else {
+    target.RotateClockwise(payload.at("settings"), count, pressed);
+  }
+}
+
+}  // namespace
+
 void ESDPlugin::KeyDownForAction(const std::string& action, const std::string& context,
                                  const json& payload, const std::string& /*device*/) {
-  if (const auto target = GetOrCreateAction(action, context)) {
-    target->KeyDown(payload.at("settings"));
-  } else {
-    ESDLogWithContext(__FILE__, "No action for keydown - {} {}", action, context);
-  }
+  route(*this, action, context, "No action for keydown - {} {}",
+        [&](ESDAction& target) { target.KeyDown(payload.at("settings")); });
 }
 
 void ESDPlugin::KeyUpForAction(const std::string& action, const std::string& context,
                                const json& payload, const std::string& /*device*/) {
-  if (const auto target = GetOrCreateAction(action, context)) {
-    target->KeyUp(payload.at("settings"));
-  } else {
-    ESDLogWithContext(__FILE__, "No action for keyup - {} {}", action, context);
-  }
+  route(*this, action, context, "No action for keyup - {} {}",
+        [&](ESDAction& target) { target.KeyUp(payload.at("settings")); });
 }
 
 void ESDPlugin::DialPressForAction(const std::string& action, const std::string& context,
                                    const json& payload, const std::string& /*device*/) {
-  const auto target = GetOrCreateAction(action, context);
-  if (!target) {
-    ESDLogWithContext(__FILE__, "No action for dialPress - {} {}", action, context);
-  } else if (payload.at("pressed").get<bool>()) {
-    target->DialDown(payload.at("settings"));
-  } else {
-    target->DialUp(payload.at("settings"));
-  }
+  route(*this, action, context, "No action for dialPress - {} {}", [&](ESDAction& target) {
+    if (payload.at("pressed").get<bool>()) {
+      target.DialDown(payload.at("settings"));
+    } else {
+      target.DialUp(payload.at("settings"));
+    }
+  });
 }
 
 void ESDPlugin::DialRotateForAction(const std::string& action, const std::string& context,
                                     const json& payload, const std::string& /*device*/) {
-  const auto target = GetOrCreateAction(action, context);
-  if (!target) {
-    ESDLogWithContext(__FILE__, "No action for dialRotate - {} {}", action, context);
-    return;
-  }
-  const int ticks = payload.at("ticks").get<int>();
-  const bool pressed = payload.at("pressed").get<bool>();
-  if (ticks < 0) {
-    // Negated as unsigned, so that the smallest int has a count as well.
-    target->RotateCounterClockwise(payload.at("settings"), 0U - static_cast<unsigned int>(ticks),
-                                   pressed);
-  } else {
-    target->RotateClockwise(payload.at("settings"), static_cast<unsigned int>(ticks), pressed);
-  }
+  route(*this, action, context, "No action for dialRotate - {} {}",
+        [&](ESDAction& target) { rotate(target, payload); });
 }
 
 void ESDPlugin::WillAppearForAction(const std::string& action, const std::string& context,
                                     const json& payload, const std::string& /*device*/) {
-  if (const auto target = GetOrCreateAction(action, context)) {
-    target->WillAppear(payload.at("settings"));
-  } else {
-    ESDLogWithContext(__FILE__, "No action for WillAppear - {} {}", action, context);
-  }
+  route(*this, action, context, "No action for WillAppear - {} {}",
+        [&](ESDAction& target) { target.WillAppear(payload.at("settings")); });
 }
 
 void ESDPlugin::SendToPlugin(const std::string& action, const std::string& context,
                              const json& payload, const std::string& /*device*/) {
-  if (const auto target = GetOrCreateAction(action, context)) {
-    target->SendToPlugin(payload);
-  } else {
-    ESDLogWithContext(__FILE__, "Received plugin request for unknown action {} {}", action,
-                      context);
-  }
+  route(*this, action, context, "Received plugin request for unknown action {} {}",
+        [&](ESDAction& target) { target.SendToPlugin(payload); });
 }
 
 void ESDPlugin::DidReceiveSettings(const std::string& action, const std::string& context,
                                    const json& payload, const std::string& /*device*/) {
-  if (const auto target = GetOrCreateAction(action, context)) {
-    target->DidReceiveSettings(payload.at("settings"));
-  } else {
-    ESDLogWithContext(__FILE__, "No action for DidReceiveSettings: {} {}", action, context);
-  }
+  route(*this, action, context, "No action for DidReceiveSettings: {} {}",
+        [&](ESDAction& target) { target.DidReceiveSettings(payload.at("settings")); });
 }

@@ -16,7 +16,7 @@ class ESDUtilities {
   // "/" for an empty path and for what lies in the root. An empty text for a relative path.
   static std::string GetParentDirectoryPath(const std::string& path);
 
-  // The last component, "/" if there is none.
+  // The last component. "/" for "/" and for an empty path, and an empty text for several slashes.
   static std::string GetFileName(const std::string& path);
 
   // The full path of the running program.

@@ -39,7 +39,7 @@ std::string ESDUtilities::GetParentDirectoryPath(const std::string& path) {
 }
 
 std::string ESDUtilities::GetFileName(const std::string& path) {
-  const std::string parent = GetParentDirectoryPath(path);
+  std::string parent = GetParentDirectoryPath(path);
   if (parent.size() >= path.size()) return parent;
   const std::string trimmed = TrimRight(path);
   const auto slash = trimmed.rfind('/');

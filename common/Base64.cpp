@@ -27,7 +27,7 @@ std::uint32_t valueOf(char c) {
   return c == '=' ? 0U : kDecodingTable[static_cast<unsigned char>(c)];
 }
 
-// Writes the bytes of four characters, as far as the output goes. Returns where it stands then.
+// Writes the bytes of four characters, as far as there is room. Returns the index after them.
 std::size_t decodeGroup(const char* text, char* bytes, std::size_t out, std::size_t end) {
   const std::uint32_t triple = (valueOf(text[0]) << 18U) + (valueOf(text[1]) << 12U) +
                                (valueOf(text[2]) << 6U) + valueOf(text[3]);

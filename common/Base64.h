@@ -12,7 +12,7 @@ class Base64 {
   //
   // Only the length is checked: if it isn't a multiple of 4 the error text comes back and `output`
   // is left as it was. A byte outside the alphabet counts as 64 and carries into its neighbour's
-  // bits, and '=' counts as 0 wherever it stands; neither is an error. Zero bytes are kept.
+  // bits, and '=' counts as 0 anywhere; neither is an error. Zero bytes are kept.
   static std::string Decode(const std::string& input, std::string& output);
 };
 

@@ -89,11 +89,11 @@ Words triplesOf(Bytes values) {
 #endif
 
 // The alphabet by a character's high half: '+' and '/' at 2, the digits at 3, A to O and a to o at
-// 4 and 6, P to Z and p to z at 5 and 7. These rows have the bits 1, 2, 4 and 8, all others
-// have 16. A low half has the bits of the rows in which no character of the alphabet stands there.
+// 4 and 6, P to Z and p to z at 5 and 7. These rows have the bits 1, 2, 4 and 8, all others have
+// 16. A low half has the bits of the rows in which that column is outside of the alphabet.
 constexpr Table kRow = {16, 16, 1, 2, 4, 8, 4, 8, 16, 16, 16, 16, 16, 16, 16, 16};
 constexpr Table kNotInRow = {21, 17, 17, 17, 17, 17, 17, 17, 17, 17, 19, 26, 27, 27, 27, 26};
-// What makes a character its value, in bytes that wrap. '/' looks one place below its row, at 1.
+// Turns a character into its value when added, in bytes that wrap. '/' looks one row lower, at 1.
 constexpr Table kToValue = {0,         63 - '/',  62 - '+',       52 - '0',
                             256 - 'A', 256 - 'A', 256 + 26 - 'a', 256 + 26 - 'a'};
 

@@ -9,10 +9,10 @@ namespace macaron {
 
 constexpr std::size_t kBlockChars = 32;
 
-// Decodes blocks of kBlockChars characters from `text` into `out` for as long as every character of
-// a block is of the alphabet and `room` bytes have room for what is written. Returns the characters
-// decoded: a multiple of kBlockChars, 0 where the machine has no such path. A block writes 24 bytes
-// that count, and 4 bytes behind them that the next one writes over. Any thread may call.
+// Decodes blocks of kBlockChars characters from `text` into `out`, as long as all characters of a
+// block are of the alphabet and its output fits into `room` bytes. Returns the characters decoded:
+// a multiple of kBlockChars, and 0 on a machine without such a path. A block writes 24 bytes that
+// count, and 4 bytes after them that the next block overwrites. Any thread may call.
 std::size_t decodeBlocks(const char* text, std::size_t length, char* out, std::size_t room);
 
 }  // namespace macaron

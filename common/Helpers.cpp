@@ -29,6 +29,17 @@ std::string itoString(int number) {
   return buffer;
 }
 
+std::size_t wholeCharacters(std::string_view text, std::size_t most) {
+  constexpr std::size_t kContinuationBytes = 3;  // in a character, at most
+  if (text.size() <= most) return text.size();
+  std::size_t end = most;
+  while (end > 0 && most - end < kContinuationBytes &&
+         (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U) {
+    --end;
+  }
+  return end;
+}
+
 std::int64_t getElapsedMilliSeconds() {
   using Clock = std::chrono::steady_clock;
   static const Clock::time_point startTime = Clock::now();

@@ -1,5 +1,5 @@
-// memcpy and memcmp for what is mostly as long as a key: up to 16 bytes two words that overlap do,
-// at a fraction of a call's cost. Any thread; no error.
+// memcpy and memcmp for areas that are mostly as short as a key. Up to 16 bytes are covered by two
+// words that may overlap, at a fraction of a call's cost. Any thread may call; there are no errors.
 #pragma once
 
 #include <cstddef>
@@ -15,7 +15,7 @@ Word wordOf(const void* bytes, std::size_t offset) {
   return word;
 }
 
-// REQUIRES, both of them: as many bytes as one to two words.
+// REQUIRES, for both functions: `count` is the size of one to two words.
 template <typename Word>
 void copyEnds(void* to, const void* from, std::size_t count) {
   const std::size_t last = count - sizeof(Word);

@@ -1,6 +1,5 @@
 #include "plugin/Action.h"
 
-#include <algorithm>
 #include <cstdlib>
 
 #include "common/Helpers.h"
@@ -16,18 +15,11 @@ constexpr int kLines = 10;
 constexpr std::size_t kTitleBytes = 999;
 constexpr int kMaxValue = 100;
 
-bool isContinuationByte(char c) {
-  return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U;
-}
-
-// What a dial takes of a title. A cut never leaves half a character behind: the text has to stay
-// UTF-8 to be sent at all.
+// Cuts a title to the part that a dial accepts. A cut never leaves half a character: the text has
+// to stay UTF-8 to be sent at all.
 std::string cutTitle(const std::string& title) {
-  std::size_t end = std::min(title.find('\0'), title.size());
-  if (end <= kTitleBytes) return title.substr(0, end);
-  end = kTitleBytes;
-  while (end > 0 && isContinuationByte(title[end])) --end;
-  return title.substr(0, end);
+  const std::string text = title.substr(0, title.find('\0'));
+  return text.substr(0, wholeCharacters(text, kTitleBytes));
 }
 
 }  // namespace
@@ -37,7 +29,7 @@ std::string Action::imagePath(std::uint32_t id) {
 }
 
 void Action::SetImage(const std::string& base64, std::uint32_t id) {
-  if (isEncoder) {
+  if (isEncoder.load(std::memory_order_relaxed)) {
     SetFeedback({{"icon", base64.empty() ? kBlankIcon : imagePath(id)}});
   } else {
     ESDAction::SetImage(base64, kTarget, kAnyState);
@@ -45,7 +37,7 @@ void Action::SetImage(const std::string& base64, std::uint32_t id) {
 }
 
 void Action::SetTitle(const std::string& title) {
-  if (!isEncoder) {
+  if (!isEncoder.load(std::memory_order_relaxed)) {
     ESDAction::SetTitle(title, kTarget, kAnyState);
     return;
   }

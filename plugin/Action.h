@@ -27,13 +27,13 @@ class Action : public ESDAction {
   // image of either.
   void SetImage(const std::string& base64, std::uint32_t id);
 
-  // A key gets the text as it stands. A dial gets its first 10 lines one by one, each number from
-  // 0 to 100 also as a value, and its other lines emptied; what lies behind 999 bytes or a zero
-  // byte is left out.
+  // A key gets the text as it is. A dial gets its first 10 lines one by one, each number from 0 to
+  // 100 also as a value, and its other lines emptied; the text is cut after 999 bytes or at a zero
+  // byte.
   void SetTitle(const std::string& title);
 
-  // True for a dial. Set on the main thread when the context appears; the link thread may be
-  // looking.
+  // True for a dial. Set on the main thread when the context appears, while the link thread may be
+  // reading it. Nothing else is published through it, so relaxed order is enough.
   std::atomic<bool> isEncoder{false};
 
  private:

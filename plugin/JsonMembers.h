@@ -1,4 +1,4 @@
-// Reading members of JSON that two strangers send. Any thread may call.
+// Reads members of JSON that the host and the simulator's side send. Any thread may call.
 //
 // The JSON library's subscript on a constant object has no defined result for a missing key, so
 // every optional member is read through these.
@@ -8,7 +8,7 @@
 #include <nlohmann/json.hpp>
 
 // The member, or JSON null if it is missing or `value` is null. Raises type_error 305 if `value` is
-// anything else than an object.
+// anything but an object.
 const nlohmann::json& member(const nlohmann::json& value, const char* name);
 
 // The library's conversion to a 32-bit signed integer: a float loses its fraction, an unsigned

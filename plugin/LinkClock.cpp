@@ -5,8 +5,19 @@
 
 #include "common/Helpers.h"
 
-std::function<std::int64_t()> LinkClock::now = getElapsedMilliSeconds;
+namespace {
 
-std::function<void(std::int64_t)> LinkClock::pauseFor = [](std::int64_t milliseconds) {
-  std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+class SystemClock : public LinkClock {
+ public:
+  std::int64_t now() override { return getElapsedMilliSeconds(); }
+  void pauseFor(std::int64_t milliseconds) override {
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+  }
 };
+
+}  // namespace
+
+LinkClock& LinkClock::system() {
+  static SystemClock sSystem;
+  return sSystem;
+}

@@ -1,11 +1,15 @@
-// The link's clock and its pauses. The program uses what stands here; a test may replace both,
-// while no link thread runs, to let minutes pass at once.
+// The link's clock and its pauses. A test may give the link another one, to let minutes pass at
+// once.
 #pragma once
 
 #include <cstdint>
-#include <functional>
 
-struct LinkClock {
-  static std::function<std::int64_t()> now;           // milliseconds, monotonic
-  static std::function<void(std::int64_t)> pauseFor;  // milliseconds
+class LinkClock {
+ public:
+  // The machine's own. Lives as long as the process.
+  static LinkClock& system();
+
+  virtual ~LinkClock() = default;
+  virtual std::int64_t now() = 0;                        // milliseconds, monotonic
+  virtual void pauseFor(std::int64_t milliseconds) = 0;  // blocks the calling thread
 };

@@ -33,7 +33,7 @@ void writeOver(int fd, off_t before, const std::string& content) {
   std::size_t written = 0;
   while (written < content.size()) {
     const ssize_t n = write(fd, content.data() + written, content.size() - written);
-    if (n <= 0 && errno != EINTR) break;
+    if (n == 0 || (n < 0 && errno != EINTR)) break;
     if (n > 0) written += static_cast<std::size_t>(n);
   }
   const auto after = static_cast<off_t>(written);

@@ -9,6 +9,6 @@
 void cleanImageFolder();
 void cleanLayoutsFolder();
 
-// Writes a file, replacing any earlier one. What can't be opened or written is passed over: the
-// commands that name the file go out all the same.
+// Writes a file, replacing any earlier one. A file that can't be opened or written is skipped: the
+// commands that name it go out all the same.
 void writeScratchFile(const std::string& path, const std::string& content);

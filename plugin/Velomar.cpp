@@ -1,16 +1,19 @@
-// The model, its replay, and the screen. What a user does on the deck has a file of its own.
+// The model, its replay, and the screen. The user's input has a file of its own.
 #include "plugin/Velomar.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "StreamDeckSDK/ESDLogger.h"
 #include "common/Base64.h"
+#include "common/LinkProtocol.h"
 #include "plugin/JsonMembers.h"
 #include "plugin/LinkMessages.h"
 #include "plugin/ScratchFolders.h"
 #include "plugin/XPlaneManager.h"
 
 using nlohmann::json;
+namespace from_panel = velomar::protocol::from_panel;
 
 namespace {
 
@@ -21,15 +24,10 @@ constexpr char kDefaultLayout[] = "Velomar-Layout.json";
 // The longest name whose path, with a closing zero byte, has room in 500 bytes.
 constexpr std::size_t kMaxUuidBytes = 486;
 
+// Raises type_error if the coordinates are no object.
 std::int32_t coordinate(const json& coordinates, const char* name) {
-  const json& value = member(coordinates, name);
+  const json value = coordinates.value(name, json());
   return value.is_number_integer() ? value.get<std::int32_t>() : 0;
-}
-
-// The text, or an empty one if the member is missing. Raises the library's error for another type.
-std::string optionalText(const json& value, const char* name) {
-  const json& found = member(value, name);
-  return found.is_null() ? std::string() : found.get<std::string>();
 }
 
 std::string keyNameOf(const json& settings) {
@@ -38,7 +36,7 @@ std::string keyNameOf(const json& settings) {
   return name.is_string() ? name.get<std::string>() : std::string();
 }
 
-// The error text isn't of interest: what couldn't be decoded makes an empty file.
+// The error text isn't used: data that can't be decoded makes an empty file.
 std::string decoded(const std::string& base64) {
   std::string bytes;
   (void)macaron::Base64::Decode(base64, bytes);
@@ -96,32 +94,37 @@ void Velomar::WillAppearForAction(const std::string& action, const std::string& 
   if (addDevice(device)) {
     ESDLogWithContext(__FILE__, "Got context before device, adding the device...");
   }
-  SDContext added;
-  bool startsBlank = false;
-  if (!addContext(context, payload, device, added, startsBlank)) return;
-  if (startsBlank) resetContext(context);
-  // A replay may have told of the context by now. To be told twice is harmless, and what the
-  // simulator answers to this comes after the reset.
-  post(addContextMessage(device, added));
+  const auto added = addContext(context, payload, device);
+  if (!added) return;
+  if (added->startsBlank) resetContext(context);
+  // A replay may have told of the context by now. To be told twice is harmless, and the simulator's
+  // answer to this message comes after the reset.
+  post(addContextMessage(device, added->record));
 }
 
-// False: the device shows the context already, and its record stays as it is.
-bool Velomar::addContext(const std::string& context, const json& payload, const std::string& device,
-                         SDContext& added, bool& startsBlank) {
+// Empty: the device shows the context already, and its record stays as it is. A missing member
+// counts as empty or 0; one that is present, even as null, has to be of its type.
+std::optional<Velomar::Added> Velomar::addContext(const std::string& context, const json& payload,
+                                                  const std::string& device) {
+  const json members = payload.is_null() ? json::object() : payload;
   const std::lock_guard<std::mutex> lock(modelMutex);
-  const json& coordinates = member(payload, "coordinates");
-  added.column = coordinate(coordinates, "column");
-  added.row = coordinate(coordinates, "row");
+  Added added;
+  const json coordinates = members.value("coordinates", json::object());
+  added.record.column = coordinate(coordinates, "column");
+  added.record.row = coordinate(coordinates, "row");
   auto& contexts = devices[device].contexts;
-  if (contexts.count(context) != 0) return false;
+  if (contexts.count(context) != 0) return std::nullopt;
 
-  added.context = context;
-  added.controller = optionalText(payload, "controller");
-  if (added.controller == kEncoder) actions[context]->isEncoder = true;
-  added.keyName = keyNameOf(member(payload, "settings"));
-  contexts[context] = added;
-  startsBlank = added.keyName.empty() || screenIsReset || !XPlaneManager::isConnected();
-  return true;
+  added.record.context = context;
+  added.record.controller = members.value("controller", std::string());
+  if (added.record.controller == kEncoder) {
+    actions[context]->isEncoder.store(true, std::memory_order_relaxed);
+  }
+  added.record.keyName = keyNameOf(member(members, "settings"));
+  added.startsBlank =
+      added.record.keyName.empty() || screenIsReset || !XPlaneManager::isConnected();
+  contexts[context] = added.record;
+  return added;
 }
 
 void Velomar::WillDisappearForAction(const std::string& /*action*/, const std::string& context,
@@ -129,10 +132,16 @@ void Velomar::WillDisappearForAction(const std::string& /*action*/, const std::s
   const std::lock_guard<std::mutex> lock(modelMutex);
   const auto found = devices.find(device);
   if (found == devices.end()) return;
-  json message = contextMessage("Hide Context", context);
+  json message = contextMessage(from_panel::kHideContext, context);
   message["Device ID"] = found->second.id;
   post(std::move(message));
-  if (found->second.contexts.erase(context) != 0) actions.erase(context);
+  // Another device may show it too, and goes on using its action.
+  if (found->second.contexts.erase(context) != 0 && !isOnShow(context)) actions.erase(context);
+}
+
+bool Velomar::isOnShow(const std::string& context) const {
+  return std::any_of(devices.begin(), devices.end(),
+                     [&](const auto& entry) { return entry.second.contexts.count(context) != 0; });
 }
 
 // Settings come into the model with "willAppear" and "sendToPlugin" only.
@@ -141,7 +150,7 @@ void Velomar::DidReceiveSettings(const std::string& /*action*/, const std::strin
 
 void Velomar::DidReceiveGlobalSettings(const json& /*payload*/) {}
 
-// The model hasn't changed in the sleep, and the heartbeat finds out whether the simulator has
+// The model hasn't changed during the sleep, and the heartbeat finds out whether the simulator has
 // gone.
 void Velomar::SystemDidWakeUp() {
   ESDLogWithContext(__FILE__, "System woke up");
@@ -156,16 +165,12 @@ void Velomar::resendAll() {
     const std::lock_guard<std::mutex> lock(modelMutex);
     screenIsReset = false;
     std::vector<json> messages;
-    messages.push_back({{"Message", "API Version"}, {"Version", 1}});
+    messages.push_back(
+        {{"Message", from_panel::kApiVersion}, {"Version", velomar::protocol::kApiVersion}});
     contextCount = listModel(messages);
     deviceCount = devices.size();
-    messages.push_back({{"Message", "Force Refresh"}});
-
-    json members = json::object();
-    for (std::size_t i = 0; i < messages.size(); ++i) {
-      members[std::to_string(i)] = std::move(messages[i]);
-    }
-    post({{"Message", "Group Message"}, {"Messages", std::move(members)}});
+    messages.push_back({{"Message", from_panel::kForceRefresh}});
+    post(velomar::protocol::groupOf(std::move(messages)));
   }
   ESDLogWithContext(__FILE__, "Sent " + std::to_string(contextCount) + " contexts for " +
                                   std::to_string(deviceCount) + " devices");

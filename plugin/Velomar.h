@@ -1,12 +1,13 @@
-// The plug-in: what the Stream Deck application shows at this moment, what each of its events does,
-// and how what the simulator sends reaches a key or a dial.
+// The plug-in: the model of what the Stream Deck application shows, the handling of its events, and
+// the way of the simulator's messages to a key or a dial.
 //
 // Two threads call. The main thread makes the calls of ESDBasePlugin, one at a time. The link
 // thread makes those of the section "From the link". The model, `devices` and `actions`, is read
 // and changed under one mutex; no command goes out and nothing slow happens under it. Messages that
 // tell of the model are posted under it, in one step with the change: a replay then never tells of
-// a context after its "Hide Context", and no context is missed by both the replay and its own "Add
-// Context". The queue's mutex is taken inside the model's and never the other way round.
+// a context after its "Hide Context". Only "Add Context" is posted after its change, after the
+// reset that may come first, so that a context may be told twice and none is missed. The queue's
+// mutex is taken inside the model's and never the other way round.
 //
 // To post a message is to push it onto the link's jsonQueue. It waits there while the link is down,
 // and is dropped if there is no link at all.
@@ -17,6 +18,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,13 +30,13 @@ class Velomar : public ESDPlugin {
  public:
   static Velomar* pInstance;
 
-  // The one instance, made by the first call, which comes before any other thread runs. Whoever
-  // deletes it has ended the link thread first.
+  // The one instance, made by the first call, which comes before any other thread runs. It may be
+  // deleted once the link thread has ended.
   static Velomar* getInstance();
   ~Velomar() override;
 
   // From the Stream Deck application. A payload of the wrong form raises the JSON library's error:
-  // what was done before it stays done, and nothing more is.
+  // the steps before the error stay done, and the others are left out.
   void DidReceiveGlobalSettings(const nlohmann::json& payload) override;
   void DidReceiveSettings(const std::string& action, const std::string& context,
                           const nlohmann::json& payload, const std::string& device) override;
@@ -86,13 +88,19 @@ class Velomar : public ESDPlugin {
   void alertKey(std::string context);
 
  private:
+  // A context that has just appeared.
+  struct Added {
+    SDContext record;
+    bool startsBlank = false;
+  };
+
   Velomar() = default;
 
   std::shared_ptr<Action> findAction(const std::string& context);
-  void addAction(const std::string& action, const std::string& context);
   bool addDevice(const std::string& device);
-  bool addContext(const std::string& context, const nlohmann::json& payload,
-                  const std::string& device, SDContext& added, bool& startsBlank);
+  std::optional<Added> addContext(const std::string& context, const nlohmann::json& payload,
+                                  const std::string& device);
+  bool isOnShow(const std::string& context) const;
   std::size_t listModel(std::vector<nlohmann::json>& messages) const;
   void blank(Action& action, const std::string& context);
 

@@ -1,4 +1,4 @@
-// The link's thread: passes, handshake, output. What a message does has a file of its own.
+// The link's thread: passes, handshake, output. The messages have a file of their own.
 #include "plugin/XPlaneManager.h"
 
 #include <cinttypes>
@@ -8,20 +8,13 @@
 #include <utility>
 
 #include "StreamDeckSDK/ESDLogger.h"
-#include "plugin/LinkClock.h"
+#include "common/LinkProtocol.h"
 #include "plugin/Velomar.h"
-#include "store/PendingKeys.h"
 
 using nlohmann::json;
+namespace protocol = velomar::protocol;
 
 namespace {
-
-constexpr char kHello[] = "{Hello}";
-constexpr char kWelcome[] = "{Welcome}";
-constexpr char kHeartbeat[] = "{Heartbeat}";
-
-constexpr char kToXPlane[] = "ToXPlane";
-constexpr char kFromXPlane[] = "FromXPlane";
 
 // Ten digits make the order of strings the order of numbers.
 std::string formatKey(std::uint64_t number) {
@@ -37,8 +30,8 @@ void discard(ThreadSafeQueue<Element>& queue) {
 
 bool reportOpen(const char* name, const simdb& store) {
   if (store.openError() == SIMDB_OK) return true;
-  ESDLogWithContext(__FILE__, "Can't open the store {}, code {}", std::string(name),
-                    static_cast<int>(store.openError()));
+  ESDLogWithContext(__FILE__, "Can't open the store {}, code {}: {}", std::string(name),
+                    static_cast<int>(store.openError()), store.openFault());
   return false;
 }
 
@@ -47,15 +40,17 @@ bool reportOpen(const char* name, const simdb& store) {
 XPlaneManager* XPlaneManager::pInstance = nullptr;
 std::atomic<bool> XPlaneManager::connected{false};
 
-XPlaneManager* XPlaneManager::getInstance() {
-  if (pInstance == nullptr) new XPlaneManager();
+XPlaneManager* XPlaneManager::getInstance(LinkClock& clock) {
+  if (pInstance == nullptr) new XPlaneManager(clock);
   return pInstance;
 }
 
-XPlaneManager::XPlaneManager() {
-  connected = false;
-  toXPlane = std::make_unique<simdb>(kToXPlane, kBlockSize, kBlockCount, false);
-  fromXPlane = std::make_unique<simdb>(kFromXPlane, kBlockSize, kBlockCount, false);
+XPlaneManager::XPlaneManager(LinkClock& linkClock) : clock(linkClock) {
+  connected.store(false, std::memory_order_relaxed);
+  toXPlane = std::make_unique<simdb>(protocol::kToXPlane, protocol::kBlockSize,
+                                     protocol::kBlockCount, false);
+  fromXPlane = std::make_unique<simdb>(protocol::kFromXPlane, protocol::kBlockSize,
+                                       protocol::kBlockCount, false);
   // The thread may run before this constructor returns, and what it calls posts through pInstance.
   pInstance = this;
   start();
@@ -73,7 +68,7 @@ void XPlaneManager::start() {
 }
 
 void XPlaneManager::stop() {
-  stopRequested = true;
+  stopRequested.store(true, std::memory_order_relaxed);
   managerThread->join();
   managerThread.reset();
 }
@@ -84,90 +79,100 @@ int XPlaneManager::sendData(std::string data) {
 }
 
 void XPlaneManager::startManager(XPlaneManager* manager) {
-  manager->lastReceiveTime = manager->lastSendTime = LinkClock::now();
-  LinkClock::pauseFor(kStartPauseMs);
+  manager->lastReceiveTime = manager->lastSendTime = manager->clock.now();
+  manager->clock.pauseFor(protocol::kStartPauseMs);
   ESDLogWithContext(__FILE__, "....");
   ESDLogWithContext(__FILE__, "Starting Velomar Stream Deck Plugin 1.5.1");
   ESDLogWithContext(__FILE__, "Starting XPlane Manager");
-  // Without both stores there is no link in this run. The host is served all the same.
-  if (!manager->storesAreOpen()) return;
+  if (!manager->storesAreOpen()) {
+    manager->discardUntilStopped();
+    return;
+  }
 
-  PendingKeys pendingKeys(*manager->fromXPlane);
-  bool helloSent = false;
-  while (!manager->stopRequested) {
+  Passes passes{PendingKeys(*manager->fromXPlane)};
+  while (!manager->stopRequested.load(std::memory_order_relaxed)) {
     try {
-      manager->runPasses(pendingKeys, helloSent);
+      manager->runPasses(passes);
     } catch (const std::exception& e) {
-      ESDLogger::LogMessage(__FILE__,
-                            std::string("Got some error, disconnecting. Msg: ") + e.what());
+      ESDLogWithContext(__FILE__, "Got some error, disconnecting. Msg: {}", e.what());
     }
-    connected = false;
-    LinkClock::pauseFor(kErrorPauseMs);
+    connected.store(false, std::memory_order_relaxed);
+    manager->clock.pauseFor(protocol::kErrorPauseMs);
+  }
+}
+
+// Without both stores there is no link in this run. The host is served all the same, and messages
+// posted for the simulator must not pile up.
+void XPlaneManager::discardUntilStopped() {
+  while (!stopRequested.load(std::memory_order_relaxed)) {
+    discard(jsonQueue);
+    discard(textQueue);
+    clock.pauseFor(protocol::kErrorPauseMs);
   }
 }
 
 bool XPlaneManager::storesAreOpen() const {
-  const bool toIsOpen = reportOpen(kToXPlane, *toXPlane);
-  return reportOpen(kFromXPlane, *fromXPlane) && toIsOpen;
+  const bool toIsOpen = reportOpen(protocol::kToXPlane, *toXPlane);
+  return reportOpen(protocol::kFromXPlane, *fromXPlane) && toIsOpen;
 }
 
-void XPlaneManager::runPasses(PendingKeys& pendingKeys, bool& helloSent) {
+void XPlaneManager::runPasses(Passes& passes) {
   do {
-    pendingKeys.list();
-    if (!pendingKeys.empty()) takeOne(pendingKeys, helloSent);
-    if (!connected && !helloSent) sayHello(helloSent);
+    passes.pendingKeys.list();
+    if (!passes.pendingKeys.empty()) takeOne(passes);
+    if (!isConnected() && !passes.helloSent) sayHello(passes);
     checkTimeout();
-    if (connected) drainQueues();
+    if (isConnected()) drainQueues();
     processOutput();
-    if (!isBusy(pendingKeys)) LinkClock::pauseFor(kIdlePauseMs);
-  } while (!stopRequested);
+    if (!isBusy(passes.pendingKeys)) clock.pauseFor(kIdlePauseMs);
+  } while (!stopRequested.load(std::memory_order_relaxed));
 }
 
 // The key is gone from the store and from the pending ones before its value is handled, so that a
 // bad message can't come up twice.
-void XPlaneManager::takeOne(PendingKeys& pendingKeys, bool& helloSent) {
-  handleValue(pendingKeys.take(), helloSent);
-  lastReceiveTime = LinkClock::now();
+void XPlaneManager::takeOne(Passes& passes) {
+  handleValue(passes.pendingKeys.take(), passes);
+  lastReceiveTime = clock.now();
 }
 
-void XPlaneManager::handleValue(std::string value, bool& helloSent) {
-  if (value == kHeartbeat) {
-    lastReceiveTime = LinkClock::now();
-  } else if (value == kWelcome) {
-    connected = true;
-    helloSent = false;
-    lastReceiveTime = LinkClock::now();
+void XPlaneManager::handleValue(std::string value, Passes& passes) {
+  if (value == protocol::kHeartbeat) {
+    lastReceiveTime = clock.now();
+  } else if (value == protocol::kWelcome) {
+    connected.store(true, std::memory_order_relaxed);
+    passes.helloSent = false;
+    lastReceiveTime = clock.now();
     Velomar::getInstance()->resendAll();
     ESDLogWithContext(__FILE__, "Got Welcome Message");
-  } else if (value == kHello) {
+  } else if (value == protocol::kHello) {
     ESDLogWithContext(__FILE__, "Got Hello Message, sending another Hello");
-    textQueue.push(kHello);
-    helloSent = true;
+    textQueue.push(protocol::kHello);
+    passes.helloSent = true;
   } else {
     processMessage(std::move(value));
   }
 }
 
-// Said once, not again and again: the value waits in the store until the peer takes it.
-void XPlaneManager::sayHello(bool& helloSent) {
-  textQueue.push(kHello);
-  helloSent = true;
+// Sent once, not again and again: the value waits in the store until the peer takes it.
+void XPlaneManager::sayHello(Passes& passes) {
+  textQueue.push(protocol::kHello);
+  passes.helloSent = true;
   ESDLogWithContext(__FILE__, "Sent Hello");
 }
 
 void XPlaneManager::checkTimeout() {
-  if (!connected || LinkClock::now() - lastReceiveTime < kReceiveTimeoutMs) return;
+  if (!isConnected() || clock.now() - lastReceiveTime < protocol::kReceiveTimeoutMs) return;
   ESDLogWithContext(__FILE__, "No Heartbeat, disconnected");
   Velomar::getInstance()->resetAllContexts();
-  connected = false;
+  connected.store(false, std::memory_order_relaxed);
   discard(jsonQueue);
   discard(textQueue);
 }
 
 void XPlaneManager::drainQueues() {
-  if (LinkClock::now() - lastSendTime >= kHeartbeatIntervalMs) {
-    textQueue.push(kHeartbeat);
-    lastSendTime = LinkClock::now();
+  if (clock.now() - lastSendTime >= protocol::kHeartbeatIntervalMs) {
+    textQueue.push(protocol::kHeartbeat);
+    lastSendTime = clock.now();
   }
   while (jsonQueue.size() > 0) {
     std::ostringstream text;
@@ -181,11 +186,11 @@ void XPlaneManager::processOutput() {
   while (textQueue.size() > 0) {
     // A store without room loses the value, and its number with it.
     (void)toXPlane->put(formatKey(++sequenceNumber), textQueue.front());
-    lastSendTime = LinkClock::now();
+    lastSendTime = clock.now();
     textQueue.pop();
   }
 }
 
 bool XPlaneManager::isBusy(const PendingKeys& pendingKeys) {
-  return connected && (jsonQueue.size() > 0 || !pendingKeys.empty() || textQueue.size() > 0);
+  return isConnected() && (jsonQueue.size() > 0 || !pendingKeys.empty() || textQueue.size() > 0);
 }

@@ -17,31 +17,26 @@
 #include <thread>
 
 #include "common/ThreadSafeQueue.h"
+#include "plugin/LinkClock.h"
+#include "store/PendingKeys.h"
 #include "store/simdb.h"
 
-class PendingKeys;
 class Velomar;
 
 class XPlaneManager {
  public:
-  static constexpr std::int64_t kStartPauseMs = 5000;
-  static constexpr std::int64_t kErrorPauseMs = 5000;
   static constexpr std::int64_t kIdlePauseMs = 10;
-  static constexpr std::int64_t kReceiveTimeoutMs = 10001;    // of silence, while connected
-  static constexpr std::int64_t kHeartbeatIntervalMs = 2501;  // without a write, while connected
-  static constexpr int kMaxGroupDepth = 64;
-  static constexpr u32 kBlockSize = 2048;  // bytes
-  static constexpr u32 kBlockCount = 4096;
 
   // Null until the first getInstance. Velomar posts only if it is set.
   static XPlaneManager* pInstance;
 
-  // The one instance, made by the first call: opens both stores and starts the link thread.
-  static XPlaneManager* getInstance();
+  // The one instance, made by the first call: opens both stores and starts the link thread. The
+  // clock isn't owned and outlives it.
+  static XPlaneManager* getInstance(LinkClock& clock = LinkClock::system());
   static bool isConnected() { return connected.load(std::memory_order_relaxed); }
 
   // Stops and joins the link thread, which takes the rest of a pause of 5 seconds, and closes the
-  // stores, "ToXPlane" first. What is still queued is dropped.
+  // stores, "ToXPlane" first. Messages that are still queued are dropped.
   ~XPlaneManager();
 
   XPlaneManager(const XPlaneManager&) = delete;
@@ -62,14 +57,21 @@ class XPlaneManager {
   ThreadSafeQueue<nlohmann::json> jsonQueue;  // waits for the link to come up
 
  private:
-  XPlaneManager();
+  // State that lives as long as the link thread.
+  struct Passes {
+    PendingKeys pendingKeys;
+    bool helloSent = false;  // since the last "{Welcome}"
+  };
+
+  explicit XPlaneManager(LinkClock& clock);
 
   static void startManager(XPlaneManager* manager);
   bool storesAreOpen() const;
-  void runPasses(PendingKeys& pendingKeys, bool& helloSent);
-  void takeOne(PendingKeys& pendingKeys, bool& helloSent);
-  void handleValue(std::string value, bool& helloSent);
-  void sayHello(bool& helloSent);
+  void discardUntilStopped();
+  void runPasses(Passes& passes);
+  void takeOne(Passes& passes);
+  void handleValue(std::string value, Passes& passes);
+  void sayHello(Passes& passes);
   void checkTimeout();
   void drainQueues();
   void processOutput();
@@ -77,14 +79,15 @@ class XPlaneManager {
   static void handleMessage(nlohmann::json& message, int groupDepth);
   static void handleGroup(nlohmann::json& message, int groupDepth);
 
+  LinkClock& clock;                        // not owned
   ThreadSafeQueue<std::string> textQueue;  // store values, ready to be written
-  std::atomic<bool> stopRequested{false};
+  std::atomic<bool> stopRequested{false};  // publishes nothing else, as connected: relaxed order
   std::unique_ptr<std::thread> managerThread;
   std::unique_ptr<simdb> toXPlane;
   std::unique_ptr<simdb> fromXPlane;
   std::uint64_t sequenceNumber = 0;  // of the last key written to "ToXPlane"
-  std::int64_t lastReceiveTime = 0;  // ms, LinkClock
-  std::int64_t lastSendTime = 0;     // ms, LinkClock
+  std::int64_t lastReceiveTime = 0;  // ms, by the clock
+  std::int64_t lastSendTime = 0;     // ms, by the clock
 
   static std::atomic<bool> connected;  // written by the link thread only
 };

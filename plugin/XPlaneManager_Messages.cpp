@@ -1,19 +1,22 @@
-// What a message from the simulator does.
+// Handles the messages from the simulator.
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
 
-#include "StreamDeckSDK/EPLJSONUtils.h"
+#include "StreamDeckSDK/ESDJSONText.h"
+#include "common/LinkProtocol.h"
 #include "plugin/JsonMembers.h"
 #include "plugin/Velomar.h"
 #include "plugin/XPlaneManager.h"
 
 using nlohmann::json;
+namespace protocol = velomar::protocol;
+namespace to_panel = velomar::protocol::to_panel;
 
 namespace {
 
-// A text is read once, so it is taken out: an image is long.
+// Moved, not copied: images are large, and each member is read once.
 std::string text(json& message, const char* name) {
   const json& found = member(message, name);
   if (!found.is_string()) return found.get<std::string>();  // which raises the library's own error
@@ -31,49 +34,49 @@ struct Handler {
 };
 
 // Every message that is understood; any other is ignored. The members are read one after the other,
-// in the order in which they stand here, and all before the call: the first bad one decides the
-// error, and a message with a bad member changes nothing.
+// in the order of this table, and all before the call: the first bad one decides the error, and a
+// message with a bad member changes nothing.
 constexpr Handler kHandlers[] = {
-    {"Ident Context", [](Velomar& velomar, json& m) { velomar.identKey(text(m, "Context")); }},
-    {"Alert Context", [](Velomar& velomar, json& m) { velomar.alertKey(text(m, "Context")); }},
-    {"Update Image ID",
+    {to_panel::kIdentContext,
+     [](Velomar& velomar, json& m) { velomar.identKey(text(m, "Context")); }},
+    {to_panel::kAlertContext,
+     [](Velomar& velomar, json& m) { velomar.alertKey(text(m, "Context")); }},
+    {to_panel::kUpdateImageId,
      [](Velomar& velomar, json& m) {
        std::string context = text(m, "Context");
        const std::uint32_t id = imageId(m);
        velomar.updateImage(std::move(context), id, "");
      }},
-    {"Update Full Image ID",
+    {to_panel::kUpdateFullImageId,
      [](Velomar& velomar, json& m) {
        std::string context = text(m, "Context");
        const std::uint32_t id = imageId(m);
        velomar.updateImage(std::move(context), id, text(m, "Base64"));
      }},
-    {"Set Title",
+    {to_panel::kSetTitle,
      [](Velomar& velomar, json& m) {
        std::string context = text(m, "Context");
        velomar.setTitle(std::move(context), text(m, "Title"));
      }},
-    {"Reset Context", [](Velomar& velomar, json& m) { velomar.resetContext(text(m, "Context")); }},
-    {"Set Layout Cache",
+    {to_panel::kResetContext,
+     [](Velomar& velomar, json& m) { velomar.resetContext(text(m, "Context")); }},
+    {to_panel::kSetLayoutCache,
      [](Velomar& velomar, json& m) {
        std::string context = text(m, "Context");
        std::string uuid = text(m, "UUID");
        velomar.setLayout(std::move(context), std::move(uuid), text(m, "BASE64"));
      }},
-    {"Set Layout",
+    {to_panel::kSetLayout,
      [](Velomar& velomar, json& m) {
        std::string context = text(m, "Context");
        velomar.setLayout(std::move(context), text(m, "UUID"), "");
      }},
 };
 
-constexpr std::string_view kGroup = "Group Message";
-
 }  // namespace
 
 void XPlaneManager::processMessage(std::string text) {
-  if (EPLJSONUtils::IsTooDeep(text)) throw std::runtime_error("the message nests too deeply");
-  json message = EPLJSONUtils::ParseFirst(text);
+  json message = ESDJSONText::ReadFirst(text);
   handleMessage(message, 0);
 }
 
@@ -81,7 +84,7 @@ void XPlaneManager::handleMessage(json& message, int groupDepth) {
   const json& name = member(message, "Message");
   if (!name.is_string()) return;
   const auto& wanted = name.get_ref<const std::string&>();
-  if (wanted == kGroup) {
+  if (wanted == protocol::kGroupMessage) {
     handleGroup(message, groupDepth + 1);
     return;
   }
@@ -93,15 +96,11 @@ void XPlaneManager::handleMessage(json& message, int groupDepth) {
   }
 }
 
-// Members go by number, not by their order in the text, where "10" stands before "2". Their count
-// is taken for the highest number, so that a gap hides what lies behind it.
 void XPlaneManager::handleGroup(json& message, int groupDepth) {
-  if (groupDepth > kMaxGroupDepth) throw std::runtime_error("groups nest too deeply");
+  if (groupDepth > protocol::kMaxGroupDepth) throw std::runtime_error("groups nest too deeply");
   if (member(message, "Messages").is_null()) return;
   json& messages = message["Messages"];
-  const std::size_t count = messages.size();
-  for (std::size_t i = 0; i < count; ++i) {
-    const std::string name = std::to_string(i);
+  protocol::visitGroup(messages, [&messages, groupDepth](const std::string& name) {
     if (!member(messages, name.c_str()).is_null()) handleMessage(messages[name], groupDepth);
-  }
+  });
 }

@@ -1,51 +1,103 @@
 // The page that the host shows beside a selected key or dial. It stores the key name with the key's
 // settings, and tells the program of it at once.
+//
+// The host doesn't tell a page whether the program runs, and the program has no word for a page. So
+// the page says no more than it knows: whether the host answers, and has stored the name.
 "use strict";
 
-const kTypingPause = 500; // ms; a name that isn't typed further for so long counts
+const kPatience = 3000; // ms; a host that answers does so at once
+const kFallback = "en";
 
-const field = document.getElementById("key-name");
+const part = (id) => document.getElementById(id);
+const field = part("key-name");
+
+// Another kind of Chinese is nearer than English, and so is "de" to "de_AT".
+function findLanguage(wanted = kFallback) {
+  const known = Object.keys(globalThis.kPageWords);
+  const start = wanted.slice(0, 2);
+  return (
+    known.find((each) => each === wanted) ?? known.find((each) => each.startsWith(start)) ?? kFallback
+  );
+}
+
+function showWords(language) {
+  const words = globalThis.kPageWords[language];
+  document.documentElement.lang = language.replace("_", "-");
+  document.querySelector("label").textContent = words.label;
+  part("hint").textContent = words.hint;
+  return words;
+}
+
+function offerNames(controller) {
+  const names = globalThis.kPanelNames?.[controller === "Encoder" ? "dial" : "key"] ?? [];
+  const options = names.map((value) => Object.assign(document.createElement("option"), { value }));
+  part("names").replaceChildren(...options);
+}
+
+function say(text, isBad = false) {
+  part("answer").textContent = text;
+  part("answer").toggleAttribute("data-bad", isBad);
+}
 
 // Called by the host when the page has loaded, with where to connect and what is selected.
 function connectElgatoStreamDeckSocket(port, uuid, registerEvent, info, actionInfo) {
   const { action, payload } = JSON.parse(actionInfo);
+  const words = showWords(findLanguage(JSON.parse(info).application?.language));
   const socket = new WebSocket(`ws://127.0.0.1:${port}`);
   let settings = {};
+  let isStored = false;
   let timer;
 
   const send = (event, more) => socket.send(JSON.stringify({ event, context: uuid, ...more }));
+  const nameOf = (given) => (typeof given?.KeyName === "string" ? given.KeyName : "");
 
   const take = (given) => {
     settings = given ?? {};
-    field.value = typeof settings.KeyName === "string" ? settings.KeyName : "";
+    field.value = nameOf(settings);
+  };
+
+  const ask = () => {
+    clearTimeout(timer);
+    timer = setTimeout(() => say(words.silent, true), kPatience);
+    send("getSettings");
   };
 
   const store = () => {
-    clearTimeout(timer);
     const KeyName = field.value.trim();
-    if (KeyName === (settings.KeyName ?? "") || socket.readyState !== WebSocket.OPEN) return;
+    if (KeyName === nameOf(settings) || socket.readyState !== WebSocket.OPEN) return;
     settings = { ...settings, KeyName };
+    isStored = true;
     send("setSettings", { action, payload: settings });
     send("sendToPlugin", { action, payload: { KeyName } });
+    ask();
   };
 
-  field.addEventListener("change", store);
-  field.addEventListener("input", () => {
-    clearTimeout(timer);
-    timer = setTimeout(store, kTypingPause);
-  });
+  // A name counts when it is finished: with Enter, by a choice from the list, or when the field, the
+  // window or the page is left. Until then it may be the half of one.
+  for (const event of ["change", "blur"]) field.addEventListener(event, store);
+  for (const event of ["blur", "pagehide"]) window.addEventListener(event, store);
+  document.addEventListener("visibilitychange", () => document.hidden && store());
 
   take(payload?.settings);
+  offerNames(payload?.controller);
+  say(words.waiting);
+  timer = setTimeout(() => say(words.silent, true), kPatience);
   socket.addEventListener("open", () => {
     socket.send(JSON.stringify({ event: registerEvent, uuid }));
+    ask();
     field.disabled = false;
   });
   socket.addEventListener("close", () => {
+    clearTimeout(timer);
+    say(words.silent, true);
     field.disabled = true;
   });
   socket.addEventListener("message", ({ data }) => {
     const message = JSON.parse(data);
-    const isTyping = document.activeElement === field;
-    if (message.event === "didReceiveSettings" && !isTyping) take(message.payload?.settings);
+    if (message.event !== "didReceiveSettings") return;
+    clearTimeout(timer);
+    const name = nameOf(message.payload?.settings);
+    say(isStored && name === nameOf(settings) ? words.stored + name : words.ready);
+    if (document.activeElement !== field) take(message.payload?.settings);
   });
 }

@@ -12,7 +12,7 @@
 namespace {
 
 // A file or socket that is opened later must not get the number of a standard stream that was
-// closed at the start: what goes to standard error would then go into it.
+// closed at the start: text for standard error would then go into it.
 void openStandardStreams() {
   int fd = open("/dev/null", O_RDWR);
   while (fd >= 0 && fd <= STDERR_FILENO) fd = open("/dev/null", O_RDWR);

@@ -1,6 +1,7 @@
 #include "StreamDeckSDK/ESDConnectionManager.h"
 
 #include <gmock/gmock.h>
+#include <netinet/tcp.h>
 #ifdef __GLIBC__
 #include <malloc.h>
 #endif
@@ -73,6 +74,8 @@ void giveAllCommands(ESDConnectionManager& manager) {
   manager.SetImage(prefix + "iVBO", "C", 1, 0);
   manager.SetImage(" " + prefix, "C", 0, 3);
   manager.SetImage("", "C", 0, -1);
+  manager.SetImage("\"é", "\"image\":\"", 0, -1);
+  manager.SetImage("iVBO", "\"image\":\"", 0, -1);
   manager.ShowAlertForContext("C");
   manager.ShowOKForContext("C");
   manager.SetSettings(settings, "C");
@@ -98,6 +101,8 @@ constexpr char kAllFrames[] =
 {"context":"C","event":"setImage","payload":{"image":"data:image/png;base64,iVBO","state":0,"target":1}}
 {"context":"C","event":"setImage","payload":{"image":"data:image/png;base64, data:image/png;base64,","state":3,"target":0}}
 {"context":"C","event":"setImage","payload":{"image":"","target":0}}
+{"context":"\"image\":\"","event":"setImage","payload":{"image":"data:image/png;base64,\"é","target":0}}
+{"context":"\"image\":\"","event":"setImage","payload":{"image":"data:image/png;base64,iVBO","target":0}}
 {"context":"C","event":"showAlert"}
 {"context":"C","event":"showOk"}
 {"context":"C","event":"setSettings","payload":{"a":{"KeyName":"café \"1\"\n"},"z":1}}
@@ -127,6 +132,7 @@ TEST_F(ESDConnectionManagerTest, CommandsGoOutAsTheyAre) {
   giveAllCommands(manager);
   for (const std::string& frame : linesOf(kAllFrames)) EXPECT_EQ(host.frames.next(), frame);
   EXPECT_THROW(manager.SetTitle("\xff", "C", 0, -1), json::exception);
+  EXPECT_THROW(manager.SetImage("\xff", "C", 0, -1), json::exception);
   EXPECT_THROW(manager.LogMessage("\xc3("), json::exception);
   expectNothingMore(manager);
   const std::string image(3000000, 'A');
@@ -151,6 +157,28 @@ TEST_F(ESDConnectionManagerTest, CommandsWithoutAConnectionAreLost) {
   lonely.Run();
   EXPECT_TRUE(lonely.GetAsioContext()->stopped());
   EXPECT_NO_THROW(giveAllCommands(lonely));
+}
+
+// The descriptor of this process's socket that is connected to the port, or -1.
+int socketConnectedTo(int port) {
+  for (int fd = 0; fd < 1024; ++fd) {
+    sockaddr_in peer{};
+    socklen_t length = sizeof peer;
+    if (getpeername(fd, reinterpret_cast<sockaddr*>(&peer), &length) == 0 &&
+        ntohs(peer.sin_port) == port) {
+      return fd;
+    }
+  }
+  return -1;
+}
+
+TEST_F(ESDConnectionManagerTest, NoCommandWaitsForTheHostToAcknowledgeAnEarlierOne) {
+  connect(nullptr);
+  int isSet = 0;
+  socklen_t length = sizeof isSet;
+  ASSERT_EQ(getsockopt(socketConnectedTo(host.port()), IPPROTO_TCP, TCP_NODELAY, &isSet, &length),
+            0);
+  EXPECT_NE(isSet, 0);
 }
 
 const std::string kGiven = R"(|A|C|{"settings":{"n":1}}|D)";
@@ -211,6 +239,43 @@ TEST_F(ESDConnectionManagerTest, WhatAnEventLacksIsEmpty) {
   }
 }
 
+// The presses that come out of a dial's events. In a row, p and r are a press and a release as the
+// pair of events, P and R as the single one, v is the context that disappears, and a digit is the
+// context of all that follow.
+TEST_F(ESDConnectionManagerTest, ADialsPressCountsOnceInWhicheverFormItComes) {
+  connect(&plugin);
+  const auto eventOf = [](char c) -> json {
+    if (c == 'v') return {{"event", "willDisappear"}};
+    if (c == 'p' || c == 'r') return {{"event", c == 'p' ? "dialDown" : "dialUp"}};
+    return {{"event", "dialPress"}, {"payload", {{"pressed", c == 'P'}}}};
+  };
+  const std::pair<const char*, const char*> rows[] = {
+      {"prpr", "prpr"},     {"PRPR", "prpr"},     {"ppprr", "ppprr"},       {"PPRRR", "pprrr"},
+      {"pPrRpPrR", "prpr"}, {"PpRrPpRr", "prpr"}, {"pPRrPprR", "prpr"},     {"RrPp", "rp"},
+      {"pPPppPrR", "pppr"}, {"pPvPprR", "ppr"},   {"1p2Pp1PRr2rR", "pprr"}, {"pPR", "pr"},
+      {"pRpR", "prpr"},     {"vpPrRv", "pr"}};
+  int number = 0;
+  for (const auto& [events, presses] : rows) {
+    char dial = '0';
+    ++number;
+    for (const char* c = events; *c != '\0'; ++c) {
+      if (*c >= '0' && *c <= '9') dial = *c;
+      json frame = eventOf(*c);
+      frame["context"] = std::to_string(number) + dial;
+      if (*c != dial) host.send(frame.dump());
+    }
+    host.send(R"({"event":"systemDidWakeUp"})");
+    std::string told;
+    for (std::string call = plugin.calls.next(); call != "SystemDidWakeUp";
+         call = plugin.calls.next()) {
+      ASSERT_NE(call, "(nothing)");
+      if (call.find(R"("pressed":true)") != std::string::npos) told += 'p';
+      if (call.find(R"("pressed":false)") != std::string::npos) told += 'r';
+    }
+    EXPECT_EQ(told, presses) << events;
+  }
+}
+
 constexpr char kBadFrames[] = R"({
 keyDown
 42
@@ -256,7 +321,7 @@ TEST_F(ESDConnectionManagerTest, ABadFrameIsDroppedAndTheNextCounts) {
 TEST_F(ESDConnectionManagerTest, RunEndsHoweverTheConnectionDoes) {
   connect(nullptr);
   for (const auto& [event, call] : kEvents) host.send(json{{"event", event}}.dump());
-  host.close("until tomorrow");  // comes behind the events
+  host.close("until tomorrow");  // comes after the events
   EXPECT_TRUE(ended());
   connect(&plugin).GetAsioContext()->stop();
   EXPECT_TRUE(ended());
@@ -304,7 +369,7 @@ TEST_F(ESDConnectionManagerTest, WhatIsNoFrameEndsTheConnectionInOrder) {
   EXPECT_THAT(plugin.calls.rest(), IsEmpty());
 }
 
-// What waits takes the memory that it needs, and gives it back.
+// Frames that wait take the memory that they need, and give it back.
 TEST_F(ESDConnectionManagerTest, AHostThatStopsReadingGetsEverythingLater) {
   const auto heap = [] {
 #ifdef __GLIBC__

@@ -1,7 +1,9 @@
 #include "StreamDeckSDK/ESDMain.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
+#include <cerrno>
 #include <sstream>
 
 #include "StreamDeckSDK/ESDBasePlugin.h"
@@ -141,13 +143,18 @@ TEST_F(ESDMainTest, AnIdentifierThatIsNotTextEndsInOrder) {
   std::exit(code);
 }
 
-// What the language was shows in the table that was loaded, and that happens once in a process.
+// The language shows in the table that was loaded, and a process loads one only once.
 TEST_F(ESDMainTest, TheLanguageComesFromTheInformationDocument) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   host.vanish();  // no other thread may be running while a process is started
   const LanguageFile english("en", R"({"Localization":{"language":"English"}})");
   const LanguageFile other("xx-main", R"({"Localization":{"language":"Other"}})");
-  const std::string deep(100000, '[');
+  const std::string deep(200000, '[');
+  const LanguageFile nested("xx-deep", R"({"Localization":)" + deep);
+  const auto folder = LanguageFile::pathOf("").parent_path();
+  // Each of the processes below begins here too, and finds it.
+  ASSERT_TRUE(mkfifo((folder / "xx-pipe.json").c_str(), 0600) == 0 || errno == EEXIST);
+  const std::string outside = "../" + folder.filename().string() + "/xx-main";
   const std::pair<std::string, const char*> rows[] = {
       {R"({"application":{"language":"xx-main"}})", "Other"},
       {R"({"application":{"language":"none"}})", "language"},
@@ -157,6 +164,9 @@ TEST_F(ESDMainTest, TheLanguageComesFromTheInformationDocument) {
       {R"({"application":{"language":"xx-main"}} x)", "English"},
       {"7", "English"},
       {R"({"application":)" + deep, "English"},
+      {R"({"application":{"language":"xx-deep"}})", "language"},
+      {R"({"application":{"language":"xx-pipe"}})", "language"},
+      {R"({"application":{"language":")" + outside + "\"}}", "language"},
   };
   for (const auto& [info, language] : rows) {
     Arguments arguments = pairs("-1");
@@ -164,6 +174,7 @@ TEST_F(ESDMainTest, TheLanguageComesFromTheInformationDocument) {
     EXPECT_EXIT(launchAndTellTheLanguage(arguments), ExitedWithCode(0), Eq(language))
         << info.substr(0, 100);
   }
+  ghc::filesystem::remove(folder / "xx-pipe.json");
 }
 
 }  // namespace

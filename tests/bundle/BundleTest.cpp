@@ -1,5 +1,5 @@
-// Whether what is installed is as the hosts want it: they refuse a plug-in, or leave a dial dark,
-// without saying much.
+// Tests that the installed files are as the hosts want them: they refuse a plug-in, or leave a dial
+// dark, without saying much.
 #include <gmock/gmock.h>
 
 #include <cstdio>

@@ -39,12 +39,12 @@ TEST(Base64, OnlyTheLengthIsChecked) {
   EXPECT_EQ(decoded("\xff\xff\xff\xff"), "\x04\x10\x40") << "and is cut at 24 bits";
 }
 
-// By the rules for single groups, which need no more than the table. Long texts go another way.
+// Decodes group by group, which needs no more than the table. Long texts take another path.
 std::string decodedByTheRules(const std::string& text) {
   std::string all;
   for (std::size_t i = 0; i < text.size(); i += 4) {
     std::string group = text.substr(i, 4);
-    // At the text's end alone does '=' shorten what comes out. It is a 0 like 'A'.
+    // Only at the end of the text does '=' shorten the output. Elsewhere it is a 0 like 'A'.
     if (i + 4 < text.size()) std::replace(group.begin(), group.end(), '=', 'A');
     all += decoded(group);
   }
@@ -57,7 +57,8 @@ TEST(Base64, LongTextsDecodeLikeTheirGroups) {
     std::string text;
     for (std::size_t i = 0; i < length; ++i) text += alphabet[(i * 7 + length) % 64];
     ASSERT_EQ(decoded(text), decodedByTheRules(text)) << length;
-    // Every byte everywhere in two of the fast path's blocks, further on one place for each.
+    // Every byte comes to every place in two of the fast path's blocks, each time one place
+    // further.
     const std::size_t step = length <= 72 ? 1 : length;
     for (std::size_t c = 0; c < 256; ++c) {
       for (std::size_t at = (length * 5 + c * 3) % step; at < length; at += step) {

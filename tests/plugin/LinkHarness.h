@@ -15,7 +15,6 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <iterator>
 #include <map>
 #include <memory>
@@ -42,20 +41,9 @@ inline std::string tenDigits(std::uint64_t number) {
   return std::string(10 - digits.size(), '0') + digits;
 }
 
-// Takes the place of the link's clock while it lives.
-class SteppedClock {
+// A clock for the link that the test moves.
+class SteppedClock : public LinkClock {
  public:
-  SteppedClock() {
-    LinkClock::now = [this] { return time.load(); };
-    LinkClock::pauseFor = [this](std::int64_t milliseconds) { pause(milliseconds); };
-  }
-  ~SteppedClock() {
-    LinkClock::now = now;
-    LinkClock::pauseFor = pauseFor;
-  }
-  SteppedClock(const SteppedClock&) = delete;
-  SteppedClock& operator=(const SteppedClock&) = delete;
-
   void advance(std::int64_t milliseconds) { time += milliseconds; }
 
   // Waits until the link's thread pauses. Returns for how long it means to.
@@ -81,10 +69,9 @@ class SteppedClock {
     changed.notify_all();
   }
 
- private:
-  static constexpr std::chrono::seconds kPatience{100};
+  std::int64_t now() override { return time; }
 
-  void pause(std::int64_t milliseconds) {
+  void pauseFor(std::int64_t milliseconds) override {
     std::unique_lock<std::mutex> lock(mutex);
     if (!free) {
       length = milliseconds;
@@ -97,8 +84,9 @@ class SteppedClock {
     std::this_thread::sleep_for(std::chrono::microseconds(20));
   }
 
-  const std::function<std::int64_t()> now = LinkClock::now;
-  const std::function<void(std::int64_t)> pauseFor = LinkClock::pauseFor;
+ private:
+  static constexpr std::chrono::seconds kPatience{100};
+
   std::atomic<std::int64_t> time{1000000};
   std::mutex mutex;
   std::condition_variable changed;
@@ -115,7 +103,7 @@ class Simulator {
     ASSERT_TRUE(fromXPlane.put(key, value)) << "the store is full";
   }
 
-  // What the link has written since the last look. Its keys run on without a gap.
+  // The values that the link has written since the last look. Their keys run on without a gap.
   Texts heard() {
     Texts values;
     for (auto& [key, value] : takeAll()) {
@@ -128,12 +116,12 @@ class Simulator {
   // Takes everything that is in "ToXPlane".
   std::map<std::string, std::string> takeAll() {
     std::map<std::string, std::string> all;
-    const u64 roundsEnd = toXPlane.walked() + toXPlane.slots();
+    const std::uint64_t roundsEnd = toXPlane.walked() + toXPlane.slots();
     do {
       for (const auto& key : toXPlane.getKeyStrs()) all.emplace(key.str, toXPlane.get(key.str));
     } while (toXPlane.walked() < roundsEnd);
     for (const auto& entry : all) {
-      (void)toXPlane.del(entry.first.data(), static_cast<u32>(entry.first.size()));
+      (void)toXPlane.del(entry.first.data(), static_cast<std::uint32_t>(entry.first.size()));
     }
     return all;
   }
@@ -175,13 +163,13 @@ class LinkFixture : public HostFixture {
 
   // Starts the link, which then waits in its start pause.
   void startLink() {
-    XPlaneManager::getInstance();
+    XPlaneManager::getInstance(clock);
     simulator.emplace();
     EXPECT_EQ(clock.awaitPause(), 5000);
   }
 
-  // Starts the link, connects it and lets the events happen. Nothing of that is left to be heard or
-  // seen.
+  // Starts the link, connects it and lets the events happen. Their messages and frames are taken
+  // out, so that the next look begins with none.
   void bringUp(const Texts& events = {}) {
     startLink();
     pass();
@@ -220,7 +208,7 @@ class LinkFixture : public HostFixture {
   void says(const char* message) { simulator->says(message); }
   void says(const json& message) { simulator->says(message.dump()); }
 
-  // What a message makes the host see. The pause of 5000 tells of one that fails.
+  // The frames that a message makes the host see. The pause of 5000 tells of one that fails.
   template <typename Message>
   Texts after(const Message& message, std::int64_t pause = 10) {
     says(message);
@@ -236,7 +224,7 @@ class LinkFixture : public HostFixture {
     settle();
   }
 
-  // What the host has received since the last look.
+  // The frames that the host has received since the last look.
   Texts shown() {
     settle();
     return std::exchange(seen, {});
@@ -281,7 +269,7 @@ class LinkFixture : public HostFixture {
     return R"({"Column":2,"Context":")" + context + R"(","Controller":"Keypad","Device ID":")" +
            device + R"(","KeyName":"AP","Message":"Add Context","Row":1})";
   }
-  // The members stand in the order of their numbers as texts.
+  // The members are in the order of their numbers as texts.
   static std::string groupOf(const std::vector<std::pair<int, std::string>>& members) {
     std::string group;
     for (const auto& [number, text] : members) {
@@ -335,8 +323,8 @@ class LinkFixture : public HostFixture {
   std::optional<Simulator> simulator;
 
  private:
-  // The wake-up's log line comes behind everything that was sent before, and the wake-up is dealt
-  // with behind every event that came before.
+  // The wake-up's log line comes after everything that was sent before, and the wake-up is dealt
+  // with after every event that came before.
   void settle() {
     static const std::string awake = panelLine("System woke up");
     host.send(R"({"event":"systemDidWakeUp"})");

@@ -1,4 +1,4 @@
-// Holds the page for authors of simulator plug-ins to what the program does.
+// Compares the page for authors of simulator plug-ins with the program.
 #include <regex>
 #include <set>
 
@@ -12,7 +12,7 @@ class SimulatorSidePageTest : public LinkFixture {
  protected:
   static std::string source(const std::string& file) { return read(Path(VELOMAR_SOURCE) / file); }
 
-  // What stands on the page between a heading and the next.
+  // The part of the page between a heading and the next.
   static std::string section(const std::string& heading) {
     const std::string page = source("docs/simulator-side.md");
     const auto begin = page.find("\n### " + heading + "\n");
@@ -46,7 +46,7 @@ class SimulatorSidePageTest : public LinkFixture {
     return names;
   }
 
-  // Those of the group members too.
+  // Collects the members of a message, and those of the members of a group.
   static void collect(const json& message, Names& names) {
     auto& members = names[message.at("Message")];
     for (const auto& [member, value] : message.items()) {
@@ -61,6 +61,17 @@ class SimulatorSidePageTest : public LinkFixture {
     Names names;
     for (const auto& text : examples(heading)) collect(json::parse(text), names);
     return names;
+  }
+
+  // The messages of a direction that both ends are built with.
+  static std::set<std::string> inHeader(const std::string& direction) {
+    const std::string text = source("common/LinkProtocol.h");
+    const auto begin = text.find("namespace " + direction + " {");
+    const Texts names =
+        found(text.substr(begin, text.find("}  // namespace", begin) - begin), "= \"([^\"]+)\";");
+    std::set<std::string> all(names.begin(), names.end());
+    all.insert("Group Message");
+    return all;
   }
 
   static std::set<std::string> namesOf(const Names& messages) {
@@ -85,14 +96,7 @@ TEST_F(SimulatorSidePageTest, ThePanelSaysWhatThePageSaysAndNothingElse) {
   EXPECT_EQ(heard(), examples("From the panel"));
   EXPECT_EQ(inTable("From the panel"), inExamples("From the panel"));
 
-  std::set<std::string> posted;
-  for (const char* file : {"LinkMessages.cpp", "Velomar.cpp", "Velomar_Input.cpp"}) {
-    for (const auto& made : found(source(std::string("plugin/") + file),
-                                  "(?:contextMessage\\(|\\{\"Message\", )([^,;}]*)")) {
-      for (auto& name : found(made, "\"([^\"]+)\"")) posted.insert(std::move(name));
-    }
-  }
-  EXPECT_EQ(namesOf(inTable("From the panel")), posted);
+  EXPECT_EQ(namesOf(inTable("From the panel")), inHeader("from_panel"));
 }
 
 TEST_F(SimulatorSidePageTest, ThePanelTakesWhatThePageSaysAndNothingElse) {
@@ -100,10 +104,50 @@ TEST_F(SimulatorSidePageTest, ThePanelTakesWhatThePageSaysAndNothingElse) {
   for (const auto& text : examples("To the panel")) EXPECT_FALSE(after(text).empty()) << text;
   EXPECT_EQ(inTable("To the panel"), inExamples("To the panel"));
 
-  const Texts handled =
-      found(source("plugin/XPlaneManager_Messages.cpp"), "\"([A-Z][^\"]+)\"(?:,\\s+\\[\\]|;)");
-  EXPECT_EQ(namesOf(inTable("To the panel")),
-            std::set<std::string>(handled.begin(), handled.end()));
+  EXPECT_EQ(namesOf(inTable("To the panel")), inHeader("to_panel"));
+}
+
+TEST_F(SimulatorSidePageTest, TheCodeOnThePageIsThatOfTheExamples) {
+  const std::string page = source("docs/simulator-side.md");
+  for (const auto& [language, file] :
+       {std::pair("cpp", "first-key/FirstKey.cpp"), std::pair("python", "first-key/first_key.py"),
+        std::pair("json", "panel/heading.json")}) {
+    const std::string block =
+        "```" + std::string(language) + "\n" + source(std::string("examples/") + file) + "```";
+    EXPECT_NE(page.find(block), std::string::npos) << file;
+  }
+}
+
+// Items of one level that overlap, or that leave the canvas, make a host refuse the layout.
+TEST_F(SimulatorSidePageTest, TheHeadingsLayoutIsSoundAndTakesAllThatATitleWrites) {
+  const json layout = json::parse(source("examples/panel/heading.json"));
+  std::map<std::string, json> items;
+  for (const json& item : layout.at("items")) items[item.at("key")] = item;
+  ASSERT_EQ(items.size(), layout["items"].size());
+  for (const auto& [name, item] : items) {
+    const auto rect = item.at("rect").get<std::vector<int>>();
+    EXPECT_TRUE(rect[0] >= 0 && rect[0] + rect[2] <= 200 && rect[1] >= 0 &&
+                rect[1] + rect[3] <= 100)
+        << name;
+    for (const auto& [otherName, other] : items) {
+      const auto to = other.at("rect").get<std::vector<int>>();
+      const bool apart = rect[0] + rect[2] <= to[0] || to[0] + to[2] <= rect[0] ||
+                         rect[1] + rect[3] <= to[1] || to[1] + to[3] <= rect[1];
+      EXPECT_TRUE(name == otherName || apart || item.at("zOrder") != other.at("zOrder"))
+          << name << " and " << otherName;
+    }
+  }
+
+  bringUp({appearAsDial("E1")});
+  Texts frames = after(titleFor("E1", "HDG\n270\n75"));
+  frames = frames + after(R"({"Message":"Update Full Image ID","Context":"E1","Image ID":7,)"
+                          R"("Base64":"iVBORw0KGgo="})");
+  EXPECT_EQ(frames.size(), 12U) << "ten lines, one number, the picture";
+  for (const std::string& text : frames) {
+    const json frame = json::parse(text);
+    const std::string item = frame.at("payload").begin().key();
+    EXPECT_EQ(items.count(item), 1U) << item;
+  }
 }
 
 }  // namespace

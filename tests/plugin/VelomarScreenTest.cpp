@@ -73,7 +73,7 @@ TEST_F(VelomarScreenTest, AnImageIsSentOnceAndNamedFromThenOn) {
   EXPECT_FALSE(std::filesystem::exists("images/8.png"));
   EXPECT_THAT(image("C1", 0, "QUJD"), ElementsAre(imageOn("C1", "QUJD"))) << "an id like any other";
 
-  // What can't be decoded is shown as it is, with an empty file.
+  // An image that can't be decoded is shown as it is, with an empty file.
   EXPECT_THAT(image("C1", 7, "QUJDR"),
               ElementsAre(panelLine("Updated Image Data"), imageOn("C1", "QUJDR")));
   EXPECT_TRUE(std::filesystem::is_empty("images/7.png"));
@@ -197,7 +197,7 @@ TEST_F(VelomarScreenTest, BlankIsImageThenTitleThenLayout) {
   EXPECT_THAT(layout("E1", "u"), ElementsAre(layoutOn("E1", "layouts/u.json")));
 }
 
-// In the text "10" stands before "2".
+// In the text "10" comes before "2".
 TEST_F(VelomarScreenTest, TheReplayTellsOfEverythingInOrder) {
   for (const char* context : {"B", "a", "\xC3\xA9", "z"}) happens(appear(context));
   happens(event("deviceDidConnect", "", {}, "D0"));

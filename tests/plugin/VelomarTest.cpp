@@ -13,7 +13,7 @@ constexpr char kMissed[] = "Got context before device, adding the device...";
 
 class VelomarTest : public LinkFixture {
  protected:
-  // What an event tells the simulator, with the link up.
+  // The messages that the simulator gets of an event, with the link up.
   Texts told(const std::string& eventText) {
     happens(eventText);
     pass();
@@ -87,11 +87,13 @@ TEST_F(VelomarTest, TakesFromThePayloadWhatHasTheRightForm) {
   }
 }
 
-// What was done before the bad member stays done, and nothing else was.
+// The steps before the bad member stay done, and no other is.
 TEST_F(VelomarTest, ABadPayloadEndsTheAppearanceWhereItIs) {
   bringUp();
   int number = 0;
-  for (const char* bad : {R"({"coordinates":[2,1],"controller":"Keypad","settings":{}})",
+  for (const char* bad : {R"({"coordinates":null,"controller":"Keypad","settings":{}})",
+                          R"({"coordinates":{},"controller":null,"settings":{}})",
+                          R"({"coordinates":[2,1],"controller":"Keypad","settings":{}})",
                           R"({"coordinates":{},"controller":5,"settings":{}})",
                           R"({"coordinates":{},"controller":"Keypad","settings":"KeyName"})"}) {
     const std::string context = "C" + std::to_string(++number);
@@ -152,6 +154,20 @@ TEST_F(VelomarTest, ADialStaysADialAndForeignActionsStayOut) {
   EXPECT_THAT(told(event("willDisappear", "E1")), ElementsAre(hideOf("E1")));
   EXPECT_THAT(told(appear("E1")), ElementsAre(addOf("E1")));
   EXPECT_EQ(after(kReset), blankKey("E1")) << "a new context of the same name";
+}
+
+TEST_F(VelomarTest, AContextThatTwoDevicesShowStaysADialUntilTheLastHidesIt) {
+  const auto dialOn = [](const char* device) {
+    return event("willAppear", "E1", visible("HDG", "Encoder"), device);
+  };
+  bringUp({dialOn("D1"), dialOn("D2")});
+  constexpr char kReset[] = R"({"Message":"Reset Context","Context":"E1"})";
+  EXPECT_THAT(told(event("willDisappear", "E1", {}, "D1")), ElementsAre(hideOf("E1", "D1")));
+  EXPECT_EQ(after(kReset), blankDial("E1"));
+  EXPECT_THAT(told(dialOn("D2")), IsEmpty());
+  EXPECT_EQ(after(kReset), blankDial("E1"));
+  EXPECT_THAT(told(event("willDisappear", "E1", {}, "D2")), ElementsAre(hideOf("E1", "D2")));
+  EXPECT_THAT(after(kReset), IsEmpty());
 }
 
 TEST_F(VelomarTest, ForwardsInputAsItIs) {
@@ -221,7 +237,7 @@ TEST_F(VelomarTest, WithoutALinkTheModelIsKeptAndMessagesAreDropped) {
       ElementsAre(groupOf({{0, kVersion}, {1, deviceOf("D1")}, {2, addOf("C1")}, {3, kRefresh}})));
 }
 
-// What the simulator knows after it has heard all messages in order: device and context to key
+// The simulator's knowledge after it has heard all messages in order: device and context to key
 // name.
 class Picture {
  public:
@@ -255,19 +271,19 @@ class Picture {
   std::map<std::string, std::string> newest;
 };
 
-// The host's events come on one thread, and what the simulator sends acts on another. No context id
+// The host's events come on one thread, and the simulator's messages act on another. No context id
 // comes up twice, so one that is told of after its "Hide Context" is a ghost, and the key names
 // only grow.
 class VelomarThreadsTest : public LinkFixture {
  protected:
   static constexpr int kEvents = 8000;
 
-  // Acts as the host's thread: no event comes over the connection meanwhile.
+  // Acts as the host's thread: no event comes over the connection at the same time.
   void playHost() {
     const std::string action = "com.brackenmoor.velomar.launch";
     std::deque<std::string> onShow;
     for (int i = 0; i < kEvents; ++i) {
-      // Neither side is done before the other, and the store doesn't overflow.
+      // Neither side ends long before the other, and the store doesn't overflow.
       while (replays < i / 10 || i > heardOf + 1000) std::this_thread::yield();
       const std::string context = "C" + std::to_string(i);
       const std::string name = tenDigits(static_cast<std::uint64_t>(i));

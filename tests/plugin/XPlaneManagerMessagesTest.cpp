@@ -37,7 +37,7 @@ class XPlaneManagerMessagesTest : public LinkFixture {
     (void)shown();
   }
 
-  // What the host sees of a bad message: what it did before it failed, and the log line.
+  // The host's view of a bad message: the frames before it failed, and the log line.
   template <typename Message>
   Texts failing(const Message& message) {
     return after(message, 5000);
@@ -116,7 +116,7 @@ TEST_F(XPlaneManagerMessagesTest, WhatIsNoObjectFailsByItsType) {
     ASSERT_EQ(frames.size(), 1U) << noJson;
     EXPECT_THAT(frames[0], testing::HasSubstr("[json.exception.parse_error.101]")) << noJson;
   }
-  // The library quotes the first byte alone of what it doesn't understand.
+  // The library quotes only the first byte that it doesn't understand.
   EXPECT_THAT(failing("\xC3\xA9"), ElementsAre(testing::HasSubstr("last read: '\xEF\xBF\xBD'")));
   EXPECT_THAT(after(titleFor("C1", "unharmed")), ElementsAre(titleOn("C1", "unharmed")));
 }
@@ -154,7 +154,7 @@ TEST_F(XPlaneManagerMessagesTest, AGroupIsWalkedByNumber) {
   const json two = titleFor("C1", "two");
   EXPECT_THAT(after(groupWith({{"0", one}})), ElementsAre(titleOn("C1", "one")));
   EXPECT_THAT(after(groupWith({{"0", one}, {"2", two}})), ElementsAre(titleOn("C1", "one")))
-      << "a gap hides what lies behind it";
+      << "a gap hides the members after it";
   EXPECT_THAT(after(groupWith({{"0", nullptr}, {"1", two}, {"2", {{"Message", "unknown"}}}})),
               ElementsAre(titleOn("C1", "two")));
   EXPECT_THAT(
@@ -193,11 +193,13 @@ TEST_F(XPlaneManagerMessagesTest, DepthIsLimited) {
   const std::string open = R"({"Message":"Set Title","Context":"C1","Title":"one","Deep":)";
   for (const std::string& text : {repeated("[", kMany), repeated("{\"0\":", kMany),
                                   open + repeated("[", kMany) + repeated("]", kMany) + "}"}) {
-    EXPECT_THAT(failing(text), ElementsAre(error("the message nests too deeply")));
+    EXPECT_THAT(failing(text), ElementsAre(error("the JSON nests too deeply")));
   }
   // Brackets in a text are no depth, wherever the text ends.
   const std::string brackets = repeated("[", kMany);
   EXPECT_THAT(after(titleFor("C1", "\\\"" + brackets)),
               ElementsAre(titleOn("C1", R"(\\\")" + brackets)));
   EXPECT_THAT(after(one.dump() + brackets), ElementsAre(titleOn("C1", "one")));
+  EXPECT_THAT(after("null " + brackets), IsEmpty());
+  EXPECT_THAT(failing("1 " + brackets), ElementsAre(error(kNoMembers + "number")));
 }

@@ -7,7 +7,7 @@ using testing::IsEmpty;
 
 namespace {
 
-// What the library has to say about a text that isn't JSON.
+// The library's error for a text that isn't JSON.
 std::string complaintAbout(const std::string& text) {
   try {
     const json ignored = json::parse(text);
@@ -51,7 +51,7 @@ class XPlaneManagerTest : public LinkFixture {
 
 TEST_F(XPlaneManagerTest, SaysHelloOnceAfterTheStartPauseAndThenWaits) {
   startLink();
-  simulator->puts("1", titleFor("C1", "for nobody").dump());
+  simulator->puts("1", titleFor("C1", "for no key").dump());
   EXPECT_THAT(shown(), IsEmpty());
   EXPECT_EQ(pass(), 10);
   EXPECT_EQ(simulator->toXPlane.get("0000000001"), "{Hello}");
@@ -62,7 +62,7 @@ TEST_F(XPlaneManagerTest, SaysHelloOnceAfterTheStartPauseAndThenWaits) {
   EXPECT_THAT(heard(), ElementsAre("{Hello}"));
   EXPECT_THAT(shown(), IsEmpty());
 
-  // What is queued as text goes out in any state, and in the same count.
+  // Values that are queued as text go out in any state, and in the same count.
   EXPECT_EQ(XPlaneManager::pInstance->sendData("anything"), 0);
   pass();
   EXPECT_THAT(heard(), ElementsAre("anything"));
@@ -184,7 +184,7 @@ TEST_F(XPlaneManagerTest, ABadMessageCostsTheLinkFiveSecondsAndNothingElse) {
   bringUp({appear("C1")});
 
   says("{Welcome}\n");
-  says(titleFor("C1", "behind it"));
+  says(titleFor("C1", "after it"));
   happens(event("keyDown", "C1"));
   EXPECT_EQ(pass(), 5000);
   EXPECT_FALSE(XPlaneManager::isConnected());
@@ -193,7 +193,7 @@ TEST_F(XPlaneManagerTest, ABadMessageCostsTheLinkFiveSecondsAndNothingElse) {
 
   EXPECT_EQ(pass(), 10);
   EXPECT_THAT(heard(), ElementsAre("{Hello}"));
-  EXPECT_THAT(shown(), ElementsAre(titleOn("C1", "behind it"), linkLine("Sent Hello")));
+  EXPECT_THAT(shown(), ElementsAre(titleOn("C1", "after it"), linkLine("Sent Hello")));
   welcome();
   EXPECT_EQ(heard().front(), pressOf("C1"));
   EXPECT_TRUE(XPlaneManager::isConnected());
@@ -229,7 +229,7 @@ TEST_F(XPlaneManagerTest, TakesOneMessageAPassInTheOrderOfTheKeys) {
 TEST_F(XPlaneManagerTest, TakesThousandsOfWaitingMessagesOnceEachAndInOrder) {
   bringUp({appear("C1")});
   Texts frames;
-  for (u32 i = 4000; i > 0; --i) {
+  for (std::uint32_t i = 4000; i > 0; --i) {
     simulator->puts(tenDigits(i), titleFor("C1", std::to_string(i)).dump());
     frames.insert(frames.begin(), titleOn("C1", std::to_string(i)));
   }
@@ -289,14 +289,15 @@ TEST_F(XPlaneManagerTest, StopEndsThePassAndLeavesWhatIsQueuedUnwritten) {
 
 TEST_F(XPlaneManagerTest, WithoutAStoreTheLinkStaysDownAndTheHostIsServed) {
   std::filesystem::create_directory(TemporaryPluginFolder::region("FromXPlane"));
-  XPlaneManager::getInstance();
+  XPlaneManager::getInstance(clock);
   EXPECT_EQ(clock.awaitPause(), 5000);
-  clock.endPause();
-  // The link's thread has ended when it can be joined.
-  XPlaneManager::pInstance->stop();
-  EXPECT_EQ(shown(), startLines() + Texts{linkLine("Can't open the store FromXPlane, code 6")});
+  EXPECT_EQ(pass(), 5000);
+  EXPECT_EQ(shown(), startLines() + Texts{linkLine("Can't open the store FromXPlane, code 6: "
+                                                   "/var/tmp//simdb_FromXPlane: Is a directory")});
   happens(appear("C1"));
   EXPECT_EQ(shown(),
             Texts{panelLine("Got context before device, adding the device...")} + blankKey("C1"));
   EXPECT_FALSE(XPlaneManager::isConnected());
+  EXPECT_EQ(pass(), 5000);
+  EXPECT_EQ(XPlaneManager::pInstance->jsonQueue.size(), 0U) << "there is no one to take it";
 }
