@@ -3,24 +3,42 @@
 // An object knows what was sent since the panel's end last forgot everything. For that it has to
 // see each message from there:
 //
-//   for (const nlohmann::json& message : MessageGroup::split(text)) deliveries.heed(message, now);
-//   link.send(deliveries.image("C1", 7, base64, now).dump());
+//   for (const nlohmann::json& message : MessageGroup::split(link.poll())) {
+//     deliveries.heed(message, now);
+//     ...
+//   }
+//   link.send(deliveries.image("C1", 7, base64, now));
+//   if (const auto frame = deliveries.frame("C2", base64)) link.send(*frame);
 //
 // Times count from any start that isn't later. One thread.
 #pragma once
 
+#include <array>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
+
+namespace velomar {
 
 class Deliveries {
  public:
   using Time = std::chrono::milliseconds;
 
+  // Numbers from here on belong to the frames of moving pictures. Give other images smaller ones.
+  static constexpr std::uint32_t kFirstFrameId = 4000000000U;
+
+  // Numbers that a moving picture uses in turn. The panel's end writes a file for each, so that one
+  // is written over only after three others, when the host has long read it, and a dial is never
+  // given the same name for other bytes.
+  static constexpr std::size_t kFrameIds = 4;
+
   // Forgets what the panel's end has forgotten: everything at "Force Refresh". What was sent to a
-  // context is dropped, without a word, if the context has gone meanwhile, so "Hide Context" puts
+  // context is dropped, without a word, if the context has gone by then, so "Hide Context" puts
   // what went there within the last two seconds in doubt, and it counts as not sent. A key or dial
   // that was given its name only has to be sent it again then: see hasImage and hasLayout.
   void heed(const nlohmann::json& message, Time now);
@@ -29,6 +47,18 @@ class Deliveries {
   // one image: other bytes under the same number aren't sent.
   nlohmann::json image(const std::string& context, std::uint32_t id, const std::string& base64,
                        Time now);
+
+  // The message that shows the next frame of a moving picture on a key or dial: whole if the bytes
+  // are new, by name if they are among the last kFrameIds new ones. nullopt: they are what the
+  // context shows already. If you show something there by other means than `image` and `frame`,
+  // call `changed`. REQUIRES: bytes.
+  //
+  // The panel's end keeps every number's image until the link comes up again. A new number a frame
+  // would have it grow without end.
+  std::optional<nlohmann::json> frame(const std::string& context, const std::string& base64);
+
+  // The context doesn't show its last frame any more, as after "Reset Context".
+  void changed(const std::string& context);
 
   // The message that selects a layout, a JSON text in Base64, for a dial. The empty name is the
   // default layout's, which has no text.
@@ -47,6 +77,27 @@ class Deliveries {
     Time at;
   };
 
+  struct Frame {
+    std::uint32_t id = 0;
+    std::string base64;  // last sent under the number; empty: nothing yet
+  };
+
+  // The frames of one context, the one that was shown last at the end.
+  struct Movie {
+    std::array<Frame, kFrameIds> frames;
+    bool isShown = false;  // the last one, as far as is known
+  };
+
+  using Movies = std::map<std::string, Movie>;  // by context
+
+  Movie& movieOf(const std::string& context);
+  void endMovie(Movies::iterator movie);
+
   std::map<std::uint32_t, Delivery> images;
   std::map<std::string, Delivery> layouts;
+  Movies movies;
+  std::deque<std::uint32_t> freeIds;     // those of movies that have ended, the oldest first
+  std::uint32_t nextId = kFirstFrameId;  // never used yet
 };
+
+}  // namespace velomar

@@ -2,27 +2,27 @@
 
 #include <utility>
 
+#include "common/LinkProtocol.h"
+
 using nlohmann::json;
 
+namespace velomar {
 namespace {
 
-constexpr char kGroup[] = "Group Message";
-
-// By number: in the text "10" stands before "2".
-void append(json& message, std::vector<json>& messages) {
-  if (!message.is_object()) return;
+void append(json& message, std::vector<json>& messages, int depth) {
+  if (!message.is_object() || depth > protocol::kMaxGroupDepth) return;
   const auto name = message.find("Message");
   if (name == message.end() || !name->is_string()) return;
-  if (*name != kGroup) {
+  if (*name != protocol::kGroupMessage) {
     messages.push_back(std::move(message));
     return;
   }
   const auto members = message.find("Messages");
   if (members == message.end() || !members->is_object()) return;
-  for (std::size_t i = 0; i < members->size(); ++i) {
-    const auto member = members->find(std::to_string(i));
-    if (member != members->end()) append(*member, messages);
-  }
+  protocol::visitGroup(*members, [&](const std::string& number) {
+    const auto member = members->find(number);
+    if (member != members->end()) append(*member, messages, depth + 1);
+  });
 }
 
 }  // namespace
@@ -30,15 +30,22 @@ void append(json& message, std::vector<json>& messages) {
 std::vector<json> MessageGroup::split(const std::string& text) {
   std::vector<json> messages;
   json whole = json::parse(text, nullptr, false);
-  append(whole, messages);
+  append(whole, messages, 0);
+  return messages;
+}
+
+std::vector<json> MessageGroup::split(const std::vector<std::string>& texts) {
+  std::vector<json> messages;
+  for (const std::string& text : texts) {
+    json whole = json::parse(text, nullptr, false);
+    append(whole, messages, 0);
+  }
   return messages;
 }
 
 std::string MessageGroup::join(std::vector<json> messages) {
   if (messages.size() == 1) return messages.front().dump();
-  json members = json::object();
-  for (std::size_t i = 0; i < messages.size(); ++i) {
-    members[std::to_string(i)] = std::move(messages[i]);
-  }
-  return json{{"Message", kGroup}, {"Messages", std::move(members)}}.dump();
+  return protocol::groupOf(std::move(messages)).dump();
 }
+
+}  // namespace velomar

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+namespace velomar {
+
 // Static only. Any thread may call.
 class MessageGroup {
  public:
@@ -12,7 +14,12 @@ class MessageGroup {
   // among them. Each is an object whose "Message" is a string. What is no message is left out.
   static std::vector<nlohmann::json> split(const std::string& text);
 
+  // The same for several texts, as SimulatorLink::poll returns them.
+  static std::vector<nlohmann::json> split(const std::vector<std::string>& texts);
+
   // One text for all of the messages, of which there is at least one. Raises the JSON library's
   // error for a string that isn't UTF-8.
   static std::string join(std::vector<nlohmann::json> messages);
 };
+
+}  // namespace velomar

@@ -3,24 +3,27 @@
 // A simulator plug-in takes it as it is. It has no thread: call poll from the simulator's own loop,
 // as often as a press should be noticed and at least twice a second, and act on what comes back.
 //
-//   SimulatorLink link;
+//   velomar::SimulatorLink link;
 //   // in the loop:
-//   for (const std::string& message : link.poll()) handle(message);
-//   if (link.isUp()) link.send(R"({"Message":"Set Title","Context":"C1","Title":"GEAR"})");
+//   for (const nlohmann::json& message : velomar::MessageGroup::split(link.poll())) {
+//     handle(message);
+//   }
+//   if (link.isUp()) link.send(nlohmann::json{{"Message", "Set Title"}, {"Context", "C1"}, ...});
 //
 // MessageGroup takes the texts apart and puts them together, and Deliveries knows which images and
 // layouts have to be sent whole.
 //
-// One thread uses an object, and one process at a time stands at this end of the stores.
+// Threads: any, one at a time. A call of poll, send or close during another thread's call throws
+// std::logic_error and does nothing else. One process at a time stands at this end of the stores.
 #pragma once
 
 #include <chrono>
-#include <cstdint>
+#include <memory>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
-#include "store/PendingKeys.h"
-#include "store/simdb.h"
+namespace velomar {
 
 class SimulatorLink {
  public:
@@ -31,31 +34,45 @@ class SimulatorLink {
   static constexpr std::chrono::milliseconds kHeartbeatInterval{2500};
   static constexpr std::chrono::milliseconds kSilenceLimit{10000};
 
-  // Opens or creates both stores. Throws std::runtime_error, with the store's name and code, if one
-  // of them can't be opened.
-  SimulatorLink();
+  // What becomes of presses, turns and taps that were made before the panel's end knew this one.
+  // They wait for the link, maybe for minutes: delivered then, they would be gear up on the ground.
+  enum class LateInput { Drop, Deliver };
+
+  // Opens or creates both stores. Throws std::runtime_error, with the store's name, code and
+  // reason, if one of them can't be opened.
+  explicit SimulatorLink(LateInput lateInput = LateInput::Drop);
+  ~SimulatorLink();
+
+  SimulatorLink(const SimulatorLink&) = delete;
+  SimulatorLink& operator=(const SimulatorLink&) = delete;
 
   // Takes every message that waits, in the order of writing, answers the handshake, and keeps the
   // link up. Returns the JSON messages. The first group after the link came up lists every device
-  // and context, and asks for the state of all of them.
+  // and context, and asks for the state of all of them. Input that comes before it is late.
   std::vector<std::string> poll();
 
-  // Whether the panel's end has been welcomed and heard of since.
-  bool isUp() const { return up; }
+  // Whether the panel's end has been welcomed and heard of since. It may have gone since it said
+  // its Hello, and it is missed only after kSilenceLimit: see isAnybodyThere.
+  bool isUp() const;
 
-  // Writes one message, a JSON text. False: the store is full, and nothing was written.
-  bool send(const std::string& message);
+  // Whether the panel's end has answered the welcome, and has written since the time within which
+  // it writes twice when it is alive.
+  bool isAnybodyThere() const;
+
+  // Writes one message. False: the store is full, or closed, and nothing was written. Messages
+  // written while the link is down wait in the store. The overload for a message raises the JSON
+  // library's error for a string that isn't UTF-8, and writes nothing then.
+  bool send(const nlohmann::json& message);
+  bool send(const std::string& text);
+  bool send(const char* text) { return send(std::string(text)); }
+
+  // Gives both stores back, which the destructor does too. The object stays down from then on. The
+  // panel's end isn't told: it goes blank after the time of silence.
+  void close();
 
  private:
-  void take(const std::string& value, std::vector<std::string>& messages);
-  void keepUp(Clock::time_point now);
-
-  simdb toXPlane;    // read here
-  simdb fromXPlane;  // written here
-  PendingKeys waiting;
-  bool up = false;
-  bool started = false;
-  std::uint64_t lastKey = 0;
-  Clock::time_point lastReceived;
-  Clock::time_point lastSent;
+  class State;
+  std::unique_ptr<State> state;
 };
+
+}  // namespace velomar

@@ -1,0 +1,35 @@
+// The panel's end of the real stores, in the hands of a test: it says what the test has it say.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "store/PendingKeys.h"
+#include "store/simdb.h"
+
+class PanelEnd {
+ public:
+  void says(const std::string& value) {
+    char key[16];
+    std::snprintf(key, sizeof key, "%010u", ++said);
+    ASSERT_TRUE(toXPlane.put(key, value)) << "the store is full";
+  }
+
+  // The values that the simulator's side has written since the last look.
+  std::vector<std::string> heard() {
+    std::vector<std::string> values;
+    for (waiting.list(); !waiting.empty(); waiting.list()) values.push_back(waiting.take());
+    return values;
+  }
+
+  simdb toXPlane{"ToXPlane", 2048, 4096, false};
+  simdb fromXPlane{"FromXPlane", 2048, 4096, false};
+
+ private:
+  PendingKeys waiting{fromXPlane};
+  std::uint32_t said = 0;
+};
