@@ -10,6 +10,7 @@ namespace {
 
 using testing::Contains;
 using testing::HasSubstr;
+using velomar::SimulatorLink;
 
 struct Launch {
   std::vector<std::string> arguments;
@@ -17,7 +18,7 @@ struct Launch {
   std::string says;  // the first line, without the program's name; empty: none but the last
 };
 
-// What the machine refuses a program, set up by a shell in mounts of its own.
+// Things that the machine refuses a program, set up by a shell in mounts of its own.
 struct Want {
   std::string setUp;
   bool isServed;
@@ -62,14 +63,14 @@ class LaunchTest : public Stage {
 
   static constexpr char kUnshare[] = "/usr/bin/unshare";
 
-  void touch(const std::string& name) { std::ofstream(folder / name) << "left behind"; }
+  void touch(const std::string& name) { std::ofstream(folder / name) << "left over"; }
 };
 
-// Side by side, because the link's start pause makes each of them last 5 seconds.
+// The programs run side by side, because the link's start pause makes each last 5 seconds.
 TEST_F(LaunchTest, ARefusalSaysWhyAndEveryEndCleansUp) {
   const std::vector<Launch> launches = {
       {{}, 1, "ESDMain.cpp: Invalid number of parameters 1 instead of 9"},
-      // Nobody listens on port 1: the connection fails without a line.
+      // No server listens on port 1: the connection fails without a line.
       {{"-info", "not JSON", "-registerEvent", "r", "-pluginUUID", "u", "-port", "1"}, 0, ""},
   };
   touch("images/1.png");
@@ -94,10 +95,10 @@ TEST_F(LaunchTest, ARefusalSaysWhyAndEveryEndCleansUp) {
       << "the last one removes the region";
 }
 
-// Side by side as well, each with a folder for the stores that nobody else sees.
+// These run side by side as well, each with a folder for the stores that no other process sees.
 TEST_F(LaunchTest, WhateverTheMachineRefusesTheHostIsServedOrTheEndIsInOrder) {
   if (!mayMount()) GTEST_SKIP() << "may not mount anything";
-  // What the tests' own parent left open would count against the limits below.
+  // Descriptors that the tests' own parent left open would count against the limits below.
   const std::string kAlone =
       "exec 3>&- 4>&- 5>&- 6>&- 7>&- 8>&- 9>&-; mount -t tmpfs none /var/tmp && ";
   const std::string kNoStore = "XPlaneManager.cpp: Can't open the store ";
@@ -111,8 +112,11 @@ TEST_F(LaunchTest, WhateverTheMachineRefusesTheHostIsServedOrTheEndIsInOrder) {
 #endif
       {kAlone + "mount -o remount,ro /var/tmp",
        true,
-       {kNoStore + "ToXPlane, code 6", kNoStore + "FromXPlane, code 6"}},
-      {kAlone + "mount -o remount,size=64k /var/tmp", true, {kNoStore + "ToXPlane, code 8"}},
+       {kNoStore + "ToXPlane, code 6: /var/tmp//simdb_ToXPlane: Read-only file system",
+        kNoStore + "FromXPlane, code 6"}},
+      {kAlone + "mount -o remount,size=64k /var/tmp",
+       true,
+       {kNoStore + "ToXPlane, code 8: /var/tmp//simdb_ToXPlane: No space left on device"}},
       {kAlone + "mkdir /var/tmp/simdb_ToXPlane", true, {kNoStore + "ToXPlane, code 6"}},
   };
   std::vector<std::unique_ptr<Host>> hosts;

@@ -1,6 +1,5 @@
-// The real program between the two stand-ins, each in a process of its own. The plug-in is
-// installed in a folder of its own and started from there as its manifest says. Leaves no file
-// behind.
+// The real program under the virtual deck, each in a process of its own. The plug-in is installed
+// in a folder of its own and started from there as its manifest says. No file is left over.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -28,27 +27,26 @@ class Stage : public testing::Test {
     ASSERT_TRUE(deck->waitForLine("registerPlugin", kPatience)) << "no registration";
   }
 
-  void startCockpit() {
-    cockpit = std::make_unique<ChildProcess>(Lines{VELOMAR_COCKPIT}, ChildProcess::Options{});
-    ASSERT_TRUE(cockpit->waitForLine("stores open", kPatience));
+  void startBridge() {
+    bridge = std::make_unique<ChildProcess>(Lines{VELOMAR_BRIDGE, "--simulator", "trainer"},
+                                            ChildProcess::Options{});
   }
 
-  void killCockpit() { cockpit.reset(); }
+  void killBridge() {
+    bridge->signal(SIGKILL);
+    EXPECT_TRUE(bridge->waitForEnd(kPatience));
+  }
 
   void tellDeck(const std::string& line) { deck->writeLine(line); }
-  void tellCockpit(const std::string& line) { cockpit->writeLine(line); }
 
-  // Waits for a line of the deck or the cockpit that holds all of `text`. The index behind it.
+  // Waits for a line of the deck that holds all of `text`. The index after it.
   std::size_t awaitDeck(const std::string& text, std::size_t from = 0) {
     return await(*deck, text, from);
   }
-  std::size_t awaitCockpit(const std::string& text, std::size_t from = 0) {
-    return await(*cockpit, text, from);
-  }
 
   // Seconds from the common start that a line carries in front.
-  static double stampOf(const ChildProcess& child, std::size_t behind) {
-    return std::atof(child.lines().at(behind - 1).c_str());
+  static double stampOf(const ChildProcess& child, std::size_t after) {
+    return std::atof(child.lines().at(after - 1).c_str());
   }
 
   void endDeck() {
@@ -60,7 +58,7 @@ class Stage : public testing::Test {
   const TemporaryPluginFolder home;  // outlives the processes
   const std::filesystem::path folder = installIn(home.path);
   std::unique_ptr<ChildProcess> deck;
-  std::unique_ptr<ChildProcess> cockpit;
+  std::unique_ptr<ChildProcess> bridge;
 
  private:
   static std::filesystem::path installIn(const std::filesystem::path& place) {

@@ -1,0 +1,21 @@
+// Where things are on this system. Any thread may call.
+#pragma once
+
+#include <filesystem>
+
+namespace bridge {
+
+class Folders {
+ public:
+  // The user's own settings and, in `panels`, panel files: ~/.config/velomar, or
+  // ~/Library/Application Support/Velomar on macOS. It needn't be there.
+  static std::filesystem::path ofUser();
+
+  // What ships with the program under a name, beside it or in the share folder of its prefix.
+  static std::filesystem::path shipped(const char* name);
+
+  // The file by which a second bridge on the machine is told from the first.
+  static std::filesystem::path lockFile();
+};
+
+}  // namespace bridge

@@ -1,0 +1,136 @@
+#include "bridge/Hand.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+namespace bridge {
+
+namespace {
+
+// A simulator tells of a change within a tenth of a second, and may tell of an older one before.
+constexpr Hand::Time kDoubt{500};
+
+// A host sends what was turned in the meantime as one. No hand turns by more.
+constexpr int kMostDetents = 60;
+
+constexpr double kClose = 1e-6;
+
+}  // namespace
+
+void Hand::setConnected(bool isConnectedNow) {
+  isConnected = isConnectedNow;
+  written.clear();
+}
+
+void Hand::setKnown(std::size_t command, bool isKnown) {
+  isKnown ? void(unknown.erase(command)) : void(unknown.insert(command));
+}
+
+Hand::Answer Hand::perform(const Panel::Actions& actions, Time now,
+                           std::vector<std::size_t>& held) {
+  Answer answer = Answer::Done;
+  for (const Panel::Action& action : actions) {
+    if (!perform(action, now, held)) return Answer::Refused;
+    if (action.isConfirmed) answer = Answer::Confirmed;
+  }
+  return answer;
+}
+
+void Hand::release(std::vector<std::size_t>& held) {
+  for (const std::size_t command : held) {
+    simulator.release(*panel.commands[command].commands[static_cast<std::size_t>(kind)]);
+  }
+  held.clear();
+}
+
+Hand::Answer Hand::turn(const Panel::Turn& turn, int ticks, bool isFast, Time now) {
+  const int detents = std::clamp(ticks, -kMostDetents, kMostDetents);
+  if (turn.add && !add(*turn.add, detents, isFast, now)) return Answer::Refused;
+  std::vector<std::size_t> held;
+  Answer answer = Answer::Done;
+  for (int i = 0; i < std::abs(detents) && answer != Answer::Refused; ++i) {
+    answer = perform(detents > 0 ? turn.up : turn.down, now, held);
+  }
+  release(held);
+  return answer;
+}
+
+bool Hand::perform(const Panel::Action& action, Time now, std::vector<std::size_t>& held) {
+  if (const auto* run = std::get_if<Panel::Run>(&action.what)) return this->run(*run, &held);
+  if (const auto* toggle = std::get_if<Panel::Toggle>(&action.what)) return perform(*toggle, now);
+  if (const auto* cycle = std::get_if<Panel::Cycle>(&action.what)) return perform(*cycle, now);
+  if (const auto* added = std::get_if<Panel::Add>(&action.what)) return add(*added, 1, false, now);
+  return perform(std::get<Panel::Set>(action.what), now);
+}
+
+bool Hand::perform(const Panel::Toggle& toggle, Time now) {
+  const auto value = valueOf(toggle.place, now);
+  return value && write(toggle.place, *value == 0 ? 1 : 0, now);
+}
+
+bool Hand::perform(const Panel::Set& set, Time now) {
+  const auto value = set.to.evaluate(values);
+  return value && write(set.place, *value, now);
+}
+
+// From wherever it is to the position after the nearest.
+bool Hand::perform(const Panel::Cycle& cycle, Time now) {
+  const auto value = valueOf(cycle.place, now);
+  std::vector<double> positions;
+  for (const Expression& each : cycle.through) {
+    const auto position = each.evaluate(values);
+    if (!position || !value) return false;
+    positions.push_back(*position);
+  }
+  const auto nearest =
+      std::min_element(positions.begin(), positions.end(), [&value](double one, double other) {
+        return std::abs(one - *value) < std::abs(other - *value);
+      });
+  const auto next = static_cast<std::size_t>(nearest - positions.begin() + 1) % positions.size();
+  return write(cycle.place, positions[next], now);
+}
+
+bool Hand::add(const Panel::Add& add, double steps, bool isFast, Time now) {
+  const auto value = valueOf(add.place, now);
+  const auto step = (isFast && add.fast ? *add.fast : add.step).evaluate(values);
+  if (!value || !step) return false;
+  double sum = *value + steps * *step;
+  if (add.limits) {
+    const auto from = add.limits->from.evaluate(values);
+    const auto to = add.limits->to.evaluate(values);
+    if (!from || !to || !(*from < *to)) return false;
+    const double size = *to - *from;
+    const double turns = std::floor((sum - *from) / size + kClose);
+    sum = add.wraps ? sum - turns * size : std::clamp(sum, *from, *to);
+  }
+  return write(add.place, sum, now);
+}
+
+bool Hand::run(const Panel::Run& run, std::vector<std::size_t>* held) {
+  const auto& command = panel.commands[run.command].commands[static_cast<std::size_t>(kind)];
+  if (!isConnected || !command || unknown.count(run.command) != 0) return false;
+  if (run.isHeld) {
+    simulator.hold(*command);
+    held->push_back(run.command);
+  } else {
+    simulator.run(*command);
+  }
+  return true;
+}
+
+bool Hand::write(std::size_t place, double value, Time now) {
+  const auto& name = panel.values[place].names[static_cast<std::size_t>(kind)];
+  if (!isConnected || !name || values.state(place) != Values::State::Known) return false;
+  simulator.write(*name, value);
+  written[place] = {value, now};
+  return true;
+}
+
+std::optional<double> Hand::valueOf(std::size_t place, Time now) const {
+  const auto last = written.find(place);
+  if (last != written.end() && now - last->second.at < kDoubt) return last->second.value;
+  return values.number(place);
+}
+
+}  // namespace bridge

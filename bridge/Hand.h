@@ -1,0 +1,69 @@
+// Does to the simulator what a key or dial asks for. One thread.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <map>
+#include <set>
+#include <vector>
+
+#include "bridge/Panel.h"
+#include "bridge/Simulator.h"
+#include "bridge/Values.h"
+
+namespace bridge {
+
+class Hand {
+ public:
+  using Time = std::chrono::milliseconds;
+
+  enum class Answer {
+    Done,       // or nothing to do: what is shown says it all
+    Confirmed,  // done, and worth a sign
+    Refused,
+  };
+
+  // All of them outlive the object.
+  Hand(const Panel& used, SimulatorKind whose, const Values& current, Simulator& moved)
+      : panel(used), kind(whose), values(current), simulator(moved) {}
+
+  // Without a connection everything is refused: a press must not be carried out later.
+  void setConnected(bool isConnectedNow);
+
+  // The simulator doesn't know a command, by its index in the panel.
+  void setKnown(std::size_t command, bool isKnown);
+
+  // All of the actions in order, up to the first that is refused. Commands that are to be held are
+  // added to `held`.
+  Answer perform(const Panel::Actions& actions, Time now, std::vector<std::size_t>& held);
+  void release(std::vector<std::size_t>& held);
+
+  // A dial turned by `ticks`.
+  Answer turn(const Panel::Turn& turn, int ticks, bool isFast, Time now);
+
+ private:
+  // What was written last, which the simulator may not have told yet.
+  struct Written {
+    double value;
+    Time at;
+  };
+
+  bool perform(const Panel::Action& action, Time now, std::vector<std::size_t>& held);
+  bool perform(const Panel::Toggle& toggle, Time now);
+  bool perform(const Panel::Set& set, Time now);
+  bool perform(const Panel::Cycle& cycle, Time now);
+  bool add(const Panel::Add& add, double steps, bool isFast, Time now);
+  bool run(const Panel::Run& run, std::vector<std::size_t>* held);
+  bool write(std::size_t place, double value, Time now);
+  std::optional<double> valueOf(std::size_t place, Time now) const;
+
+  const Panel& panel;
+  SimulatorKind kind;
+  const Values& values;
+  Simulator& simulator;
+  bool isConnected = false;
+  std::set<std::size_t> unknown;  // commands
+  std::map<std::size_t, Written> written;
+};
+
+}  // namespace bridge

@@ -1,0 +1,53 @@
+// The panel files that there are, and which of them an aircraft gets. One thread.
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "bridge/PanelFile.h"
+
+namespace bridge {
+
+class PanelLibrary {
+ public:
+  using Path = std::filesystem::path;
+
+  // Panels of an earlier folder come first. `symbols` are the names of those that ship.
+  PanelLibrary(std::vector<Path> searched, std::vector<std::string> symbolNames);
+
+  // One file alone, for every aircraft.
+  PanelLibrary(const Path& file, std::vector<std::string> symbolNames);
+
+  // Reads what is new or has changed since the last call. What is wrong is in `problems` until the
+  // next call. Whether anything was read or has gone.
+  bool refresh();
+  const std::vector<PanelFile::Problem>& problems() const { return found; }
+
+  // The panel for an aircraft with these names, the most exact first; null: there is none.
+  std::shared_ptr<const Panel> choose(const std::vector<std::string>& aircraft) const;
+
+  // The file of a panel that was chosen; empty if it has gone.
+  Path fileOf(const Panel* panel) const;
+
+ private:
+  struct Known {
+    std::filesystem::file_time_type changed;
+    std::uintmax_t size = 0;
+    std::shared_ptr<const Panel> panel;
+  };
+
+  std::vector<Path> list() const;
+  bool read(const Path& file);
+
+  std::vector<Path> folders;
+  Path single;
+  std::vector<std::string> symbols;
+  std::vector<Path> order;  // of precedence
+  std::map<Path, Known> known;
+  std::vector<PanelFile::Problem> found;
+};
+
+}  // namespace bridge

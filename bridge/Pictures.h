@@ -1,0 +1,46 @@
+// The pictures of faces, as the panel's end takes them. What was painted last is kept. One thread.
+#pragma once
+
+#include <cstdint>
+#include <list>
+#include <map>
+#include <string>
+
+#include "bridge/FacePainter.h"
+
+namespace bridge {
+
+class Pictures {
+ public:
+  struct Picture {
+    std::uint32_t id = 0;
+    std::string base64;  // a PNG file
+  };
+
+  // The painter outlives the object.
+  explicit Pictures(const FacePainter& used) : painter(used) {}
+
+  // The number is made from the bytes, so that the same picture has the same number in every run:
+  // the panel's end keeps pictures in files of that number, and a host may show such a file from a
+  // cache of its own. No two pictures that are kept share one. Valid until the next call. Throws
+  // std::runtime_error if the face can't be painted.
+  const Picture& of(const Face& face);
+
+  // Everything is painted again when it is next wanted.
+  void forget();
+
+ private:
+  struct Entry {
+    Picture picture;
+    std::list<Face>::iterator age;
+  };
+
+  std::uint32_t numberFor(const std::string& base64);
+
+  const FacePainter& painter;
+  std::map<Face, Entry> painted;
+  std::list<Face> byAge;                         // of last use, the oldest first
+  std::map<std::uint32_t, std::size_t> numbers;  // with a hash of the bytes that each stands for
+};
+
+}  // namespace bridge

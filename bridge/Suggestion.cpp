@@ -1,0 +1,55 @@
+#include "bridge/Suggestion.h"
+
+#include <algorithm>
+#include <cctype>
+#include <numeric>
+
+namespace bridge {
+
+namespace {
+
+constexpr std::size_t kLongest = 60;
+
+bool isSame(char one, char other) {
+  return std::tolower(static_cast<unsigned char>(one)) ==
+         std::tolower(static_cast<unsigned char>(other));
+}
+
+// Optimal string alignment: insertions, deletions, changes, and neighbours swapped.
+std::size_t distance(const std::string& one, const std::string& other) {
+  std::vector<std::size_t> before(other.size() + 1);
+  std::vector<std::size_t> last(other.size() + 1);
+  std::vector<std::size_t> row(other.size() + 1);
+  std::iota(last.begin(), last.end(), 0);
+  for (std::size_t i = 1; i <= one.size(); ++i) {
+    row[0] = i;
+    for (std::size_t j = 1; j <= other.size(); ++j) {
+      const std::size_t change = last[j - 1] + (isSame(one[i - 1], other[j - 1]) ? 0 : 1);
+      row[j] = std::min({change, last[j] + 1, row[j - 1] + 1});
+      const bool isSwapped =
+          i > 1 && j > 1 && isSame(one[i - 1], other[j - 2]) && isSame(one[i - 2], other[j - 1]);
+      if (isSwapped) row[j] = std::min(row[j], before[j - 2] + 1);
+    }
+    before.swap(last);
+    last.swap(row);
+  }
+  return last.back();
+}
+
+}  // namespace
+
+std::string Suggestion::among(const std::string& word, const std::vector<std::string>& known) {
+  if (word.size() > kLongest) return "";
+  const std::string* best = nullptr;
+  std::size_t least = std::max<std::size_t>(word.size() / 3, 1) + 1;
+  for (const std::string& candidate : known) {
+    if (candidate.size() > kLongest) continue;
+    const std::size_t steps = distance(word, candidate);
+    if (steps >= least) continue;
+    least = steps;
+    best = &candidate;
+  }
+  return best == nullptr ? "" : ", did you mean \"" + *best + "\"?";
+}
+
+}  // namespace bridge

@@ -1,0 +1,61 @@
+// Calls of a function after a while, on the thread that runs the context. That thread alone may use
+// an object. What a timer has been asked for ends with it, or with its next call.
+#pragma once
+
+#include <asio/io_context.hpp>
+#include <asio/steady_timer.hpp>
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <utility>
+
+namespace bridge {
+
+class Timer {
+ public:
+  explicit Timer(asio::io_context& context) : timer(context) {}
+
+  void after(std::chrono::milliseconds delay, std::function<void()> work) {
+    cancel();
+    timer.expires_after(delay);
+    // A timer that has expired can't be cancelled any more, though its handler has yet to run.
+    timer.async_wait([wanted = std::weak_ptr<char>(current),
+                      call = std::move(work)](const asio::error_code& error) {
+      if (!error && wanted.lock()) call();
+    });
+  }
+
+  void cancel() {
+    current = std::make_shared<char>();
+    timer.cancel();
+  }
+
+ private:
+  asio::steady_timer timer;
+  std::shared_ptr<char> current;  // replaced by each call, so that an older one is recognised
+};
+
+// The pauses between attempts to connect: 1, 2, 5, and from then on 10 seconds.
+class Attempts {
+ public:
+  Attempts(asio::io_context& context, std::function<void()> connect)
+      : timer(context), attempt(std::move(connect)) {}
+
+  void now() { timer.after(std::chrono::seconds(0), attempt); }
+  void later() {
+    static constexpr std::chrono::seconds kPauses[] = {
+        std::chrono::seconds(1), std::chrono::seconds(2), std::chrono::seconds(5),
+        std::chrono::seconds(10)};
+    timer.after(kPauses[failures], attempt);
+    if (failures + 1 < std::size(kPauses)) ++failures;
+  }
+  void succeeded() { failures = 0; }
+
+ private:
+  Timer timer;
+  std::function<void()> attempt;
+  std::size_t failures = 0;
+};
+
+}  // namespace bridge

@@ -1,0 +1,34 @@
+// Asks X-Plane for the ids of names.
+//
+// A list in which one name is unknown may fail as a whole; it is then asked for in halves. The
+// thread that runs the context alone uses this.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "bridge/simulators/RestClient.h"
+#include "bridge/simulators/XPlaneValues.h"
+
+namespace bridge {
+
+using XPlaneNames = std::map<std::string, XPlaneName>;
+
+// `names` has those that X-Plane knows. With an error, which is a text for the log, it means
+// nothing.
+using XPlaneNamesFound = std::function<void(const XPlaneNames& names, const std::string& error)>;
+
+// `list` is the path of a list, "/api/v2/datarefs" or "/api/v2/commands". `found` is called once,
+// not from in here unless there are no names, and not at all if the client is told to forget.
+void findXPlaneNames(RestClient& client, const std::string& list,
+                     const std::vector<std::string>& names, XPlaneNamesFound found);
+
+// All names of values and commands that contain `pattern`.
+void listXPlaneNames(RestClient& client, const std::string& pattern, Simulator::Names done);
+
+// Why an answer is of no use.
+std::string faultOf(const RestClient::Answer& answer);
+
+}  // namespace bridge
