@@ -1,6 +1,6 @@
 // Tests with a connection: the host that it talks to, and the thread that it runs on.
 //
-// Everything that is waited for has a deadline, after which the test fails.
+// Every wait has a deadline, after which the test fails.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -27,7 +27,7 @@
 
 constexpr std::chrono::seconds kDeadline{25};
 
-// What the fixture's connections send first.
+// The first frame of the fixture's connections.
 constexpr char kRegistration[] = R"({"event":"registerPlugin","uuid":"plug-in 1"})";
 
 // Lines that some threads add and another takes, in order.
@@ -48,7 +48,7 @@ class Lines {
     return line;
   }
 
-  // What nobody has taken yet.
+  // The lines that have not been taken yet.
   std::vector<std::string> rest() {
     const std::lock_guard<std::mutex> lock(mutex);
     std::vector<std::string> all(lines.begin(), lines.end());
@@ -83,7 +83,7 @@ class Host {
   // Breaks the connection without a word. Nothing can be sent any more.
   void vanish() { server.reset(); }
 
-  // What came in.
+  // The frames that came in.
   Lines frames;
   // "opened" and "closed".
   Lines events;

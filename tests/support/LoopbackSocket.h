@@ -11,7 +11,7 @@
 
 class LoopbackSocket {
  public:
-  // Takes a free port. Nobody listens on it, and nobody else can.
+  // Takes a free port. No socket listens on it, and none can.
   LoopbackSocket() {
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);

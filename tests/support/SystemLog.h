@@ -53,7 +53,7 @@ class SystemLog {
   int before = dup(STDERR_FILENO);
 };
 
-// For tests that can do nothing without it.
+// For tests that need it.
 #ifdef __APPLE__
 #define SKIP_WITHOUT_SYSTEM_LOG() GTEST_SKIP() << "what os_log takes can't be read back"
 #else

@@ -1,9 +1,10 @@
 #include "tools/deck/VirtualDeck.h"
 
 #include <gmock/gmock.h>
-#include <stdlib.h>
 
 #include <fstream>
+
+#include "tools/common/TemporaryFolder.h"
 
 namespace fs = std::filesystem;
 using testing::ElementsAre;
@@ -15,9 +16,7 @@ namespace {
 class VirtualDeckTest : public testing::Test {
  protected:
   void SetUp() override {
-    std::string name = (fs::temp_directory_path() / "velomar-deck-XXXXXX").string();
-    ASSERT_NE(mkdtemp(name.data()), nullptr);
-    bundle.folder = name;
+    bundle.folder = folder.path();
     bundle.layout = "good.json";
     write("good.json", R"({"items":[{"key":"icon","type":"pixmap","rect":[0,0,9,9]}]})");
     write("bad.json", R"({"items":[{"key":"icon",)");
@@ -26,7 +25,6 @@ class VirtualDeckTest : public testing::Test {
         bundle, [this](const std::string& event) { sent.push_back(event); },
         [](const std::string&) {});
   }
-  void TearDown() override { fs::remove_all(bundle.folder); }
 
   void write(const char* name, const char* text) const {
     std::ofstream(bundle.folder / name) << text;
@@ -40,6 +38,7 @@ class VirtualDeckTest : public testing::Test {
     return deck->frame(R"({"event":"setFeedback","context":"E","payload":{"icon":)" + value + "}}");
   }
 
+  const TemporaryFolder folder;
   Bundle bundle;
   std::vector<std::string> sent;
   std::optional<VirtualDeck> deck;
@@ -57,6 +56,19 @@ TEST_F(VirtualDeckTest, WhatHappensBeforeTheRegistrationIsSentRightAfterIt) {
   deck->pluginGone();
   EXPECT_NE(deck->obey(R"({"event":"x"})"), "");
   EXPECT_EQ(sent.size(), 5U);
+}
+
+TEST_F(VirtualDeckTest, ADialsPressIsSentInTheFormThatWasChosen) {
+  deck->pluginRegistered();
+  for (const char* command : {"plug D", "dial E D 0", "push E", "dialpress single", "push E",
+                              "dialpress both", "push E", "pull E"}) {
+    EXPECT_EQ(deck->obey(command), "");
+  }
+  EXPECT_NE(deck->obey("dialpress neither"), "");
+  EXPECT_THAT(sent, ElementsAre(HasSubstr("deviceDidConnect"), HasSubstr("willAppear"),
+                                HasSubstr("dialDown"), HasSubstr("dialPress"),
+                                HasSubstr("dialDown"), HasSubstr(R"("pressed":true)"),
+                                HasSubstr("dialUp"), HasSubstr(R"("pressed":false)")));
 }
 
 TEST_F(VirtualDeckTest, ADialTakesFeedbackOnlyWithALayoutAndFilesOnlyFromTheFolder) {
@@ -79,6 +91,34 @@ TEST_F(VirtualDeckTest, ADialTakesFeedbackOnlyWithALayoutAndFilesOnlyFromTheFold
     EXPECT_EQ(layout("good.json"), "");
     EXPECT_EQ(icon(R"("a.png")"), "");
   }
+}
+
+TEST_F(VirtualDeckTest, TheLinkIsWhatThePluginsLogLinesSayOfIt) {
+  const auto log = [&](const std::string& line) {
+    (void)deck->frame(R"({"event":"logMessage","payload":{"message":")" + line + "\"}}");
+    return deck->state()["link"]["state"].get<std::string>();
+  };
+  EXPECT_EQ(log("Velomar.cpp: Got Welcome Message"), "unknown") << "another file's line";
+  EXPECT_EQ(log("XPlaneManager.cpp: Sent Hello"), "awaited");
+  EXPECT_EQ(log("XPlaneManager.cpp: Got Welcome Message"), "up");
+  EXPECT_EQ(log("XPlaneManager.cpp: Got Hello Message, sending another Hello"), "up");
+  EXPECT_EQ(log("XPlaneManager.cpp: No Heartbeat, disconnected"), "silent");
+  const auto state = deck->state();
+  EXPECT_GE(state["time"].get<double>() - state["link"]["since"].get<double>(), 10);
+  EXPECT_EQ(log("XPlaneManager.cpp: Sent Hello"), "silent") << "it was there once";
+  EXPECT_EQ(log("XPlaneManager.cpp: Got Welcome Message"), "up");
+  EXPECT_EQ(log("XPlaneManager.cpp: Got some error, disconnecting. Msg: x"), "dropped");
+  EXPECT_EQ(log("XPlaneManager.cpp: Can't open the store ToXPlane, code 6"), "impossible");
+  deck->pluginGone();
+  EXPECT_EQ(deck->state()["link"]["state"], "unknown");
+}
+
+TEST_F(VirtualDeckTest, AProfileIsToldToThePluginWhenItHasRegistered) {
+  EXPECT_EQ(deck->load("plug D\nappear K D 0 0 AP\npage D 1"), "");
+  deck->pluginRegistered();
+  EXPECT_THAT(sent, ElementsAre(HasSubstr("deviceDidConnect")));
+  EXPECT_EQ(deck->obey("page D 0"), "");
+  EXPECT_THAT(sent.back(), HasSubstr("\"KeyName\":\"AP\""));
 }
 
 }  // namespace

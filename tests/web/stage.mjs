@@ -1,5 +1,5 @@
 // The processes that a test needs, the plug-in installed in a folder of its own, and a browser to
-// look at them with. Leaves nothing behind.
+// look at them with. All of it is removed at the end.
 import { spawn } from "node:child_process";
 import { cpSync, mkdtempSync, rmSync } from "node:fs";
 import { tmpdir } from "node:os";
@@ -32,13 +32,15 @@ class Program {
   lines = [];
 
   constructor(file, ...words) {
-    this.child = spawn(file, words, { stdio: ["pipe", "pipe", "inherit"] });
+    this.child = spawn(file, words, { stdio: ["pipe", "pipe", "pipe"] });
     this.child.stdin.on("error", () => {}); // it may have gone
-    createInterface(this.child.stdout).on("line", (line) => this.lines.push(line));
+    for (const output of [this.child.stdout, this.child.stderr]) {
+      createInterface(output).on("line", (line) => this.lines.push(line));
+    }
     this.ended = new Promise((resolve) => this.child.once("exit", resolve));
   }
 
-  // The first line behind `from` that has all the words.
+  // The first line after `from` that has all the words.
   line(words, from = 0) {
     const has = (line) => [words].flat().every((word) => line.includes(word));
     return eventually(`a line with ${words}`, () => this.lines.slice(from).find(has));
@@ -59,28 +61,47 @@ class Program {
   }
 }
 
+export function openBrowser() {
+  const mayNotSandbox = process.getuid() === 0;
+  return chromium.launch({
+    executablePath: process.env.CHROMIUM ?? "/usr/bin/chromium",
+    args: [...kQuietFlags, ...(mayNotSandbox ? ["--no-sandbox"] : [])],
+  });
+}
+
 export class Stage {
   #folder = mkdtempSync(join(tmpdir(), "velomar-web-"));
+  #deckCommand;
   pages = [];
   errors = []; // what any page's console has complained of
 
   async open() {
     this.#removeRegions();
-    const { VELOMAR_DECK, VELOMAR_BUNDLE, CHROMIUM = "/usr/bin/chromium" } = process.env;
+    const { VELOMAR_DECK, VELOMAR_BUNDLE } = process.env;
     const installed = join(this.#folder, basename(VELOMAR_BUNDLE));
     cpSync(VELOMAR_BUNDLE, installed, { recursive: true });
-    this.deck = new Program(VELOMAR_DECK, installed);
-    this.startCockpit();
-    [this.address] = /http:\S+/.exec(await this.deck.line("http://"));
-    const mayNotSandbox = process.getuid() === 0;
-    this.browser = await chromium.launch({
-      executablePath: CHROMIUM,
-      args: [...kQuietFlags, ...(mayNotSandbox ? ["--no-sandbox"] : [])],
-    });
+    this.#deckCommand = [VELOMAR_DECK, "--profile", join(this.#folder, "profile"), installed];
+    this.deck = new Program(...this.#deckCommand);
+    this.startBridge();
+    await this.#learnAddress();
+    this.browser = await openBrowser();
   }
 
-  startCockpit() {
-    this.cockpit = new Program(process.env.VELOMAR_COCKPIT, "--aircraft");
+  async #learnAddress() {
+    [this.address] = /http:\S+/.exec(await this.deck.line("http://"));
+  }
+
+  // Starts it again at the same port, which is only then free.
+  async restartDeck() {
+    const { port } = new URL(this.address);
+    await this.deck.quit();
+    const [file, ...words] = this.#deckCommand;
+    this.deck = new Program(file, "--port", port, ...words);
+    await this.#learnAddress();
+  }
+
+  startBridge() {
+    this.bridge = new Program(process.env.VELOMAR_BRIDGE, "--simulator", "trainer", "--verbose");
   }
 
   async openPage(options = {}) {
@@ -105,7 +126,7 @@ export class Stage {
   async close() {
     await this.browser?.close();
     await this.deck?.quit();
-    await this.cockpit?.kill();
+    await this.bridge?.kill();
     rmSync(this.#folder, { recursive: true, force: true });
     this.#removeRegions();
   }

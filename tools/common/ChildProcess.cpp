@@ -1,6 +1,7 @@
 #include "tools/common/ChildProcess.h"
 
 #include <fcntl.h>
+#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -8,50 +9,118 @@
 #include <csignal>
 #include <cstdio>
 #include <system_error>
-#ifdef __linux__
-#include <sys/prctl.h>
-#endif
+#include <utility>
+
+extern char** environ;
 
 namespace {
 
+void require(int error, const std::string& what) {
+  if (error != 0) throw std::system_error(error, std::generic_category(), what);
+}
+
+// Moves a descriptor above the standard ones, with the mark to be closed at exec, and closes the
+// old one. In a process that was started without some of the standard streams, a pipe may have got
+// their numbers, which the child needs for its own.
+int aboveStandard(int fd) {
+  const int moved = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  require(moved == -1 ? errno : 0, "fcntl");
+  (void)close(fd);
+  return moved;
+}
+
 struct Pipe {
   Pipe() {
-    if (pipe(ends) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
-    for (const int end : ends) (void)fcntl(end, F_SETFD, FD_CLOEXEC);
+#ifdef __linux__
+    require(pipe2(ends, O_CLOEXEC) == 0 ? 0 : errno, "pipe");
+#else
+    require(pipe(ends) == 0 ? 0 : errno, "pipe");
+#endif
+    for (int& end : ends) end = aboveStandard(end);
   }
+  ~Pipe() {
+    for (const int end : ends) {
+      if (end != -1) (void)close(end);
+    }
+  }
+  Pipe(const Pipe&) = delete;
+  Pipe& operator=(const Pipe&) = delete;
+
+  // Hands one end over to the caller, who has to close it.
+  int take(int end) {
+    return std::exchange(ends[end], -1);
+  }
+
   int ends[2] = {-1, -1};
 };
 
-[[noreturn]] void runChild(const std::vector<std::string>& command, const std::string& folder,
-                           const Pipe& in, const Pipe& out, bool withErrorOutput) {
-  setpgid(0, 0);
-#ifdef __linux__
-  prctl(PR_SET_PDEATHSIG, SIGTERM);
+// The steps of the child before its program runs. The system takes them from these lists, so that
+// no code of ours runs in the copy of a process with several threads.
+class Birth {
+ public:
+  Birth() {
+    require(posix_spawn_file_actions_init(&actions), "posix_spawn");
+    require(posix_spawnattr_init(&attributes), "posix_spawn");
+    short flags = POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF;
+#ifdef POSIX_SPAWN_CLOEXEC_DEFAULT
+    // Where a pipe can't be made with its mark for exec, the child keeps the standard streams only.
+    flags |= POSIX_SPAWN_CLOEXEC_DEFAULT;
+    if (fcntl(STDERR_FILENO, F_GETFD) != -1) {
+      require(posix_spawn_file_actions_addinherit_np(&actions, STDERR_FILENO), "posix_spawn");
+    }
 #endif
-  dup2(in.ends[0], STDIN_FILENO);
-  dup2(out.ends[1], STDOUT_FILENO);
-  if (withErrorOutput) dup2(out.ends[1], STDERR_FILENO);
-  std::vector<char*> arguments;
-  for (const auto& argument : command) arguments.push_back(const_cast<char*>(argument.c_str()));
-  arguments.push_back(nullptr);
-  if (folder.empty() || chdir(folder.c_str()) == 0) execv(arguments[0], arguments.data());
-  std::perror(arguments[0]);
-  _exit(127);
-}
+    require(posix_spawnattr_setflags(&attributes, flags), "posix_spawn");
+    require(posix_spawnattr_setpgroup(&attributes, 0), "posix_spawn");
+    sigset_t defaults;
+    sigemptyset(&defaults);
+    sigaddset(&defaults, SIGPIPE);
+    require(posix_spawnattr_setsigdefault(&attributes, &defaults), "posix_spawn");
+  }
+  ~Birth() {
+    posix_spawnattr_destroy(&attributes);
+    posix_spawn_file_actions_destroy(&actions);
+  }
+  Birth(const Birth&) = delete;
+  Birth& operator=(const Birth&) = delete;
+
+  void changeFolder(const std::string& folder) {
+    require(posix_spawn_file_actions_addchdir_np(&actions, folder.c_str()), "posix_spawn");
+  }
+
+  void connect(int fd, int standard) {
+    require(posix_spawn_file_actions_adddup2(&actions, fd, standard), "posix_spawn");
+  }
+
+  pid_t start(const std::vector<std::string>& command) {
+    std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
+    for (const auto& argument : command) arguments.push_back(const_cast<char*>(argument.c_str()));
+    arguments.push_back(nullptr);
+    pid_t child = -1;
+    require(posix_spawn(&child, arguments[0], &actions, &attributes, arguments.data(), environ),
+            command.front());
+    return child;
+  }
+
+ private:
+  posix_spawn_file_actions_t actions;
+  posix_spawnattr_t attributes;
+};
 
 }  // namespace
 
 ChildProcess::ChildProcess(const std::vector<std::string>& command, Options options) {
-  const Pipe in;
-  const Pipe out;
-  child = fork();
-  if (child == -1) throw std::system_error(errno, std::generic_category(), "fork");
-  if (child == 0) runChild(command, options.folder, in, out, options.withErrorOutput);
-  close(in.ends[0]);
-  close(out.ends[1]);
-  input = in.ends[1];
+  Pipe in;
+  Pipe out;
+  Birth birth;
+  if (!options.folder.empty()) birth.changeFolder(options.folder);
+  birth.connect(in.ends[0], STDIN_FILENO);
+  birth.connect(out.ends[1], STDOUT_FILENO);
+  if (options.withErrorOutput) birth.connect(out.ends[1], STDERR_FILENO);
+  child = birth.start(command);
+  input = in.take(1);
   reader = std::thread(
-      [this, fd = out.ends[0], onLine = std::move(options.onLine)] { readOutput(fd, onLine); });
+      [this, fd = out.take(0), onLine = std::move(options.onLine)] { readOutput(fd, onLine); });
 }
 
 ChildProcess::~ChildProcess() {
@@ -65,7 +134,7 @@ ChildProcess::~ChildProcess() {
 
 void ChildProcess::writeLine(const std::string& line) {
   const std::string text = line + '\n';
-  // A child that has gone is found out by its end, not by a signal to us.
+  // A child's end is noticed elsewhere, so a write to one that has gone must not raise a signal.
   std::signal(SIGPIPE, SIG_IGN);
   (void)!write(input, text.data(), text.size());
 }
@@ -106,7 +175,8 @@ std::optional<std::size_t> ChildProcess::waitForLine(const std::string& text,
     }
     return false;
   };
-  if (!changed.wait_for(lock, patience, found)) return std::nullopt;
+  (void)changed.wait_for(lock, patience, [&] { return found() || hasEnded; });
+  if (next >= output.size()) return std::nullopt;
   return next + 1;
 }
 
@@ -131,4 +201,7 @@ void ChildProcess::readOutput(int fd, const LineHandler& onLine) {
   }
   free(buffer);
   fclose(stream);
+  const std::lock_guard<std::mutex> lock(mutex);
+  hasEnded = true;
+  changed.notify_all();
 }

@@ -1,7 +1,8 @@
 // A program started by this one, with its standard input and output on pipes.
 //
-// The child gets a process group of its own, so that Ctrl-C at the terminal reaches only who
-// started it, and it is told to end if this process dies. Its output is read line by line on a
+// The child gets a process group of its own, so that Ctrl-C at the terminal reaches only this
+// process. No other process holds the far end of its input, so that the input ends if this process
+// dies: a child that ends with its input never outlives us. Its output is read line by line on a
 // thread of the object. One thread uses an object.
 #pragma once
 
@@ -27,7 +28,7 @@ class ChildProcess {
   };
 
   // Starts `command[0]` with the other elements as arguments. Throws std::system_error if that
-  // fails.
+  // fails, also if there is no such program or folder.
   ChildProcess(const std::vector<std::string>& command, Options options);
 
   // Kills the child if it still runs.
@@ -36,17 +37,18 @@ class ChildProcess {
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
 
-  // Writes a line to the child's standard input. What a child that has gone doesn't read is lost.
+  // Writes a line to the child's standard input. If the child has gone, the line is lost.
   void writeLine(const std::string& line);
   void closeInput();
 
   void signal(int number) const;
 
-  // Waits for the child's end. Its exit code, or 128 and the signal that ended it. Nothing: it
-  // still runs.
+  // Waits for the child's end. Returns its exit code, or 128 and the signal that ended it. nullopt:
+  // it still runs.
   std::optional<int> waitForEnd(std::chrono::milliseconds patience);
 
-  // Waits for a line that holds `text`, from line `from` on. The index behind it, or nothing.
+  // Waits for a line that holds `text`, from line `from` on. Returns the index after it. nullopt:
+  // it didn't come in time, or the child's output has ended without it.
   std::optional<std::size_t> waitForLine(const std::string& text,
                                          std::chrono::milliseconds patience, std::size_t from = 0);
 
@@ -65,4 +67,5 @@ class ChildProcess {
   mutable std::mutex mutex;
   std::condition_variable changed;
   std::vector<std::string> output;
+  bool hasEnded = false;  // the output
 };

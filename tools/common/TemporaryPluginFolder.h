@@ -2,34 +2,27 @@
 // when the object is made, and gone when it goes.
 #pragma once
 
-#include <stdlib.h>
-
 #include <filesystem>
-#include <stdexcept>
 #include <string>
 
+#include "tools/common/TemporaryFolder.h"
+
 class TemporaryPluginFolder {
+  const TemporaryFolder folder;
+
  public:
   using Path = std::filesystem::path;
 
   TemporaryPluginFolder() {
     removeRegions();
-    std::string name = (std::filesystem::temp_directory_path() / "velomar-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no folder to be had");
-    path = name;
     std::filesystem::create_directory(path / "images");
     std::filesystem::create_directory(path / "layouts");
   }
-  ~TemporaryPluginFolder() {
-    std::filesystem::remove_all(path);
-    removeRegions();
-  }
-  TemporaryPluginFolder(const TemporaryPluginFolder&) = delete;
-  TemporaryPluginFolder& operator=(const TemporaryPluginFolder&) = delete;
+  ~TemporaryPluginFolder() { removeRegions(); }
 
   static Path region(const std::string& store) { return "/var/tmp/simdb_" + store; }
 
-  Path path;
+  const Path& path = folder.path();
 
  private:
   static void removeRegions() {

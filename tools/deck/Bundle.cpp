@@ -36,7 +36,7 @@ json readManifest(const fs::path& folder) {
 
 fs::path findProgram(const fs::path& folder, const json& manifest) {
   const std::string path = manifest.value(kCodePath, manifest.at("CodePath").get<std::string>());
-  const fs::path program = folder / path;
+  fs::path program = folder / path;
   if (leavesFolder(folder, path) || !fs::is_regular_file(program)) {
     throw std::runtime_error("no program at " + program.string());
   }

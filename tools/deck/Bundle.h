@@ -1,4 +1,4 @@
-// A plug-in as it is installed: its folder, and what the host takes from the manifest in it.
+// An installed plug-in: its folder, and the members of its manifest that the host needs.
 #pragma once
 
 #include <filesystem>

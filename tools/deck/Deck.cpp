@@ -6,14 +6,19 @@
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <sstream>
 #include <string>
 
 #include "tools/common/ChildProcess.h"
+#include "tools/common/CommandLine.h"
 #include "tools/common/Output.h"
 #include "tools/deck/Bundle.h"
 #include "tools/deck/HostServer.h"
+#include "tools/deck/PageServer.h"
 #include "tools/deck/PluginFolder.h"
+#include "tools/deck/Profile.h"
 #include "tools/deck/VirtualDeck.h"
+#include "tools/deck/WebFolder.h"
 
 namespace {
 
@@ -24,39 +29,17 @@ constexpr int kEndTries = 30;
 
 constexpr char kRegisterEvent[] = "registerPlugin";
 
-constexpr char kUsage[] =
-    "velomar-deck [--web DIR] [--start NS] BUNDLE\n"
-    "  BUNDLE      the plug-in's folder: its manifest says what is started\n"
-    "  --web DIR   where the web page's files lie\n"
-    "  --start NS  time zero of the output, on the monotonic clock\n"
-    "Then reads commands from standard input:\n";
-
-constexpr char kMoreCommands[] =
-    "{...}                                     any event, as it is\n"
-    "close                                     the connection ends\n"
-    "quit                                      the same, and this program too\n";
+// Where the page is served unless something else is there already.
+constexpr std::uint16_t kUsualPort = 8913;
 
 struct Options {
   std::string bundle;
-  std::string web = VELOMAR_DECK_WEB;
+  std::string web = webFolder();
+  std::string start;
+  std::string profile;
+  std::string listen;  // empty: this machine only, and no token
+  std::uint16_t port = kUsualPort;
 };
-
-bool readOptions(int argc, char* argv[], Options& options) {
-  for (int i = 1; i < argc; ++i) {
-    const std::string word = argv[i];
-    const bool hasValue = i + 1 < argc;
-    if (word == "--web" && hasValue) {
-      options.web = argv[++i];
-    } else if (word == "--start" && hasValue) {
-      Output::setStart(argv[++i]);
-    } else if (options.bundle.empty() && word.rfind("--", 0) != 0) {
-      options.bundle = word;
-    } else {
-      return false;
-    }
-  }
-  return !options.bundle.empty();
-}
 
 std::string information(const Bundle& bundle) {
   const nlohmann::json application = {{"font", "sans"},
@@ -84,26 +67,61 @@ std::string contentType(const std::string& path) {
   return found == kTypes.end() ? "application/octet-stream" : found->second;
 }
 
-// The deck between its neighbours: the plug-in, the web pages, and whoever types.
+// A command of the deck's program, beside those of its devices and contexts.
+struct Command {
+  const char* name;
+  const char* purpose;
+};
+
+constexpr char kHelp[] = "help";
+constexpr char kClose[] = "close";
+constexpr char kQuit[] = "quit";
+
+constexpr Command kCommands[] = {
+    {"{...}", "any event, as it is"},
+    {kClose, "the connection ends"},
+    {kQuit, "the same, and this program too"},
+    {kHelp, "this list"},
+};
+
+std::string help() {
+  std::string text = DeckModel::help();
+  for (const Command& command : kCommands) {
+    text += DeckModel::helpLine(command.name, command.purpose);
+  }
+  return text;
+}
+
+// The deck between its neighbours: the plug-in, the web pages, and the user at the terminal.
 class Deck {
  public:
   explicit Deck(const Options& options)
       : bundle(openBundle(options.bundle)),
         web(options.web),
+        profile(options.profile),
         deck(
             bundle, [this](const std::string& event) { sendToPlugin(event); },
-            [this](const std::string& news) { host->sendToPages(news); }),
-        host(std::make_unique<HostServer>(handlers())) {
-    Output::line("page          http://127.0.0.1:" + std::to_string(host->port()) + "/");
+            [this](const std::string& news) { pages.sendToAll(news); }),
+        pages(pageOptions(options, profile), pageHandlers()),
+        host(hostHandlers()) {
+    loadProfile(options.profile);
+    for (const std::string& url : pages.urls()) Output::line("page          " + url);
+    pages.start();
     startPlugin();
   }
+
+  // No page may speak to the plug-in's end any more once that is taken down.
+  ~Deck() { pages.stop(); }
+
+  Deck(const Deck&) = delete;
+  Deck& operator=(const Deck&) = delete;
 
   // Serves until told to end, or until the plug-in has ended by itself.
   void run(Input& input) {
     std::string line;
     while (!plugin->waitForEnd(std::chrono::milliseconds(0))) {
       const auto event = input.next(line, kPatience);
-      if (event == Input::Event::End || (event == Input::Event::Line && line == "quit")) break;
+      if (event == Input::Event::End || (event == Input::Event::Line && line == kQuit)) break;
       if (event == Input::Event::Line) obey(line);
     }
     end();
@@ -114,14 +132,29 @@ class Deck {
   void end() {
     std::optional<int> result;
     for (int tries = 0; !result && tries < kEndTries; ++tries) {
-      host->close("");
+      host.close("");
       result = plugin->waitForEnd(kEndPause);
     }
     Output::line(result ? "plug-in ended with " + std::to_string(*result)
                         : "plug-in didn't end and is killed");
   }
 
-  HostServer::Handlers handlers() {
+  static PageServer::Options pageOptions(const Options& options, const Profile& profile) {
+    PageServer::Options made;
+    made.port = options.port;
+    if (!options.listen.empty()) {
+      made.address = options.listen;
+      made.token = profile.token();
+    }
+    return made;
+  }
+
+  void loadProfile(const std::string& path) {
+    const std::string error = deck.load(profile.read());
+    if (!error.empty()) throw std::runtime_error(path + ", " + error);
+  }
+
+  HostServer::Handlers hostHandlers() {
     HostServer::Handlers made;
     made.opened = [] { Output::line("connected"); };
     made.frame = [this](const std::string& frame) { onFrame(frame); };
@@ -130,19 +163,31 @@ class Deck {
       isRegistered = false;
       deck.pluginGone();
     };
+    return made;
+  }
+
+  PageServer::Handlers pageHandlers() {
+    PageServer::Handlers made;
     made.file = [this](const std::string& path) { return file(path); };
-    made.pageOpened = [this](HostServer::PageId page) {
-      host->sendToPage(page, deck.stateNews());
-      host->sendToPage(page, deck.logNews());
+    made.opened = [this](PageServer::PageId page) {
+      pages.sendTo(page, deck.stateNews());
+      pages.sendTo(page, deck.logNews());
     };
-    made.pageSaid = [this](HostServer::PageId page, const std::string& text) {
-      const std::string error = deck.obey(text);
+    made.said = [this](PageServer::PageId page, const std::string& text) {
+      const std::string error = obeyDeck(text);
       if (!error.empty()) {
-        host->sendToPage(page, nlohmann::json{{"kind", "refused"}, {"text", error}}.dump(
-                                   -1, ' ', false, nlohmann::json::error_handler_t::replace));
+        pages.sendTo(page, nlohmann::json{{"kind", "refused"}, {"text", error}}.dump(
+                               -1, ' ', false, nlohmann::json::error_handler_t::replace));
       }
     };
     return made;
+  }
+
+  // Returns an error text, empty on success. Whatever changes the places is kept in the profile.
+  std::string obeyDeck(const std::string& command) {
+    const std::string error = deck.obey(command);
+    if (!error.empty() || !DeckModel::isOfPlaces(command)) return error;
+    return profile.save([this] { return deck.profile(); });
   }
 
   // On the serving thread. Nothing counts but a registration under the identifier that the plug-in
@@ -167,15 +212,15 @@ class Deck {
            message.value("uuid", nlohmann::json()) == bundle.name;
   }
 
-  std::optional<HostServer::File> file(const std::string& path) {
-    static const std::string kBundle = "/bundle/";
-    if (path == "/state") return HostServer::File{contentType(".json"), deck.state().dump(2)};
+  std::optional<PageServer::File> file(const std::string& path) {
+    static const std::string kBundle = "bundle/";
+    if (path == "state") return PageServer::File{contentType(".json"), deck.state().dump(2)};
     const bool ofBundle = path.rfind(kBundle, 0) == 0;
     const std::string name =
-        path == "/" ? "index.html" : path.substr(ofBundle ? kBundle.size() : 1);
+        path.empty() ? "index.html" : path.substr(ofBundle ? kBundle.size() : 0);
     auto content = readPluginFile(ofBundle ? bundle.folder : web, name);
     if (!content) return std::nullopt;
-    return HostServer::File{contentType(name), std::move(*content)};
+    return PageServer::File{contentType(name), std::move(*content)};
   }
 
   void startPlugin() {
@@ -184,7 +229,7 @@ class Deck {
     child.withErrorOutput = true;
     child.onLine = [](const std::string& line) { Output::line("plug-in says  " + line); };
     plugin = std::make_unique<ChildProcess>(
-        std::vector<std::string>{bundle.program.string(), "-port", std::to_string(host->port()),
+        std::vector<std::string>{bundle.program.string(), "-port", std::to_string(host.port()),
                                  "-pluginUUID", bundle.name, "-registerEvent", kRegisterEvent,
                                  "-info", information(bundle)},
         std::move(child));
@@ -192,22 +237,31 @@ class Deck {
 
   void sendToPlugin(const std::string& event) {
     Output::line("to plug-in    " + event);
-    (void)host->sendText(event);  // it may just have gone
+    (void)host.sendText(event);  // it may just have gone
   }
 
   void obey(const std::string& line) {
-    if (line == "close") {
-      host->close("told to");
+    if (line == kClose) {
+      host.close("told to");
+    } else if (line == kHelp) {
+      printHelp();
     } else if (!line.empty()) {
-      const std::string error = deck.obey(line);
+      const std::string error = obeyDeck(line);
       if (!error.empty()) Output::line("error         " + error);
     }
   }
 
+  static void printHelp() {
+    std::istringstream lines(help());
+    for (std::string line; std::getline(lines, line);) Output::line("help          " + line);
+  }
+
   const Bundle bundle;
   const std::filesystem::path web;
+  Profile profile;
   VirtualDeck deck;
-  std::unique_ptr<HostServer> host;
+  PageServer pages;
+  HostServer host;
   std::atomic<bool> isRegistered{false};
   std::unique_ptr<ChildProcess> plugin;
 };
@@ -216,12 +270,29 @@ class Deck {
 
 int main(int argc, char* argv[]) {
   Options options;
-  if (!readOptions(argc, argv, options)) {
-    std::fprintf(stderr, "%s%s%s", kUsage, DeckModel::help(), kMoreCommands);
-    return 2;
-  }
+  CLI::App app("Plays the Stream Deck application: starts the plug-in as the application does.");
+  app.add_option("BUNDLE", options.bundle,
+                 "the plug-in's folder: its manifest says what is started")
+      ->required()
+      ->type_name("");
+  app.add_option("--web", options.web, "where the web page's files lie")->type_name("DIR");
+  app.add_option("--port", options.port, "of the web page, or the next one that is free; 0 is any")
+      ->type_name("N")
+      ->capture_default_str();
+  app.add_option("--listen", options.listen,
+                 "where the page is served, for a tablet in the house: this machine's address, or "
+                 "0.0.0.0 for all that it has; its URL then has a token in it")
+      ->type_name("ADDRESS");
+  app.add_option("--profile", options.profile,
+                 "keeps what is arranged in this file, and starts from it")
+      ->type_name("FILE");
+  app.add_option("--start", options.start, "time zero of the output, on the monotonic clock")
+      ->type_name("NS");
+  app.footer("Then reads commands from standard input:\n" + help());
+  readCommandLine(app, argc, argv);
   try {
-    Input input;
+    if (!options.start.empty()) Output::setStart(options.start);
+    Input input("deck> ");
     Deck(options).run(input);
   } catch (const std::exception& e) {
     std::fprintf(stderr, "velomar-deck: %s\n", e.what());

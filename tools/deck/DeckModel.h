@@ -13,7 +13,9 @@ class DeckModel {
 
   struct Device {
     std::string name;
-    int type = 0;  // as the Stream Deck application numbers them
+    std::string kind;      // as `plug` takes it
+    std::size_t turn = 0;  // the order in which devices were first plugged in
+    int type = 0;          // as the Stream Deck application numbers them
     int columns = 0;
     int rows = 0;
     int dials = 0;
@@ -34,12 +36,24 @@ class DeckModel {
 
   using Events = std::vector<nlohmann::json>;
 
+  // A line of help: a command as it is typed, and what it does.
+  static std::string helpLine(const std::string& usage, const std::string& purpose);
+
   // The commands, a line each.
-  static const char* help();
+  static std::string help();
 
   // The events that a command makes, in order; there may be none. A text in `error`: the command
-  // isn't understood, or can't be done as things stand, and nothing has changed.
+  // isn't understood, or can't be done at present, and nothing has changed. It is a sentence for
+  // the user who typed the command.
   Events obey(const std::string& command, std::string& error);
+
+  // The commands that make all that there is, a line each, for load().
+  std::string save() const;
+
+  // Makes what save() returned; empty lines and those that begin with '#' are passed over. Returns
+  // the events that tell of all that is on show then. REQUIRES: there are no devices yet. A text in
+  // `error` names the line that can't be obeyed, and the model is as it was.
+  Events load(const std::string& profile, std::string& error);
 
   // Whether a command is one of those that change the model, rather than what fingers do.
   static bool isOfPlaces(const std::string& command);
@@ -48,17 +62,21 @@ class DeckModel {
   const std::map<std::string, Context>& contexts() const { return placed; }
   bool isShown(const Context& context) const;
 
-  // How a dial's press is sent: "pair" as two events, "single" as one with a member that tells.
-  const char* dialPress() const;
+  // How a dial's press is sent: "pair" as two events, "single" as one with a member that tells,
+  // "both" as the one after the other.
+  const std::string& dialPress() const { return dialForm; }
 
  private:
   class Words;
   struct Command {
     const char* name;
+    const char* arguments;  // in capitals those to fill in, in brackets those that may be left out
+    const char* purpose;
     Events (DeckModel::*make)(Words& words);
     bool isOfPlaces = false;
   };
   static const Command kCommands[];
+  static std::string usage(const Command& command);
 
   Events plug(Words& words);
   Events unplug(Words& words);
@@ -79,10 +97,15 @@ class DeckModel {
   Events name(Words& words);
   Events wake(Words& words);
 
+  std::map<std::string, Device>::iterator takeDevice(Words& words);
+  std::map<std::string, Context>::iterator takeContext(Words& words);
   Events place(const std::string& id, Context context, Words& words);
-  bool isFree(const Context& wanted) const;
-  Events ofShown(const char* event, const std::string& id, Words& words,
-                 nlohmann::json details = nlohmann::json::object()) const;
+  bool hasPlace(const Context& wanted) const;
+  std::map<std::string, Context>::iterator findAt(const Context& place);
+  Events ofShown(const char* event, Words& words,
+                 nlohmann::json details = nlohmann::json::object());
+  Events ofShown(const char* event, std::map<std::string, Context>::const_iterator context,
+                 Words& words, nlohmann::json details = nlohmann::json::object()) const;
   void tell(Events& events, const char* event, const std::string& device) const;
   nlohmann::json contextEvent(const char* event, const std::string& id,
                               nlohmann::json details = nlohmann::json::object()) const;
@@ -90,5 +113,5 @@ class DeckModel {
 
   std::map<std::string, Device> plugged;
   std::map<std::string, Context> placed;
-  bool dialsSendPairs = true;
+  std::string dialForm = "pair";
 };

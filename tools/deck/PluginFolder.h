@@ -1,15 +1,15 @@
-// Files of a folder, for a reader that is told their names by somebody else.
+// Files of a folder, for a reader that gets their names from another program.
 #pragma once
 
 #include <filesystem>
 #include <optional>
 #include <string>
 
-// Whether a path, taken from `folder` and with links resolved, lies outside of it. There need not
-// be a file.
+// Whether a path, taken from `folder` and with links resolved, lies outside of it. The file itself
+// may be missing.
 bool leavesFolder(const std::filesystem::path& folder, const std::string& path);
 
-// The content of a file whose path is relative to `folder`. Nothing: it can't be read, or it leaves
+// The content of a file whose path is relative to `folder`. nullopt: it can't be read, or it leaves
 // the folder.
 std::optional<std::string> readPluginFile(const std::filesystem::path& folder,
                                           const std::string& path);

@@ -54,6 +54,19 @@ std::string VirtualDeck::obey(const std::string& command) {
   return {};
 }
 
+std::string VirtualDeck::load(const std::string& profile) {
+  const Lock lock(mutex);
+  std::string error;
+  const auto events = model.load(profile, error);
+  send(events);
+  return error;
+}
+
+std::string VirtualDeck::profile() const {
+  const Lock lock(mutex);
+  return model.save();
+}
+
 void VirtualDeck::send(const DeckModel::Events& events) {
   for (const json& event : events) tellPlugin(event.dump());
 }
@@ -97,6 +110,7 @@ void VirtualDeck::pluginRegistered() {
 void VirtualDeck::pluginGone() {
   const Lock lock(mutex);
   pluginIsThere = false;
+  link.reset();
   faces.clear();
   showState();
 }
@@ -110,7 +124,9 @@ std::string VirtualDeck::frame(const std::string& text) {
   if (!payload.is_object()) payload = json::object();
   const Lock lock(mutex);
   if (event == "logMessage") {
-    write("log", textOf(payload, "message"));
+    const std::string line = textOf(payload, "message");
+    write("log", line);
+    if (link.heard(line, Output::now())) toPages(describeLink().dump());
     return {};
   }
   write("from plug-in", text);
@@ -222,19 +238,32 @@ json VirtualDeck::describe(const Face& face) const {
           {"revision", face.revision}};
 }
 
-json VirtualDeck::stateLocked() const {
-  json devices = json::array();
+json VirtualDeck::describeLink() const {
+  return {{"kind", "link"},
+          {"link", {{"state", link.word()}, {"since", link.since()}}},
+          {"time", Output::now()}};
+}
+
+// The devices are in the order in which they were first plugged in.
+json VirtualDeck::describeDevices() const {
+  std::map<std::size_t, json> devices;
   for (const auto& [id, device] : model.devices()) {
-    devices.push_back({{"id", id},
-                       {"name", device.name},
-                       {"type", device.type},
-                       {"columns", device.columns},
-                       {"rows", device.rows},
-                       {"dials", device.dials},
-                       {"page", device.page},
-                       {"pages", DeckModel::kPages},
-                       {"plugged", device.isPlugged}});
+    devices[device.turn] = {{"id", id},
+                            {"name", device.name},
+                            {"type", device.type},
+                            {"columns", device.columns},
+                            {"rows", device.rows},
+                            {"dials", device.dials},
+                            {"page", device.page},
+                            {"pages", DeckModel::kPages},
+                            {"plugged", device.isPlugged}};
   }
+  json list = json::array();
+  for (auto& [turn, device] : devices) list.push_back(std::move(device));
+  return list;
+}
+
+json VirtualDeck::describeContexts() const {
   json contexts = json::array();
   for (const auto& [id, context] : model.contexts()) {
     const auto face = faces.find(id);
@@ -248,7 +277,16 @@ json VirtualDeck::stateLocked() const {
                         {"shown", model.isShown(context)},
                         {"face", face == faces.end() ? json() : describe(face->second)}});
   }
-  return {{"plugin", pluginIsThere},        {"time", Output::now()},
-          {"dialPress", model.dialPress()}, {"stateImage", bundle.stateImage},
-          {"devices", std::move(devices)},  {"contexts", std::move(contexts)}};
+  return contexts;
+}
+
+json VirtualDeck::stateLocked() const {
+  json state = describeLink();
+  state.erase("kind");
+  state["plugin"] = pluginIsThere;
+  state["dialPress"] = model.dialPress();
+  state["stateImage"] = bundle.stateImage;
+  state["devices"] = describeDevices();
+  state["contexts"] = describeContexts();
+  return state;
 }

@@ -1,15 +1,16 @@
-// What a virtual Stream Deck is and shows: the model, the face of every context on show, and the
-// log of the frames in both directions. It speaks in two directions through callbacks, which are
-// called under its lock and must not call back: events to the plug-in, and news to the web pages as
-// JSON texts. Any thread may call.
+// A virtual Stream Deck: the model, the face of every context on show, and the log of the frames in
+// both directions. It speaks in two directions through callbacks, which are called under its lock
+// and must not call back: events to the plug-in, and news to the web pages as JSON texts. Any
+// thread may call.
 //
-// It keeps to the rules of the hosts that there are: what happens before the plug-in has registered
-// is sent right after it; a path that leaves the plug-in's folder is refused; a layout that can't
-// be read leaves a dial without one, and it then takes no feedback until a good one is set.
+// It keeps to the rules of today's hosts: events from before the plug-in's registration are sent
+// right after it; a path that leaves the plug-in's folder is refused; a layout that can't be read
+// leaves a dial without one, and it then takes no feedback until a good one is set.
 //
 // News: {"kind":"state","state":STATE} whenever devices or places change,
 // {"kind":"face","context":ID,"face":FACE}, {"kind":"sign","context":ID,"sign":"ok"|"alert"},
-// {"kind":"log","lines":[{"time":S,"from":WHO,"text":TEXT}]}.
+// {"kind":"link","link":{"state":WORD,"since":S},"time":S},
+// {"kind":"log","lines":[{"time":S,"from":WHO,"text":TEXT}]}. Times are in seconds, on one clock.
 #pragma once
 
 #include <cstddef>
@@ -24,6 +25,7 @@
 
 #include "tools/deck/Bundle.h"
 #include "tools/deck/DeckModel.h"
+#include "tools/deck/LinkWatch.h"
 
 class VirtualDeck {
  public:
@@ -35,12 +37,18 @@ class VirtualDeck {
   // an error text, empty on success.
   std::string obey(const std::string& command);
 
+  // Starts from a profile, before anything else. Returns an error text, empty on success.
+  std::string load(const std::string& profile);
+
+  // The deck as it is, in the form that load() takes.
+  std::string profile() const;
+
   // The plug-in has registered or gone. Each happens once: it isn't started again.
   void pluginRegistered();
   void pluginGone();
 
-  // A frame from the plug-in. What isn't understood is ignored. Returns why it was refused, empty
-  // if it wasn't.
+  // A frame from the plug-in. An unknown one is ignored. Returns why it was refused, empty if it
+  // wasn't.
   std::string frame(const std::string& text);
 
   // Adds a line to the log.
@@ -76,6 +84,9 @@ class VirtualDeck {
                         const nlohmann::json& given) const;
   nlohmann::json readLayout(const std::string& path) const;
   nlohmann::json describe(const Face& face) const;
+  nlohmann::json describeDevices() const;
+  nlohmann::json describeContexts() const;
+  nlohmann::json describeLink() const;
   nlohmann::json stateLocked() const;
   void dropHiddenFaces();
 
@@ -84,6 +95,7 @@ class VirtualDeck {
   const Speak toPages;
   mutable std::mutex mutex;
   DeckModel model;
+  LinkWatch link;
   std::map<std::string, Face> faces;
   std::size_t lastRevision = 0;  // of any face: no two ever have the same
   std::deque<nlohmann::json> lines;

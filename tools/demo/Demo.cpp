@@ -1,15 +1,21 @@
-// Shows the whole road: starts both stand-ins and, through one of them, the plug-in, waits for the
-// link, and lets a press go out and the image that answers it come back.
+// Shows the whole road: starts the bridge with its trainer, the virtual deck and, through that, the
+// plug-in, waits for the link, and lets a press go out and the image that answers it come back.
+#include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <string>
 
 #include "tools/common/ChildProcess.h"
+#include "tools/common/CommandLine.h"
 #include "tools/common/Output.h"
+#include "tools/common/TemporaryFolder.h"
+#include "tools/state/Processes.h"
 
 namespace fs = std::filesystem;
 
@@ -18,10 +24,27 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
+constexpr seconds kStartPatience{10};
 constexpr seconds kLinkPatience{20};
 constexpr seconds kPressPatience{5};
 constexpr seconds kEndPatience{25};
-constexpr milliseconds kTick{500};
+constexpr milliseconds kTick{100};
+constexpr std::size_t kLastWords = 4;  // lines of a child that are shown when something fails
+constexpr std::size_t kLastWordsLength = 69;
+
+// The program that stands in for the simulator, and how it is started.
+std::vector<std::string> simulatorCommand(const fs::path& build) {
+  return {(build / "bridge/velomar-bridge").string(),
+          "--simulator",
+          "trainer",
+          "--verbose",
+          "--start",
+          Output::start()};
+}
+
+std::vector<std::string> deckCommand(const fs::path& build, const fs::path& plugin) {
+  return {(build / "tools/velomar-deck").string(), "--start", Output::start(), plugin.string()};
+}
 
 // A device of each kind with a small aeroplane's panel on them.
 constexpr const char* kPanel[] = {
@@ -46,158 +69,283 @@ constexpr const char* kPanel[] = {
     "appear FAIL FIFTEEN 4 0 FAIL",
 };
 
+// The first face is the first context's that answers the replay, the last one the last's.
+constexpr char kFirstFace[] = R"("event":"setImage","payload":{"image":"data:)";
+constexpr char kLastFace[] = R"("context":"TAXI","event":"setImage","payload":{"image":"data:)";
+
 // The plug-in as it is installed, in a folder that goes with the object.
 class Installation {
  public:
-  explicit Installation(const fs::path& bundle) {
-    std::string name = (fs::temp_directory_path() / "velomar-demo-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
-    folder = name;
-    path = folder / bundle.filename();
+  explicit Installation(const fs::path& bundle) : path(folder.path() / bundle.filename()) {
     fs::copy(bundle, path, fs::copy_options::recursive);
   }
-  ~Installation() {
-    std::error_code ignored;
-    fs::remove_all(folder, ignored);
-  }
-  Installation(const Installation&) = delete;
-  Installation& operator=(const Installation&) = delete;
-
-  fs::path path;
 
  private:
-  fs::path folder;
+  const TemporaryFolder folder;
+
+ public:
+  const fs::path path;
 };
 
-ChildProcess::Options showing(const std::string& who) {
-  ChildProcess::Options options;
-  options.onLine = [who](const std::string& line) {
-    std::printf("%-8s %s\n", who.c_str(), line.substr(0, 150).c_str());
-    std::fflush(stdout);
-  };
-  return options;
-}
+// One of the programs that the demonstration starts. Its lines are shown if the user wants to see
+// all of them, or if they are meant for the user.
+class Actor {
+ public:
+  Actor(const char* role, const std::vector<std::string>& command, bool showsAll)
+      : name(role), process(command, options(role, showsAll)) {}
+
+  // Seconds from the common start that a line carries in front.
+  double timeOf(std::size_t after) const {
+    return std::atof(process.lines().at(after - 1).c_str());
+  }
+
+  // The last lines, which tell of an error if there was one.
+  void showLastWords() const {
+    const auto lines = process.lines();
+    const std::size_t from = lines.size() - std::min(lines.size(), kLastWords);
+    for (std::size_t i = from; i < lines.size(); ++i) show(name, lines[i], kLastWordsLength);
+  }
+
+  const char* const name;
+  ChildProcess process;
+
+ private:
+  static void show(const char* role, const std::string& line, std::size_t length = 150) {
+    std::string text = role;
+    text.resize(std::max<std::size_t>(text.size() + 1, 10), ' ');
+    Output::plain(text + line.substr(0, length));
+  }
+
+  // The deck answers what was typed with lines of these two kinds. Empty: it is no answer.
+  static std::string answerIn(const std::string& line) {
+    char* text = nullptr;
+    (void)std::strtod(line.c_str(), &text);
+    const std::string rest = text + std::strspn(text, " ");
+    for (const std::string kind : {"error         ", "help          "}) {
+      if (rest.rfind(kind, 0) == 0) return rest.substr(kind.size());
+    }
+    return {};
+  }
+
+  static ChildProcess::Options options(const char* role, bool showsAll) {
+    ChildProcess::Options made;
+    made.withErrorOutput = true;
+    made.onLine = [role, showsAll](const std::string& line) {
+      const std::string answer = answerIn(line);
+      if (!answer.empty()) {
+        Output::plain(answer);
+      } else if (showsAll) {
+        show(role, line);
+      }
+    };
+    return made;
+  }
+};
 
 class Demo {
  public:
-  explicit Demo(const fs::path& build)
+  Demo(const fs::path& build, bool showsAll)
       : plugin(build / "com.brackenmoor.velomar.sdPlugin"),
-        cockpit(
-            {(build / "tools/velomar-cockpit").string(), "--aircraft", "--start", Output::start()},
-            showing("cockpit")),
-        deck({(build / "tools/velomar-deck").string(), "--start", Output::start(),
-              plugin.path.string()},
-             showing("deck")) {}
+        deck("deck", deckCommand(build, plugin.path), showsAll),
+        simulator("simulator", simulatorCommand(build), showsAll) {}
 
-  // False: something didn't come in time, or the user has had enough.
-  bool show() { return bringUpPanel() && awaitLink() && awaitReplay() && pressAndAnswer(); }
+  // False: something didn't come in time, or has ended, or the user has had enough.
+  bool show() {
+    return showAddress() && bringUpPanel() && awaitLink() && awaitFaces() && pressAndAnswer();
+  }
 
-  void stayUntilTold() {
-    std::printf(
-        "\nAll three go on. Ctrl-C ends them; what you type goes to the deck.\n"
-        "See and touch the panel at %s\n",
-        address().c_str());
-    for (std::string line;;) {
+  // True: it ended because the user wanted it to.
+  bool stayUntilTold() {
+    Output::plain(
+        "\nAll three go on. help lists what you can type, such as press GEAR; quit ends.");
+    Output::plain("See and touch the panel at " + address);
+    for (std::string line; isWhole();) {
       const auto event = input.next(line, kTick);
-      if (event == Input::Event::End) return;
-      if (event == Input::Event::Line) deck.writeLine(line);
+      if (event == Input::Event::End || (event == Input::Event::Line && line == "quit")) {
+        return true;
+      }
+      if (event == Input::Event::Line) deck.process.writeLine(line);
     }
+    return false;
   }
 
   void end() {
-    std::puts("\nEnding. The plug-in's link takes up to 10 seconds to stop.");
-    deck.writeLine("quit");
-    const bool deckEnded = deck.waitForEnd(kEndPatience).has_value();
-    cockpit.writeLine("quit");
-    const bool cockpitEnded = cockpit.waitForEnd(kEndPatience).has_value();
-    std::puts(deckEnded && cockpitEnded ? "All three have ended." : "Not all have ended in time.");
+    input.hidePrompt();
+    Output::plain("\nEnding. The panel's link takes up to 10 seconds to stop.");
+    deck.process.writeLine("quit");
+    simulator.process.signal(SIGTERM);
+    const bool deckEnded = deck.process.waitForEnd(kEndPatience).has_value();
+    const bool simulatorEnded = simulator.process.waitForEnd(kEndPatience).has_value();
+    Output::plain(deckEnded && simulatorEnded ? "All three have ended."
+                                              : "Not all have ended in time.");
   }
 
  private:
+  bool showAddress() {
+    const auto index = await(deck, "http://", kStartPatience);
+    if (!index) return fail(deck, "the deck has no address");
+    const std::string line = deck.process.lines().at(*index - 1);
+    address = line.substr(line.find("http://"));
+    Output::plain("The virtual deck:  " + address);
+    Output::plain("Open it in a browser. The panel lights up in some 5 seconds.\n");
+    return true;
+  }
+
   bool bringUpPanel() {
-    if (!deck.waitForLine("registerPlugin", kPressPatience)) return fail("no registration");
-    for (const char* command : kPanel) deck.writeLine(command);
+    if (!await(deck, "registerPlugin", kStartPatience)) return fail(deck, "no registration");
+    tell("the panel has started, and registered with the deck");
+    for (const char* command : kPanel) deck.process.writeLine(command);
     return true;
   }
 
   bool awaitLink() {
-    std::puts("\nThe link starts 5 seconds after the plug-in.");
-    while (!cockpit.waitForLine("link up", kTick)) {
-      if (Input::isToldToEnd()) return false;
-      if (Output::now() > kLinkPatience.count()) return fail("the link didn't come up");
-      std::printf("         %8.1f s\n", Output::now());
-      std::fflush(stdout);
+    if (!await(simulator, "link up", kLinkPatience)) {
+      return fail(simulator, "the link didn't come up");
     }
+    tell("the panel and the simulator's side are linked");
     return true;
   }
 
-  bool awaitReplay() {
-    // The last of the faces that answer it, in the order of the contexts.
-    if (!cockpit.waitForLine("Force Refresh", kPressPatience) ||
-        !deck.waitForLine(R"("context":"TAXI","event":"setImage","payload":{"image":"data:)",
-                          kPressPatience)) {
-      return fail("no replay");
-    }
-    std::puts("\nThe cockpit knows every device and context. Now a press:");
+  bool awaitFaces() {
+    const auto first = await(deck, kFirstFace, kPressPatience);
+    if (!first || !await(deck, kLastFace, kPressPatience)) return fail(deck, "no faces");
+    tell("keys and dials have their faces", deck.timeOf(*first));
     return true;
   }
 
   bool pressAndAnswer() {
-    const std::size_t before = deck.lines().size();
-    deck.writeLine("press LANDING");
-    const auto in = deck.waitForLine("\"keyDown\"", kPressPatience, before);
-    const auto out = cockpit.waitForLine("Key Down", kPressPatience);
-    const auto back = deck.waitForLine(R"("context":"LANDING","event":"setImage")", kPressPatience,
-                                       in.value_or(before));
-    if (!in || !out || !back) return fail("the press or its answer didn't arrive");
-    const double pressed = timeOf(deck, *in);
-    const double taken = timeOf(cockpit, *out);
-    const double shown = timeOf(deck, *back);
-    std::printf("\nkeyDown into the plug-in   %.4f s\n", pressed);
-    std::printf("Key Down in the cockpit    %.4f s, %.1f ms later\n", taken,
-                1000 * (taken - pressed));
-    std::printf("its new face at the deck   %.4f s, %.1f ms after the press\n", shown,
-                1000 * (shown - pressed));
+    const std::size_t before = deck.process.lines().size();
+    const std::size_t taken = simulator.process.lines().size();
+    deck.process.writeLine("press LANDING");
+    const auto in = await(deck, "\"keyDown\"", kPressPatience, before);
+    const auto out = await(simulator, "Key Down", kPressPatience, taken);
+    const auto back = await(deck, R"("context":"LANDING","event":"setImage")", kPressPatience,
+                            in.value_or(before));
+    if (!in || !out || !back) return fail(deck, "the press or its answer didn't arrive");
+    deck.process.writeLine("release LANDING");
+    const double pressed = deck.timeOf(*in);
+    char text[120];
+    std::snprintf(text, sizeof text,
+                  "a press of the landing light: at the simulator after %.1f ms,\n"
+                  "          its new face at the deck after %.1f ms",
+                  1000 * (simulator.timeOf(*out) - pressed), 1000 * (deck.timeOf(*back) - pressed));
+    tell(text, pressed);
     return true;
   }
 
-  // The stamp of the line in front of `behind`.
-  static double timeOf(const ChildProcess& child, std::size_t behind) {
-    return std::atof(child.lines().at(behind - 1).c_str());
+  // Waits for a line, for as long as all are there and the user wants to.
+  std::optional<std::size_t> await(Actor& actor, const std::string& text, milliseconds patience,
+                                   std::size_t from = 0) {
+    const double end = Output::now() + std::chrono::duration<double>(patience).count();
+    while (!Input::isToldToEnd() && Output::now() < end) {
+      const auto index = actor.process.waitForLine(text, kTick, from);
+      if (index) return index;
+      if (!isWhole()) break;
+    }
+    return std::nullopt;
   }
 
-  // Where the deck serves its page.
-  std::string address() {
-    const auto index = deck.waitForLine("http://", kPressPatience);
-    if (!index) return "(no address)";
-    const std::string line = deck.lines().at(*index - 1);
-    return line.substr(line.find("http://"));
+  // Whether all three are there. Says which one has ended if not.
+  bool isWhole() {
+    for (Actor* actor : {&deck, &simulator}) {
+      const auto code = actor->process.waitForEnd(milliseconds(0));
+      if (code && !wasToldOfEnd) tellOfEnd(*actor, *code);
+    }
+    return !wasToldOfEnd;
   }
 
-  static bool fail(const char* what) {
-    std::fprintf(stderr, "velomar-demo: %s\n", what);
+  // The deck ends with the panel, and says how the panel ended.
+  void tellOfEnd(const Actor& actor, int code) {
+    static const std::string kPanelEnd = "plug-in ended with ";
+    wasToldOfEnd = true;
+    input.hidePrompt();
+    std::string who = actor.name;
+    for (const std::string& line : actor.process.lines()) {
+      const auto at = line.find(kPanelEnd);
+      if (at == std::string::npos) continue;
+      who = "panel";
+      code = std::atoi(line.c_str() + at + kPanelEnd.size());
+    }
+    Output::plain("\nThe " + who + " has ended, " + endOf(code) + ". It said last:");
+    actor.showLastWords();
+  }
+
+  static std::string endOf(int code) {
+    return code > 128 ? "by signal " + std::to_string(code - 128)
+                      : "with code " + std::to_string(code);
+  }
+
+  bool fail(const Actor& actor, const char* what) {
+    if (Input::isToldToEnd() || !isWhole()) return false;
+    Output::plain(std::string("velomar-demo: ") + what + ". The " + actor.name + " said last:");
+    actor.showLastWords();
     return false;
   }
 
-  Input input;
-  Installation plugin;
-  ChildProcess cockpit;
-  ChildProcess deck;
+  static void tell(const std::string& what, double time = Output::now()) {
+    char stamp[32];
+    std::snprintf(stamp, sizeof stamp, "%6.2f s  ", time);
+    Output::plain(stamp + what);
+  }
+
+  Input input{"velomar> "};
+  const Installation plugin;
+  Actor deck;
+  Actor simulator;
+  std::string address;
+  bool wasToldOfEnd = false;
 };
+
+// Another program on the stores would get the demonstration's presses, or the demonstration the
+// user's.
+std::string usersOfStores() {
+  std::string users;
+  for (const Process& process : findProcesses().found) {
+    if (!process.has("ToXPlane") && !process.has("FromXPlane")) continue;
+    users += "  " + process.program + " (pid " + std::to_string(process.pid) + ", user " +
+             process.user + ")\n";
+  }
+  return users;
+}
+
+// A program that was started without its standard streams would get the descriptors of others in
+// their place.
+void openStandardStreams() {
+  for (int fd = open("/dev/null", O_RDWR); fd != -1; fd = open("/dev/null", O_RDWR)) {
+    if (fd <= STDERR_FILENO) continue;
+    (void)close(fd);
+    return;
+  }
+}
+
+int run(const std::string& build, bool showsAll) {
+  const std::string users = usersOfStores();
+  if (!users.empty()) {
+    std::fprintf(stderr,
+                 "velomar-demo: the panel's stores are in use, and would be mixed up with the "
+                 "demonstration:\n%sEnd these first.\n",
+                 users.c_str());
+    return 1;
+  }
+  Demo demo(build, showsAll);
+  bool isGood = demo.show();
+  if (isGood && isatty(STDIN_FILENO) != 0) isGood = demo.stayUntilTold();
+  demo.end();
+  return isGood ? 0 : 1;
+}
 
 }  // namespace
 
 int main(int argc, char* argv[]) {
-  if (argc != 2) {
-    std::fputs("velomar-demo BUILD_FOLDER\n", stderr);
-    return 2;
-  }
+  std::string build;
+  bool showsAll = false;
+  CLI::App app("Shows the panel at work between stand-ins for its two neighbours.");
+  app.add_option("BUILD_FOLDER", build, "where the programs were built")->required()->type_name("");
+  app.add_flag("--frames", showsAll, "show every line of every program");
+  readCommandLine(app, argc, argv);
+  openStandardStreams();
   try {
-    Demo demo(argv[1]);
-    const bool shown = demo.show();
-    if (shown && isatty(STDIN_FILENO) != 0) demo.stayUntilTold();
-    demo.end();
-    return shown ? 0 : 1;
+    return run(build, showsAll);
   } catch (const std::exception& e) {
     std::fprintf(stderr, "velomar-demo: %s\n", e.what());
     return 1;

@@ -17,6 +17,8 @@
 
 namespace {
 
+using store::u8;
+
 constexpr std::align_val_t kPage{
     4096};  // a mapping begins on one, and the list's head relies on it
 
@@ -90,20 +92,20 @@ class Census {
       ++audit.brokenSlots;
       return;
     }
-    if (store::look(entries[slot.idx].state) > 3) ++audit.pinnedChains;
+    if (store::loadAcquire(entries[slot.idx].state) > 3) ++audit.pinnedChains;
     note(slot, lengths);
   }
 
   // False: the chain isn't as long as its size asks for, or a block is another chain's.
   bool followChain(CncrStr::VerIdx chain) {
-    const u64 size = store::look(entries[chain.idx].len);
+    const u64 size = store::loadAcquire(entries[chain.idx].len);
     u32 block = chain.idx;
     bool isWhole = !values.isDeleted(block);
     for (u64 left = (size + b - 1) / b; left > 0; --left) {
       if (!values.isBlock(block)) return false;
       meet(block);
       isWhole = isWhole && values.version(block) == chain.version;
-      block = store::look(entries[block].next);
+      block = store::loadAcquire(entries[block].next);
     }
     return isWhole && block == CncrStr::LIST_END;
   }
@@ -122,15 +124,23 @@ class Census {
     RegionAudit::Key key;
     key.keyBytes = lengths.klen;
     key.valueBytes = lengths.len - lengths.klen;
-    key.text.resize(std::min({lengths.klen, b, RegionAudit::kShownBytes}));
-    if (!key.text.empty()) {
-      (void)values.readBlock(chain.idx, chain.version, key.text.data(), 0,
-                             static_cast<u32>(key.text.size()));
-    }
+    key.text = firstBytes(chain, 0, lengths.klen);
+    key.value = firstBytes(chain, lengths.klen, lengths.len);
     const auto before = [](const auto& x, const auto& y) { return x.text < y.text; };
     auto& keys = audit.keys;
     keys.insert(std::upper_bound(keys.begin(), keys.end(), key, before), key);
     if (keys.size() > RegionAudit::kShownKeys) keys.pop_back();
+  }
+
+  // The bytes of a chain from `from` to `to` that lie in its first block, and not too many of them.
+  std::string firstBytes(CncrStr::VerIdx chain, u32 from, u32 to) {
+    const u32 end = std::min(to, b);
+    std::string text(from < end ? std::min(end - from, RegionAudit::kShownBytes) : 0, '\0');
+    if (!text.empty()) {
+      (void)values.readBlock(chain.idx, chain.version, text.data(), from,
+                             static_cast<u32>(text.size()));
+    }
+    return text;
   }
 
   RegionAudit& audit;
@@ -148,10 +158,10 @@ const char* readHeader(const File& file, RegionAudit& audit) {
   const Copy header = file.read(store::kHeaderBytes);
   if (!header) return "the file is too short for a header";
   const auto word32 = [&](u64 at) {
-    return store::look(*store::wordAt<store::Word32>(header.get(), at));
+    return store::loadAcquire(*store::wordAt<store::Word32>(header.get(), at));
   };
   const auto word64 = [&](u64 at) {
-    return store::look(*store::wordAt<store::Word64>(header.get(), at));
+    return store::loadAcquire(*store::wordAt<store::Word64>(header.get(), at));
   };
   audit.flags = word32(store::kFlagsOffset);
   audit.attachments = word32(store::kCountOffset);
@@ -180,6 +190,8 @@ std::optional<RegionAudit> RegionAudit::of(const std::string& name, std::string&
     problem = "the file was cut short while it was read";
     return {};
   }
+  audit.writes = store::loadAcquire(
+      *store::wordAt<store::Word64>(copy.get(), store::versionOffset(audit.blockCount)));
   Census(copy.get(), audit).take();
   return audit;
 }

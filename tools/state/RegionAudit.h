@@ -2,9 +2,9 @@
 // a slot names, or lost.
 //
 // The file is read into memory of this process and never mapped, so the region isn't changed, no
-// attachment is taken, and a file that is cut short meanwhile does no harm. The copy is then walked
-// by the store's own classes. Whatever stands in it, every index is checked before it is used and
-// no walk is longer than the region has blocks.
+// attachment is taken, and a file that is cut short during the audit does no harm. The copy is then
+// walked by the store's own classes. Whatever is in it, every index is checked before it is used
+// and no walk is longer than the region has blocks.
 //
 // No snapshot: while others use the store the words of a copy come from different moments, and
 // blocks that an operation holds just then count as lost. Exact at rest.
@@ -16,18 +16,23 @@
 
 #include "store/RegionMemory.h"
 
+using store::u32;
+using store::u64;
+
 struct RegionAudit {
   struct Key {
-    std::string text;  // at most kShownBytes of it
+    std::string text;   // at most kShownBytes of it
+    std::string value;  // as much of it as lies in the chain's first block, at most kShownBytes
     u32 keyBytes = 0;
     u32 valueBytes = 0;
   };
 
   static constexpr std::size_t kShownKeys = 10;
-  static constexpr u32 kShownBytes = 40;
+  static constexpr u32 kShownBytes = 50;
   static constexpr u64 kMaxBytes = u64{1} << 28U;  // a larger region is refused
 
-  // Audits the store of that name. Nothing: it can't be, and `problem` says why in a few words.
+  // Audits the store of that name. nullopt: it can't be done, and `problem` says why in a few
+  // words.
   static std::optional<RegionAudit> of(const std::string& name, std::string& problem);
 
   bool isSound() const { return lost == 0 && twice == 0 && brokenSlots == 0; }
@@ -37,6 +42,7 @@ struct RegionAudit {
   u32 attachments = 0;
   u64 blockSize = 0;
   u64 blockCount = 0;
+  u64 writes = 0;  // values that were ever put
 
   u64 freeBlocks = 0;  // on the free list
   u64 usedBlocks = 0;  // in a chain that a slot names

@@ -1,119 +1,183 @@
-// velomar-state [NAME...]: what the named stores hold, or all stores on this machine.
+// velomar-state [NAME...]: shows the stores' content, their users, and why the panel is black.
 //
-// Reads only. Ends with 0 if all is well, 1 if a store has lost blocks or can't be read, 2 if asked
-// in the wrong way.
-#include <chrono>
+// Reads only. Ends with 0 if all is well, 1 if something isn't, 2 if asked in the wrong way.
+#include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <exception>
-#include <optional>
-#include <string>
+#include <iostream>
 #include <thread>
-#include <vector>
 
 #include "store/simdb.h"
-#include "tools/state/RegionAudit.h"
+#include "tools/common/CommandLine.h"
+#include "tools/state/Report.h"
+#include "tools/state/Watch.h"
 
 namespace {
 
+using Clock = Watch::Clock;
+using nlohmann::json;
 using std::chrono::milliseconds;
-using Count = unsigned long long;  // as printf wants it
+using std::chrono::seconds;
 
-// What operations hold while the copy is made looks lost. What is lost stays so.
+constexpr char kToSimulator[] = "ToXPlane";
+constexpr char kToPanel[] = "FromXPlane";
+
+constexpr milliseconds kBetweenGlances{100};
+constexpr milliseconds kBetweenVerdicts{500};
+
+// Blocks that an operation holds while the copy is made look lost. Lost blocks stay so.
 constexpr int kLooks = 5;
 constexpr milliseconds kBetweenLooks{40};
 
 std::optional<RegionAudit> lookAt(const std::string& name, std::string& problem) {
-  auto audit = RegionAudit::of(name, problem);
-  for (int looks = 1; audit && !audit->isSound() && looks < kLooks; ++looks) {
-    std::this_thread::sleep_for(kBetweenLooks);
-    auto again = RegionAudit::of(name, problem);
-    if (!again || again->lost <= audit->lost) audit = std::move(again);
-  }
-  return audit;
-}
-
-// Keys are text, but those of a damaged region can be anything.
-std::string printable(const std::string& text) {
-  std::string shown;
-  for (const char c : text) shown += c >= ' ' && c <= '~' ? c : '?';
-  return shown;
-}
-
-void printKeys(const RegionAudit& audit) {
-  const u64 waiting = audit.usedSlots - audit.brokenSlots;
-  std::printf("  keys         %llu waiting\n", Count{waiting});
-  for (const auto& key : audit.keys) {
-    const bool isCut = key.keyBytes > key.text.size();
-    std::printf("    %s%s: %u bytes\n", printable(key.text).c_str(), isCut ? "..." : "",
-                key.valueBytes);
-  }
-  if (waiting > audit.keys.size()) {
-    std::printf("    and %llu more\n", Count{waiting - audit.keys.size()});
-  }
-}
-
-void printDamage(const RegionAudit& audit) {
-  if (audit.lost > 0) {
-    std::printf(
-        "  lost         %llu blocks are neither free nor in use: a process was killed\n"
-        "               while it held them. End whatever uses the store and delete the\n"
-        "               file; it is then made anew.\n",
-        Count{audit.lost});
-  }
-  if (audit.twice > 0) {
-    std::printf("  damaged      %llu blocks stand in more than one place\n", Count{audit.twice});
-  }
-  if (audit.brokenSlots > 0) {
-    std::printf("  damaged      %llu slots name a value that isn't whole\n",
-                Count{audit.brokenSlots});
-  }
-}
-
-bool show(const std::string& name) {
-  const std::string shown = printable(name);
-  std::string problem;
-  std::optional<RegionAudit> found;
   try {
-    found = lookAt(name, problem);
+    auto audit = RegionAudit::of(name, problem);
+    for (int looks = 1; audit && !audit->isSound() && looks < kLooks; ++looks) {
+      std::this_thread::sleep_for(kBetweenLooks);
+      auto again = RegionAudit::of(name, problem);
+      if (!again || again->lost <= audit->lost) audit = std::move(again);
+    }
+    return audit;
   } catch (const std::exception& e) {
     problem = e.what();
+    return {};
   }
-  std::printf("%s\n  file         %s%s\n", shown.c_str(), SharedMem::kPrefix, shown.c_str());
-  if (!found) {
-    std::printf("  unreadable   %s\n", problem.c_str());
-    return false;
+}
+
+StoreFacts factsOf(const std::string& name) {
+  StoreFacts store;
+  store.name = name;
+  store.file = StoreFile::of(name);
+  store.audit = lookAt(name, store.problem);
+  return store;
+}
+
+// The link between the panel and the simulator's side, looked at time and again.
+class Link {
+ public:
+  Facts look() {
+    Facts facts;
+    facts.toSimulator = watch(kToSimulator, toSimulator);
+    facts.toPanel = watch(kToPanel, toPanel);
+    facts.processes = findProcesses();
+    facts.now = std::time(nullptr);
+    return facts;
   }
-  const RegionAudit& audit = *found;
-  std::printf("  length       %llu bytes\n", Count{audit.fileBytes});
-  std::printf("  flags        %u (%s)\n", audit.flags,
-              audit.flags == 1 ? "set up" : "not set up to its end");
-  std::printf("  attachments  %u\n", audit.attachments);
-  std::printf("  blocks       %llu of %llu bytes: %llu free, %llu in use, %llu lost\n",
-              Count{audit.blockCount}, Count{audit.blockSize}, Count{audit.freeBlocks},
-              Count{audit.usedBlocks}, Count{audit.lost});
-  std::printf("  slots        %llu: %llu used, %llu deleted\n", Count{audit.blockCount},
-              Count{audit.usedSlots}, Count{audit.deletedSlots});
-  std::printf("  readers      inside %llu values\n", Count{audit.pinnedChains});
-  printKeys(audit);
-  printDamage(audit);
-  return audit.isSound();
+
+  // Looks until all is well, or for so long that it can't be.
+  Facts lookLong() {
+    const auto end = Clock::now() + Watch::kSpan;
+    for (;;) {
+      Facts facts = look();
+      const bool isClear = Clock::now() >= end || judge(facts).isWell();
+      if (isClear && !isUnsure(facts)) return facts;
+      std::this_thread::sleep_for(kBetweenGlances);
+    }
+  }
+
+  // Whether something waits that may be taken the next moment.
+  static bool isUnsure(const Facts& facts) {
+    const auto waits = std::max(facts.toSimulator.waits, facts.toPanel.waits);
+    return waits > waits.zero() && waits < kPatience;
+  }
+
+ private:
+  static StoreFacts watch(const char* name, Watch& watch) {
+    StoreFacts store = factsOf(name);
+    watch.see(store.audit, Clock::now());
+    store.isWritten = watch.isWritten();
+    store.isTaken = watch.isTaken();
+    store.sinceWritten = watch.sinceWritten();
+    store.waits = watch.waits();
+    return store;
+  }
+
+  Watch toSimulator;
+  Watch toPanel;
+};
+
+int showLink(bool asJson) {
+  const Facts facts = Link().lookLong();
+  const Verdict verdict = judge(facts);
+  std::vector<StoreFacts> stores{facts.toSimulator, facts.toPanel};
+  for (const std::string& name : simdb_listDBs(nullptr)) {
+    if (name != kToSimulator && name != kToPanel) stores.push_back(factsOf(name));
+  }
+  json report = jsonOf(facts);
+  report["verdict"] = jsonOf(verdict);
+  for (const StoreFacts& store : stores) {
+    report["stores"].push_back(jsonOf(store));
+    if (!asJson) std::cout << textOf(store) << "\n";
+  }
+  if (asJson) {
+    std::cout << report.dump(2) << "\n";
+  } else {
+    std::cout << textOf(facts) << "\n" << textOf(verdict);
+  }
+  return verdict.isWell() ? 0 : 1;
+}
+
+void tell(const Verdict& verdict, std::time_t time, bool asJson) {
+  if (asJson) {
+    json line = jsonOf(verdict);
+    line["time"] = time;
+    std::cout << line.dump() << std::endl;
+    return;
+  }
+  char text[16] = {};
+  std::tm parts{};
+  (void)std::strftime(text, sizeof text, "%H:%M:%S", localtime_r(&time, &parts));
+  std::cout << text << "\n" << textOf(verdict) << std::endl;
+}
+
+// Says the verdict whenever it becomes another, until the user has seen enough.
+[[noreturn]] void follow(bool asJson) {
+  Link link;
+  std::string last;
+  for (Facts facts = link.lookLong();; facts = link.look()) {
+    const Verdict verdict = judge(facts);
+    if (verdict.code != last && !Link::isUnsure(facts)) {
+      last = verdict.code;
+      tell(verdict, facts.now, asJson);
+    }
+    std::this_thread::sleep_for(kBetweenVerdicts);
+  }
+}
+
+int showStores(const std::vector<std::string>& names, bool asJson) {
+  bool isWell = true;
+  json report = json::array();
+  for (const std::string& name : names) {
+    const StoreFacts store = factsOf(name);
+    isWell = isWell && store.audit && store.audit->isSound();
+    report.push_back(jsonOf(store));
+    if (!asJson) std::cout << textOf(store);
+  }
+  if (asJson) std::cout << report.dump(2) << "\n";
+  return isWell ? 0 : 1;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  std::vector<std::string> names(argv + 1, argv + argc);
-  if (!names.empty() && names.front().rfind('-', 0) == 0) {
-    std::fprintf(stderr,
-                 "Usage: velomar-state [NAME...]\n"
-                 "Shows what the named stores hold, or all stores on this machine.\n");
-    return names.front() == "--help" ? 0 : 2;
+  std::vector<std::string> names;
+  bool asJson = false;
+  bool isFollowing = false;
+  CLI::App app(
+      "Says why a panel is black: who uses the two stores, what waits in them, what to do.");
+  app.add_option("NAME", names, "stores to look into; without, the panel's two and a verdict")
+      ->type_name("");
+  app.add_flag("--json", asJson, "print JSON");
+  app.add_flag("--watch", isFollowing, "say the verdict whenever it changes, until Ctrl-C");
+  app.footer("Ends with 0 if all is well, with 1 if something isn't.");
+  readCommandLine(app, argc, argv);
+  try {
+    if (!names.empty()) return showStores(names, asJson);
+    if (isFollowing) follow(asJson);
+    return showLink(asJson);
+  } catch (const std::exception& e) {
+    std::fprintf(stderr, "velomar-state: %s\n", e.what());
+    return 1;
   }
-  if (names.empty()) {
-    names = simdb_listDBs(nullptr);
-    if (names.empty()) std::puts("There is no store on this machine.");
-  }
-  bool isWell = true;
-  for (const auto& name : names) isWell = show(name) && isWell;
-  return isWell ? 0 : 1;
 }

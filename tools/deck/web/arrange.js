@@ -2,8 +2,8 @@
 // dragged then, and not pressed.
 const kDragDistance = 6; // px; less is a click
 
-// Calls `move(context, slot)` for a drop on an empty place, `turnTo(context, page)` for one on a
-// page's button; both of the same device.
+// Calls `move(context, slot)` for a drop on a place, which may be taken, and `turnTo(context, page)`
+// for one on a page's button; both of the same device.
 export function watchArranging(decks, button, { move, turnTo }) {
   let isOn = false;
   button.addEventListener("click", () => {
@@ -35,8 +35,8 @@ function watchDrag(dragged, start, { move, turnTo }) {
 
   const aim = (element) => {
     target?.removeAttribute("data-target");
-    const aimed = element?.closest(`.place[data-slot^="${kind}:"], [data-page]`);
-    target = aimed && device.contains(aimed) ? aimed : null;
+    const aimed = element?.closest(`[data-slot^="${kind}:"], [data-page]`);
+    target = aimed && aimed !== dragged && device.contains(aimed) ? aimed : null;
     target?.setAttribute("data-target", "");
   };
   const follow = (event) => {

@@ -1,6 +1,8 @@
 // The WebSocket to the program that served this page. It is opened again whenever it is lost.
 const kFirstDelay = 500; // ms
 const kLongestDelay = 5000;
+const kBase = new URL(".", location.href.replace(/^http/, "ws"));
+kBase.hash = "";
 
 export class Connection {
   #socket = null;
@@ -13,13 +15,13 @@ export class Connection {
     this.#open();
   }
 
-  // One command. Without a connection it is dropped: what fingers do can't be made up for later.
+  // Sends one command. Without a connection it is dropped: a press can't be made up for later.
   send(command) {
     if (this.#socket.readyState === WebSocket.OPEN) this.#socket.send(command);
   }
 
   #open() {
-    this.#socket = new WebSocket(`ws://${location.host}/page`);
+    this.#socket = new WebSocket(new URL("page", kBase));
     this.#socket.onopen = () => {
       this.#delay = kFirstDelay;
       this.#handlers.opened();

@@ -1,4 +1,4 @@
-// What keys and dials have in common on the page: a place, a selection, and passing signs.
+// The common part of keys and dials on the page: a place, a selection, and passing signs.
 import { setAttribute } from "./dom.js";
 import { slotOf } from "./places.js";
 
@@ -7,7 +7,7 @@ const kSignTime = 1000; // ms
 export class ContextView {
   #signTimer = null;
 
-  // `panel` is where it reports to: send(command), select(id).
+  // `panel` is the object that it reports to: send(command), select(id).
   constructor(id, element, panel) {
     this.id = id;
     this.element = element;

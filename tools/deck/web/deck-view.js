@@ -12,25 +12,30 @@ export class DeckView {
   #plug;
   #body = make("div", { class: "body" });
 
-  // `panel` is where it reports to: send(command), select(id), selectPlace(device, slot),
-  // fill(device).
+  // `panel` is the object that it reports to: send(command), select(id), selectPlace(device, slot),
+  // fill(device), showAlone(device).
   constructor(device, panel) {
     this.id = device.id;
     this.#panel = panel;
     this.#pages = Array.from({ length: device.pages }, (_, page) => this.#makePage(page));
     this.#plug = makeButton("Unplug", "", () => this.#togglePlug());
     const title = make("h2", {}, device.name, " ", make("small", {}, device.id));
-    const fill = makeButton("Fill", `Fill ${device.id} with the demo's keys`, () =>
+    const fill = makeButton("Fill", `Fill ${device.id} with the trainer's keys`, () =>
       panel.fill(device.id),
     );
+    const alone = makeButton("Full screen", `Full screen: only ${device.id}`, () =>
+      panel.showAlone(device.id),
+    );
+    alone.className = "alone";
     const pages = make("div", { class: "pages", role: "group", "aria-label": "Pages" });
     pages.append(...this.#pages);
     this.element = make("article", { class: "deck", "data-device": device.id });
     this.element.setAttribute("aria-label", `${device.name}, ${device.id}`);
     this.element.style.setProperty("--columns", device.columns);
+    this.element.style.setProperty("--rows", device.rows);
     this.element.toggleAttribute("data-dials", device.dials > 0);
     this.element.append(
-      make("header", {}, title, make("div", { class: "tools" }, pages, fill, this.#plug)),
+      make("header", {}, title, make("div", { class: "tools" }, pages, fill, alone, this.#plug)),
       this.#body,
     );
     this.#makeCells(device);

@@ -1,15 +1,13 @@
 // A dial with its segment of the touch strip.
 import { ContextView } from "./context-view.js";
 import { make, makeButton, nameButton, patchSvg, setAttribute, setText } from "./dom.js";
+import { watchKnob } from "./knob.js";
 import { watchPresses } from "./press.js";
 import { describeStrip, kFont, kHeight, kWidth } from "./strip.js";
+import { kTickAngle } from "./turning.js";
 
-const kTurnPause = 50; // ms; what is turned in between goes together
+const kTurnPause = 50; // ms; turns in between go together
 const kTapTime = 500; // ms; a tap that lasts longer is a long one
-const kWheelNotch = 100; // px
-const kWheelStep = 40; // px; of a wheel without notches
-const kTickAngle = 15; // degrees
-const kKeyTicks = { ArrowRight: 1, ArrowUp: 1, ArrowLeft: -1, ArrowDown: -1 };
 
 const pen = document.createElement("canvas").getContext("2d");
 let count = 0;
@@ -22,6 +20,7 @@ function measure(text, size, weight) {
 export class DialView extends ContextView {
   #picture = document.createElementNS("http://www.w3.org/2000/svg", "svg");
   #missing = make("span", { class: "missing" });
+  #words = make("span", { class: "hidden" }); // of the strip, for those who can't see it
   #strip = make("button", { type: "button", class: "strip" });
   #knob = make("button", { type: "button", class: "knob", "aria-describedby": "dial-hint" });
   #left;
@@ -38,7 +37,7 @@ export class DialView extends ContextView {
     super(id, make("div", { class: "dial", role: "group" }), panel);
     setAttribute(this.#picture, "viewBox", `0 0 ${kWidth} ${kHeight}`);
     setAttribute(this.#picture, "aria-hidden", "true");
-    this.#strip.append(this.#picture, this.#missing, make("span", { class: "sign" }));
+    this.#strip.append(this.#words, this.#picture, this.#missing, make("span", { class: "sign" }));
     this.#left = makeButton("−", "", () => this.#turn(-1));
     this.#right = makeButton("+", "", () => this.#turn(1));
     this.#knob.append(make("span", { class: "mark" }));
@@ -47,14 +46,18 @@ export class DialView extends ContextView {
       make("div", { class: "turning" }, this.#left, this.#knob, this.#right),
     );
     this.#watchStrip();
-    this.#watchKnob();
-    this.#watchWheel();
+    watchKnob(this.#knob, {
+      down: () => panel.send(`push ${id}`),
+      up: () => panel.send(`pull ${id}`),
+      turn: (ticks) => this.#turn(ticks),
+    });
   }
 
   place(context) {
     super.place(context);
     setAttribute(this.element, "aria-label", `Dial ${this.name}`);
     setAttribute(this.#knob, "aria-label", `Press dial ${this.name}`);
+    setAttribute(this.#knob, "title", "Click to press, drag round to turn");
     nameButton(this.#left, `Turn ${this.name} left`);
     nameButton(this.#right, `Turn ${this.name} right`);
     this.show(context.face);
@@ -65,10 +68,10 @@ export class DialView extends ContextView {
     if (shown !== this.#shown) this.#draw(face);
     this.#shown = shown;
     const text = this.#picture.dataset.text;
-    setAttribute(this.#strip, "aria-label", `Strip of ${this.name}${text ? `: ${text}` : ""}`);
+    setText(this.#words, `Strip of ${this.name}${text ? `: ${text}` : ""}`);
   }
 
-  // What the author of a layout should know.
+  // The faults that the author of a layout should know of.
   get notes() {
     const layout = this.#layoutPath ? [`Layout: ${this.#layoutPath}`] : [];
     return [...layout, ...this.#problems];
@@ -100,36 +103,6 @@ export class DialView extends ContextView {
         clearTimeout(timer);
       },
     });
-  }
-
-  #watchKnob() {
-    watchPresses(this.#knob, {
-      down: () => this.panel.send(`push ${this.id}`),
-      up: () => this.panel.send(`pull ${this.id}`),
-    });
-    this.#knob.addEventListener("keydown", (event) => {
-      if (!(event.key in kKeyTicks)) return;
-      event.preventDefault();
-      this.#turn(kKeyTicks[event.key]);
-    });
-  }
-
-  // Up is to the right. A touch pad scrolls in many small steps, which are gathered.
-  #watchWheel() {
-    let gathered = 0;
-    this.element.addEventListener(
-      "wheel",
-      (event) => {
-        event.preventDefault();
-        const distance = event.deltaMode === 0 ? event.deltaY : event.deltaY * kWheelNotch;
-        gathered += distance;
-        if (Math.abs(distance) < kWheelStep && Math.abs(gathered) < kWheelStep) return;
-        const ticks = Math.max(1, Math.round(Math.abs(gathered) / kWheelNotch));
-        this.#turn(-Math.sign(gathered) * ticks);
-        gathered = 0;
-      },
-      { passive: false },
-    );
   }
 
   #turn(ticks) {

@@ -9,7 +9,7 @@ export function make(tag, attributes = {}, ...children) {
   return element;
 }
 
-// `name` is what it is called by those who can't see the text, and shown to those who point at it.
+// `name` is read to users who can't see the text, and shown to those who point at it.
 export function makeButton(text, name, act) {
   const button = make("button", { type: "button" }, text);
   button.addEventListener("click", act);
@@ -22,7 +22,7 @@ export function nameButton(button, name) {
   setAttribute(button, "title", name);
 }
 
-// Setting what is there already would still cost a style calculation, or a picture's decoding.
+// Setting an unchanged value would still cost a style calculation, or a picture's decoding.
 export function setAttribute(element, name, value) {
   if (element.getAttribute(name) !== value) element.setAttribute(name, value);
 }
@@ -33,8 +33,8 @@ export function setText(element, text) {
 
 const kSvg = "http://www.w3.org/2000/svg";
 
-// Makes `parent` hold what the descriptions {tag, attributes, children} say. Elements that fit are
-// kept, so that a picture that stays isn't loaded again.
+// Makes `parent` hold the elements that are described as {tag, attributes, children}. Elements that
+// fit are kept, so that a picture that stays isn't loaded again.
 export function patchSvg(parent, descriptions) {
   descriptions.forEach((description, index) => {
     let element = parent.childNodes[index];

@@ -2,15 +2,13 @@
 import { make, part, setText } from "./dom.js";
 import { describeSlot, isDial, kindOf, parseSlot } from "./places.js";
 
-const kDemoNames = {
-  key: [
-    "GEAR", "FLAPS_UP", "FLAPS_DOWN", "LIGHT_NAV", "LIGHT_BEACON", "LIGHT_STROBE", "LIGHT_LANDING",
-    "LIGHT_TAXI", "CAUTION", "FAIL", "AP", "CLOCK",
-  ],
-  dial: ["COM1", "NAV1", "HEADING", "ALTITUDE", "SPEED"],
-};
+// The names that the bundle's panels know, {key: [...], dial: [...]}. None: the bundle has no list.
+const kNames = await import("./bundle/inspector/names.js").then(
+  () => globalThis.kPanelNames,
+  () => ({ key: [], dial: [] }),
+);
 
-export const demoNames = (kind) => kDemoNames[kind];
+export const offeredNames = (kind) => kNames[kind];
 
 export class Inspector {
   #selection = null;
@@ -18,11 +16,9 @@ export class Inspector {
   #isEdited = false;
   #notes = "";
 
-  // `panel` is where it reports to: name(context, name), place(device, slot, name),
+  // `panel` is the object that it reports to: name(context, name), place(device, slot, name),
   // move(context, page, column, row), remove(context).
   constructor(panel) {
-    const names = [...kDemoNames.key, ...kDemoNames.dial];
-    part("names").append(...names.map((value) => make("option", { value })));
     part("key-name").addEventListener("input", () => (this.#isEdited = true));
     part("name-form").addEventListener("submit", (event) => {
       event.preventDefault();
@@ -45,7 +41,7 @@ export class Inspector {
     });
   }
 
-  // `selection` is {device, page, slot, context} or null, with what belongs to it.
+  // `selection` is {device, page, slot, context} or null, with the objects that belong to it.
   show(selection, device, context) {
     const isOther = JSON.stringify(selection) !== JSON.stringify(this.#selection);
     this.#selection = selection;
@@ -58,7 +54,7 @@ export class Inspector {
     }
     this.#describe(device);
     if (isOther) this.#isEdited = false;
-    // What somebody is typing stays, whatever another page does.
+    // A half-typed name stays, whatever another page does.
     if (!this.#isEdited) part("key-name").value = context?.keyName ?? "";
     if (context && isOther) this.#offerMove(device);
   }
@@ -66,6 +62,7 @@ export class Inspector {
   #describe(device) {
     const { page, slot } = this.#selection;
     const kind = kindOf(slot);
+    part("names").replaceChildren(...kNames[kind].map((value) => make("option", { value })));
     const where = `${describeSlot(slot)}, page ${page + 1} of ${device.id}`;
     const what = this.#context ? `${kind} ${this.#context.id}` : `No ${kind}`;
     setText(part("what"), `${what[0].toUpperCase()}${what.slice(1)}: ${where}`);

@@ -7,6 +7,7 @@ import { watchPresses } from "./press.js";
 export class KeyView extends ContextView {
   #image = make("img", { alt: "", draggable: "false", decoding: "sync", hidden: "" });
   #title = make("span", { class: "title" });
+  #place = "";
 
   constructor(id, panel) {
     super(id, make("button", { type: "button", class: "key" }), panel);
@@ -19,10 +20,12 @@ export class KeyView extends ContextView {
 
   place(context) {
     super.place(context);
+    this.#place = `Key ${this.name}, ${describeSlot(this.slot)}`;
     this.show(context.face);
   }
 
-  // Null: the plug-in has yet to say what is on the key.
+  // Null: the plug-in has yet to say what is on the key. Users who can't see the picture are told
+  // the title, which gives the key's state in words.
   show(face) {
     const image = face?.image ?? "";
     if (image) setAttribute(this.#image, "src", image);
@@ -30,12 +33,8 @@ export class KeyView extends ContextView {
     this.#image.hidden = !image;
     setText(this.#title, face?.title ?? "");
     this.element.toggleAttribute("data-blank", !image && !face?.title);
-    const title = face?.title ? `: ${face.title.replaceAll("\n", " ")}` : "";
-    setAttribute(
-      this.element,
-      "aria-label",
-      `Key ${this.name}, ${describeSlot(this.slot)}${title}`,
-    );
+    const words = face?.title ? face.title.replaceAll("\n", " ") : image ? "a picture" : "blank";
+    setAttribute(this.element, "aria-label", `${this.#place}: ${words}`);
   }
 
   get notes() {

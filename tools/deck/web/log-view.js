@@ -2,6 +2,8 @@
 import { make, part, setText } from "./dom.js";
 
 const kKeptLines = 400;
+const kFoldKey = "velomar-log";
+const kWide = "(min-width: 64rem)"; // there is room beside the devices
 const kArrows = { "to plug-in": "→", "from plug-in": "←" };
 
 export class LogView {
@@ -15,6 +17,23 @@ export class LogView {
     part("log-filter").addEventListener("input", () => this.#filter());
     part("log-from").addEventListener("input", () => this.#filter());
     part("log-pause").addEventListener("click", () => this.#togglePause());
+    this.#watchFold();
+  }
+
+  // Open where there is room for it, unless it was folded or opened by hand.
+  #watchFold() {
+    const kept = readSetting(kFoldKey);
+    const fold = (isOpen) => {
+      part("log-fold").setAttribute("aria-expanded", `${isOpen}`);
+      part("log-body").hidden = !isOpen;
+      this.#list.scrollTop = this.#list.scrollHeight;
+    };
+    fold(kept === null ? matchMedia(kWide).matches : kept === "open");
+    part("log-fold").addEventListener("click", () => {
+      const isOpen = part("log-body").hidden;
+      fold(isOpen);
+      keepSetting(kFoldKey, isOpen ? "open" : "folded");
+    });
   }
 
   clear() {
@@ -59,6 +78,23 @@ export class LogView {
     const from = part("log-from").value;
     element.hidden =
       (from !== "" && line.from !== from) || !line.text.toLowerCase().includes(wanted);
+  }
+}
+
+// A browser may be set to keep nothing.
+function readSetting(key) {
+  try {
+    return localStorage.getItem(key);
+  } catch {
+    return null;
+  }
+}
+
+function keepSetting(key, value) {
+  try {
+    localStorage.setItem(key, value);
+  } catch {
+    // it then looks as it does at first
   }
 }
 

@@ -1,14 +1,17 @@
-// The page: what the program tells goes to the devices, the inspector and the log, and what is done
-// on them goes back as commands.
+// The page: passes the program's news on to the devices, the inspector and the log, and the user's
+// actions on them back as commands.
+import { showAlone, showWanted, watchAlone } from "./alone.js";
 import { watchArranging } from "./arrange.js";
 import { Connection } from "./connection.js";
 import { DeckView } from "./deck-view.js";
 import { part, setText } from "./dom.js";
-import { demoNames, Inspector } from "./inspector.js";
+import { Inspector, offeredNames } from "./inspector.js";
+import { describeLink } from "./lights.js";
 import { LogView } from "./log-view.js";
-import { isDial, kindOf, parseSlot, slotOf, slotsOf } from "./places.js";
+import { inPageOrder, isDial, kindOf, parseSlot, slotOf, slotsOf } from "./places.js";
 
 const kToastTime = 5000; // ms
+const kLightPause = 1000; // ms; times are told in seconds
 
 let devices = [];
 let contexts = [];
@@ -25,36 +28,45 @@ function contextAt(device, page, slot) {
   );
 }
 
-// What the program tells.
+// The program's news.
 
 const kNews = {
   state: ({ state }) => showState(state),
   face: ({ context, face }) => showFace(context, face),
   sign: ({ context, sign }) => showSign(context, sign),
+  link: (news) => showLink(news),
   log: ({ lines }) => log.add(lines),
   refused: ({ text }) => showToast(text),
 };
 
 function showState(state) {
   ({ devices, contexts } = state);
-  showLight(part("plugin-light"), state.plugin, state.plugin ? "Plug-in connected" : "No plug-in");
+  showLight(part("plugin-light"), state.plugin, `Plug-in: ${state.plugin ? "connected" : "gone"}`);
+  showLink(state);
   part("no-device").hidden = devices.length > 0;
   part("dial-press").value = state.dialPress;
-  const blank = state.stateImage ? `url("/bundle/${state.stateImage}")` : "none";
+  const blank = state.stateImage ? `url("bundle/${state.stateImage}")` : "none";
   document.documentElement.style.setProperty("--blank", blank);
-  for (const device of devices) deckOf(device).update(device, shownOn(device));
+  showDecks();
+  showWanted();
   followSelection();
   showSelection();
 }
 
-function deckOf(device) {
-  let deck = decks.get(device.id);
-  if (!deck) {
-    deck = new DeckView(device, panel);
-    decks.set(device.id, deck);
-    part("decks").append(deck.element);
+function showDecks() {
+  for (const [id, deck] of decks) {
+    if (!findDevice(id)) {
+      deck.element.remove(); // another program serves this page now
+      decks.delete(id);
+    }
   }
-  return deck;
+  inPageOrder(devices).forEach((device, index) => {
+    if (!decks.has(device.id)) decks.set(device.id, new DeckView(device, panel));
+    const { element } = decks.get(device.id);
+    const before = part("decks").querySelectorAll("[data-device]")[index] ?? null;
+    if (before !== element) part("decks").insertBefore(element, before);
+    decks.get(device.id).update(device, shownOn(device));
+  });
 }
 
 const shownOn = (device) =>
@@ -94,6 +106,28 @@ function showToast(text) {
   toastTimer = setTimeout(() => setText(part("toast"), ""), kToastTime);
 }
 
+// The link, and by how much the program's clock is ahead of the browser's.
+let link = { state: "unknown", since: 0 };
+let clockOffset = 0;
+
+const browserTime = () => performance.now() / 1000;
+
+function showLink(news) {
+  const before = describeLink(link, 0).state;
+  link = news.link;
+  clockOffset = news.time - browserTime();
+  showLinkLight();
+  const { state } = describeLink(link, 0);
+  if (state !== before) setText(part("spoken"), state);
+}
+
+function showLinkLight() {
+  const { text, isGood } = describeLink(link, browserTime() + clockOffset);
+  showLight(part("link-light"), isGood, text);
+}
+
+setInterval(showLinkLight, kLightPause);
+
 function showLight(light, isGood, text) {
   light.toggleAttribute("data-good", isGood);
   setText(light, text);
@@ -101,7 +135,7 @@ function showLight(light, isGood, text) {
 
 // The selected place.
 
-// What is selected may have moved, or gone, or come to an empty place.
+// The selected context may have moved, or gone, or come to an empty place.
 function followSelection() {
   if (!selection) return;
   const context =
@@ -115,7 +149,7 @@ function followSelection() {
     };
   } else {
     selection.context = null;
-    if (findDevice(selection.device).page !== selection.page) selection = null;
+    if (findDevice(selection.device)?.page !== selection.page) selection = null;
   }
 }
 
@@ -137,7 +171,7 @@ function select(id) {
   if (selection?.context !== id && context?.shown) selectPlace(context.device, slotOf(context));
 }
 
-// What is done on the page.
+// The user's actions on the page.
 
 function freeId(start, taken) {
   let number = 1;
@@ -163,7 +197,7 @@ function fill(id) {
     const free = slotsOf(device).filter(
       (slot) => kindOf(slot) === kind && !contextAt(id, device.page, slot),
     );
-    const wanted = demoNames(kind).filter((name) => !names.has(name));
+    const wanted = offeredNames(kind).filter((name) => !names.has(name));
     wanted.slice(0, free.length).forEach((name, index) => {
       taken.push({ id: place(id, free[index], name, taken) });
     });
@@ -186,7 +220,7 @@ function moveToPage(id, page) {
   move(id, page, column, row);
 }
 
-const panel = { send, select, selectPlace, fill };
+const panel = { send, select, selectPlace, fill, showAlone };
 
 const log = new LogView();
 
@@ -202,12 +236,14 @@ const connection = new Connection({
   opened: () => {
     log.clear();
     document.body.removeAttribute("data-lost");
-    showLight(part("page-light"), true, "Live");
+    showLight(part("page-light"), true, "Page: live");
   },
   lost: () => {
     document.body.setAttribute("data-lost", "");
-    showLight(part("page-light"), false, "Connection lost, trying again");
-    showLight(part("plugin-light"), false, "Plug-in unknown");
+    showLight(part("page-light"), false, "Page: connection lost, trying again");
+    showLight(part("plugin-light"), false, "Plug-in: unknown");
+    link = { state: "unknown", since: 0 };
+    showLinkLight();
   },
 });
 
@@ -227,3 +263,5 @@ watchArranging(part("decks"), part("arrange"), {
   },
   turnTo: moveToPage,
 });
+
+watchAlone();

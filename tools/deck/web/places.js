@@ -29,3 +29,10 @@ export function describeSlot(slot) {
 }
 
 export const kindOf = (slot) => (slot.startsWith("dial") ? "dial" : "key");
+
+// The devices with dials come first: there is the most to see on them. The others follow in the
+// order in which they were plugged in.
+export function inPageOrder(devices) {
+  const withDials = devices.filter((device) => device.dials > 0);
+  return [...withDials, ...devices.filter((device) => device.dials === 0)];
+}

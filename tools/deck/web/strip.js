@@ -1,5 +1,5 @@
-// What a dial's segment of the touch strip shows: a layout and the feedback that fills it, turned
-// into a description of an SVG. Knows nothing of the page.
+// Draws a dial's segment of the touch strip: turns a layout and the feedback that fills it into a
+// description of an SVG. This module knows nothing of the page.
 import { parseColor } from "./colors.js";
 
 export const kWidth = 200;
@@ -112,11 +112,11 @@ function drawPixmap(item, { width, height }, { changed }) {
   return href ? [node("image", { href, width, height })] : [];
 }
 
-// A file may change under its name: the number makes it another address.
+// A file may change under the same name: the number makes it another address.
 function pixmapAddress(value, revision) {
   if (value === "" || value.startsWith("data:")) return value;
   if (value.trimStart().startsWith("<")) return `data:image/svg+xml,${encodeURIComponent(value)}`;
-  return `/bundle/${value.split("/").map(encodeURIComponent).join("/")}?r=${revision}`;
+  return `bundle/${value.split("/").map(encodeURIComponent).join("/")}?r=${revision}`;
 }
 
 function drawBar(item, box) {

@@ -1,0 +1,82 @@
+#include "tools/common/ChildProcess.h"
+
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <system_error>
+
+#include "tools/common/TemporaryFolder.h"
+
+using std::chrono::seconds;
+using Lines = std::vector<std::string>;
+
+namespace {
+
+constexpr seconds kPatience{60};
+
+Lines shell(const std::string& script) {
+  return {"/bin/sh", "-c", script};
+}
+
+TEST(ChildProcessTest, WhatCantBeStartedSaysSoAtOnce) {
+  EXPECT_THROW(ChildProcess({"/nowhere/program"}, {}), std::system_error);
+  ChildProcess::Options options;
+  options.folder = "/nowhere";
+  EXPECT_THROW(ChildProcess(shell("true"), options), std::system_error);
+}
+
+TEST(ChildProcessTest, ALineIsNotWaitedForOnceTheOutputHasEnded) {
+  ChildProcess::Options options;
+  options.withErrorOutput = true;
+  ChildProcess child(shell("echo one; echo wrong >&2; exit 3"), options);
+  EXPECT_EQ(child.waitForLine("two", std::chrono::hours(1)), std::nullopt);
+  EXPECT_EQ(child.waitForLine("wrong", kPatience), 2U);
+  EXPECT_EQ(child.waitForEnd(kPatience), 3);
+}
+
+TEST(ChildProcessTest, TheChildRunsInItsFolderAndAGroupOfItsOwnAndReadsWhatIsWritten) {
+  const TemporaryFolder folder;
+  ChildProcess::Options options;
+  options.folder = folder.path().string();
+  ChildProcess child(shell("pwd; read line; echo got $line"), options);
+  ASSERT_TRUE(child.waitForLine(folder.path().string(), kPatience));
+  EXPECT_EQ(getpgid(child.pid()), child.pid());
+  child.writeLine("that");
+  EXPECT_TRUE(child.waitForLine("got that", kPatience));
+  EXPECT_EQ(child.waitForEnd(kPatience), 0);
+}
+
+// The parent closes its streams, as a shell does for <&- and >&-: a pipe may then get their
+// numbers.
+TEST(ChildProcessTest, AParentWithoutStandardStreamsGivesItsChildAllOfThem) {
+  const pid_t parent = fork();
+  if (parent == 0) {
+    for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) (void)close(fd);
+    ChildProcess child(shell("read line; echo got $line"), {});
+    child.writeLine("it");
+    const bool isRight = child.waitForLine("got it", kPatience) && child.waitForEnd(kPatience) == 0;
+    _exit(isRight ? 0 : 1);
+  }
+  int status = -1;
+  ASSERT_EQ(waitpid(parent, &status, 0), parent);
+  EXPECT_EQ(status, 0);
+}
+
+TEST(ChildProcessTest, TheChildsInputEndsWithItsParent) {
+  const TemporaryFolder folder;
+  const std::string traces = (folder.path() / "ended").string();
+  const pid_t parent = fork();
+  if (parent == 0) {
+    ChildProcess child(shell("echo there; read line || echo ended > " + traces), {});
+    ChildProcess sibling(shell("read line"), {});  // holds no end of the other's input
+    (void)child.waitForLine("there", kPatience);
+    (void)kill(getpid(), SIGKILL);
+  }
+  ASSERT_EQ(waitpid(parent, nullptr, 0), parent);
+  for (int tries = 0; tries < 6000 && !std::filesystem::exists(traces); ++tries) usleep(10000);
+  EXPECT_TRUE(std::filesystem::exists(traces));
+}
+
+}  // namespace

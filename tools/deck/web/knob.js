@@ -1,0 +1,88 @@
+// The gestures on a knob: a press, a turn by dragging round it, by the wheel or by the arrow keys,
+// and a turn while it is held down.
+import { Turning, Wheel } from "./turning.js";
+
+const kDragDistance = 6; // px; less is a press
+const kHoldTime = 300; // ms; one that rests for so long is pressed, and may then be turned
+const kKeyTicks = { ArrowRight: 1, ArrowUp: 1, ArrowLeft: -1, ArrowDown: -1 };
+
+const isPressKey = (event) => event.key === "Enter" || event.key === " ";
+
+// Calls `down` and `up` in turn, and `turn` with ticks.
+export function watchKnob(element, actions) {
+  const press = makePress(element, actions);
+  watchPointer(element, press, actions.turn);
+  watchKeys(element, press, actions.turn);
+  const wheel = new Wheel();
+  element.addEventListener(
+    "wheel",
+    (event) => {
+      event.preventDefault();
+      actions.turn(wheel.ticksOf(event));
+    },
+    { passive: false },
+  );
+  // A resting finger would open the context menu.
+  element.addEventListener("contextmenu", (event) => event.preventDefault());
+}
+
+function makePress(element, { down, up }) {
+  let isDown = false;
+  const set = (wanted, act) => {
+    if (isDown === wanted) return;
+    isDown = wanted;
+    element.toggleAttribute("data-pressed", isDown);
+    act();
+  };
+  return { begin: () => set(true, down), end: () => set(false, up) };
+}
+
+// A pointer that goes down may press or turn: it presses when it has rested for a while, or when it
+// is lifted at the same place.
+function watchPointer(element, press, turn) {
+  let drag = null; // {id, start, turning, isTurning, timer}
+
+  element.addEventListener("pointerdown", (event) => {
+    if (event.button !== 0 || drag) return;
+    element.setPointerCapture(event.pointerId);
+    const { left, top, width, height } = element.getBoundingClientRect();
+    const start = { x: event.clientX, y: event.clientY };
+    drag = {
+      id: event.pointerId,
+      start,
+      turning: new Turning({ x: left + width / 2, y: top + height / 2 }, start),
+      isTurning: false,
+      timer: setTimeout(press.begin, kHoldTime),
+    };
+  });
+  element.addEventListener("pointermove", (event) => {
+    if (drag?.id !== event.pointerId) return;
+    const point = { x: event.clientX, y: event.clientY };
+    drag.isTurning ||= Math.hypot(point.x - drag.start.x, point.y - drag.start.y) > kDragDistance;
+    if (!drag.isTurning) return;
+    clearTimeout(drag.timer);
+    turn(drag.turning.moveTo(point));
+  });
+  const finish = (event) => {
+    if (drag?.id !== event.pointerId) return;
+    const wasPress = event.type === "pointerup" && !drag.isTurning;
+    clearTimeout(drag.timer);
+    drag = null;
+    if (wasPress) press.begin();
+    press.end();
+  };
+  for (const name of ["pointerup", "pointercancel", "lostpointercapture"]) {
+    element.addEventListener(name, finish);
+  }
+}
+
+function watchKeys(element, press, turn) {
+  element.addEventListener("keydown", (event) => {
+    if (!isPressKey(event) && !(event.key in kKeyTicks)) return;
+    event.preventDefault();
+    if (event.key in kKeyTicks) turn(kKeyTicks[event.key]);
+    else if (!event.repeat) press.begin();
+  });
+  element.addEventListener("keyup", (event) => isPressKey(event) && press.end());
+  element.addEventListener("blur", press.end);
+}

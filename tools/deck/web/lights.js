@@ -1,0 +1,26 @@
+// The words of the light for the simulator's side. This module knows nothing of the page.
+
+const kMinute = 60; // s
+
+// `link` is {state, since}, `now` the time on the same clock, in seconds. `text` is all of the
+// words, `state` the part that doesn't change from second to second.
+export function describeLink(link, now) {
+  const { words, isGood = false, isTimed = false } = kStates[link.state] ?? kStates.unknown;
+  const state = `Simulator: ${words}`;
+  const text = isTimed ? `${state} since ${describeTime(now - link.since)}` : state;
+  return { state, text, isGood };
+}
+
+const kStates = {
+  unknown: { words: "unknown" },
+  awaited: { words: "not come yet" },
+  up: { words: "up", isGood: true },
+  silent: { words: "silent", isTimed: true },
+  dropped: { words: "link lost", isTimed: true },
+  impossible: { words: "no link in this run, the log says why" },
+};
+
+function describeTime(seconds) {
+  const whole = Math.max(0, Math.floor(seconds));
+  return whole < 2 * kMinute ? `${whole} s` : `${Math.floor(whole / kMinute)} min`;
+}
