@@ -1,5 +1,8 @@
 // The least that a plug-in on this library can be: it registers, and answers each frame with three
 // of the size of those that blank a key. What the program is measured beside.
+//
+// A registration event of "turns" or "turns-nodelay" makes it answer each turn of a dial with eight
+// titles instead, without and with TCP_NODELAY on its socket.
 #include <cstdlib>
 #include <string>
 #include <websocketpp/client.hpp>
@@ -13,12 +16,24 @@ int main(int argc, char** argv) {
   client.clear_access_channels(websocketpp::log::alevel::all);
   client.clear_error_channels(websocketpp::log::elevel::all);
   client.init_asio();
+  const std::string mode = argc > 6 ? argv[6] : "";
+  client.set_tcp_pre_init_handler([&](connection_hdl handle) {
+    if (mode != "turns-nodelay") return;
+    client.get_con_from_hdl(handle)->get_socket().set_option(asio::ip::tcp::no_delay(true));
+  });
   const auto say = [&](const connection_hdl& handle, const std::string& text) {
     client.send(handle, text, websocketpp::frame::opcode::text);
   };
   client.set_open_handler(
       [&](connection_hdl handle) { say(handle, R"({"event":"registerPlugin","uuid":"bench"})"); });
-  client.set_message_handler([&](connection_hdl handle, const Client::message_ptr&) {
+  client.set_message_handler([&](connection_hdl handle, const Client::message_ptr& message) {
+    if (mode.rfind("turns", 0) == 0) {
+      if (message->get_payload().find("dialRotate") == std::string::npos) return;
+      for (int i = 0; i < 8; ++i) {
+        say(handle, R"({"context":"C0","event":"setTitle","payload":{"target":0,"title":"GEAR"}})");
+      }
+      return;
+    }
     say(handle, R"({"context":"C1","event":"setImage","payload":{"image":"","target":0}})");
     say(handle, R"({"context":"C1","event":"setTitle","payload":{"target":0,"title":""}})");
     say(handle,

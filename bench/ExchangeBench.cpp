@@ -243,7 +243,6 @@ int main(int argc, char** argv) {
   const bool quick = argc > 1 && std::strcmp(argv[1], "--short") == 0;
   const int rounds = quick ? 1 : 7;
   const std::uint64_t messages = quick ? 2000 : 200000;
-  const std::uint64_t slow = messages / 4;  // the length of a round, where a peer is slow
 
   std::vector<Contender> queues{{"velomar", [=] { return throughMap<SimdbMap>(messages); }},
                                 {"seqpacket", [=] { return throughSeqpacket(messages); }}};
@@ -253,6 +252,7 @@ int main(int argc, char** argv) {
   maps.push_back({"Boost map", [=] { return onOneMap<BoostMap>(messages, 2, 1); }});
 #endif
 #ifdef VELOMAR_BENCH_LMDB
+  const std::uint64_t slow = messages / 4;  // the length of a round of a slow peer
   queues.push_back({"LMDB", [=] { return throughMap<LmdbMap>(slow); }});
   maps.push_back({"LMDB", [=] { return onOneMap<LmdbMap>(slow, 2, 1); }});
 #endif

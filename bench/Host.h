@@ -45,7 +45,7 @@ class Host {
   int listener;
   std::atomic<int> connection{-1};
   std::string beginning;   // of a frame, its header first, until there is enough of it
-  std::uint64_t left = 0;  // bytes of the frame behind its beginning
+  std::uint64_t left = 0;  // bytes of the frame after its beginning
   bool isLogLine = false;  // the frame
   std::mutex mutex;
   std::condition_variable changed;

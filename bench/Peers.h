@@ -28,6 +28,9 @@
 
 namespace bench {
 
+using store::u32;
+using store::u64;
+
 constexpr u32 kBlockSize = 2048;  // of the program's own stores
 constexpr u32 kBlockCount = 4096;
 constexpr std::size_t kPeerBytes = std::size_t{64} << 20U;  // of a peer's file
@@ -57,6 +60,16 @@ class SimdbMap {
   bool del(const std::string& key) { return db.del(key.data(), static_cast<u32>(key.size())); }
 
   simdb db;
+};
+
+// The same, read as the program reads its messages.
+class SimdbByValue : public SimdbMap {
+ public:
+  using SimdbMap::SimdbMap;
+  bool get(const std::string& key, std::string& value) const {
+    value = db.get(key);
+    return !value.empty();
+  }
 };
 
 #ifdef VELOMAR_BENCH_BOOST

@@ -4,9 +4,8 @@
 //   velomar-bench-program PROGRAM BARE_CLIENT [--short]
 //
 // Prints a line of JSON for every figure. It uses the program's own two stores: no simulator
-// plug-in may run meanwhile. `--short` makes it quick and its figures worthless.
+// plug-in may run at the same time. `--short` makes it quick and its figures worthless.
 #include <sched.h>
-#include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -22,75 +21,20 @@
 
 #include "bench/Host.h"
 #include "bench/Peers.h"
+#include "bench/Program.h"
 #include "bench/Rounds.h"
 #include "simulator/SimulatorLink.h"
-#include "tools/common/ChildProcess.h"
 
 namespace {
 
 using namespace bench;
-namespace fs = std::filesystem;
 
 constexpr std::chrono::seconds kPatience{30};
 constexpr std::chrono::microseconds kLook{50};  // between two looks into a store
 
-// A folder for the program to run in. The stores are gone before and after.
-class Folder {
- public:
-  Folder() {
-    removeStores();
-    std::string name = (fs::temp_directory_path() / "velomar-bench-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) fail("mkdtemp");
-    path = name;
-    for (const char* part : {"images", "layouts"}) fs::create_directory(path / part);
-  }
-  ~Folder() {
-    fs::remove_all(path);
-    removeStores();
-  }
-  Folder(const Folder&) = delete;
-  Folder& operator=(const Folder&) = delete;
-
-  fs::path path;
-
- private:
-  static void removeStores() {
-    for (const char* store : {"ToXPlane", "FromXPlane"}) SimdbMap::remove(store);
-  }
-};
-
-// A program that was told the host's port, and has registered.
-class Started {
- public:
-  explicit Started(const std::string& file) {
-    ChildProcess::Options options;
-    options.folder = folder.path;
-    options.withErrorOutput = true;
-    const auto start = Clock::now();
-    child = std::make_unique<ChildProcess>(
-        std::vector<std::string>{file, "-port", host.port(), "-pluginUUID", "bench",
-                                 "-registerEvent", "registerPlugin", "-info", "{}"},
-        options);
-    host.awaitCount(1);
-    toRegistration = secondsSince(start);
-  }
-
-  Folder folder;
-  Host host;
-  double toRegistration = 0;
-  std::unique_ptr<ChildProcess> child;
-};
-
 double median(std::vector<double> figures) {
   std::nth_element(figures.begin(), figures.begin() + figures.size() / 2, figures.end());
   return figures[figures.size() / 2];
-}
-
-std::string appear(const std::string& context) {
-  return R"({"event":"willAppear","action":"com.brackenmoor.velomar.launch","context":")" +
-         context +
-         R"(","device":"D1","payload":{"settings":{"KeyName":"K"},"coordinates":{"column":0,"row":0},)"
-         R"("controller":"Keypad"}})";
 }
 
 // One CPU for this thread, and for the threads and processes that it starts while the object lives.
@@ -157,15 +101,8 @@ class Linked : public Started {
     fail("the program");
   }
 
-  SimulatorLink link;
+  velomar::SimulatorLink link;
 };
-
-// The middle and the slowest hundredth, in seconds.
-void reportSpread(const std::string& work, std::vector<double> figures) {
-  std::sort(figures.begin(), figures.end());
-  report(work + " p50", "velomar", "s", figures[figures.size() / 2]);
-  report(work + " p99", "velomar", "s", figures[figures.size() * 99 / 100]);
-}
 
 // Pauses that fall anywhere into the program's poll.
 class Pauses {
@@ -211,7 +148,58 @@ void frameTimes(Linked& linked, int times) {
   reportSpread("frame", std::move(figures));
 }
 
-// Writes messages under keys that sort behind those of the link, and sees which of them wait.
+constexpr char kTurn[] =
+    R"({"event":"dialRotate","context":"C0","device":"D1","payload":{"ticks":1,"pressed":false}})";
+constexpr std::uint64_t kCommands = 8;  // that answer a turn
+
+// Waits until there are so many frames or the time is over, while the host sends events that mean
+// nothing: one that sends delays its acknowledgements.
+void keepSending(Host& host, std::uint64_t wanted, std::chrono::microseconds time) {
+  const auto end = Clock::now() + time;
+  for (auto next = Clock::now(); Clock::now() < end && host.count() < wanted;) {
+    std::this_thread::sleep_for(kLook);
+    if (Clock::now() < next) continue;
+    host.send(R"({"event":"nothing known"})");
+    next += std::chrono::milliseconds(3);
+  }
+}
+
+// Seconds from the answer to a turn, written as eight titles, to the last of their frames. The
+// turn's own way to the simulator is a press's.
+double turnTime(Linked& linked, std::chrono::microseconds pause) {
+  const std::uint64_t wanted = linked.host.count() + kCommands;
+  keepSending(linked.host, wanted, pause);
+  linked.host.send(kTurn);
+  linked.awaitMessage("Encoder Rotate");
+  std::this_thread::sleep_for(pause % std::chrono::milliseconds(10));  // anywhere into the poll
+  const auto start = Clock::now();
+  for (std::uint64_t n = 0; n < kCommands; ++n) linked.link.send(title("GEAR"));
+  keepSending(linked.host, wanted, kPatience);
+  return secondsSince(start);
+}
+
+// The same of a bare client, which answers the turn itself.
+double bareTurnTime(Started& client, std::chrono::microseconds pause) {
+  const std::uint64_t wanted = client.host.count() + kCommands;
+  keepSending(client.host, wanted, pause);
+  const auto start = Clock::now();
+  client.host.send(kTurn);
+  keepSending(client.host, wanted, kPatience);
+  return secondsSince(start);
+}
+
+template <typename Measure>
+void turnTimes(const char* who, int times, Measure measure) {
+  std::mt19937 random{7};
+  std::uniform_int_distribution<int> pause(15000, 35000);
+  std::vector<double> figures;
+  for (int i = 0; i < times; ++i) {
+    figures.push_back(measure(std::chrono::microseconds(pause(random))));
+  }
+  reportSpread("turn", std::move(figures), who);
+}
+
+// Writes messages under keys that sort after those of the link, and sees which of them wait.
 class Writer {
  public:
   Writer() : first(wallClock() + kAnHour), store("FromXPlane") {}
@@ -268,35 +256,17 @@ double throughput(Linked& linked, std::uint64_t waiting, double seconds, Make ma
 
 double titles(Linked& linked, std::uint64_t waiting, double seconds) {
   const std::string message = title(std::string(50, 'x'));
-  return throughput(linked, waiting, seconds, [&](std::uint64_t) { return message; });
+  return throughput(linked, waiting, seconds,
+                    [&](std::uint64_t) -> const std::string& { return message; });
 }
 
 double images(Linked& linked, double seconds) {
-  constexpr std::size_t kBase64 = 20 * 1024 / 3 * 4;  // of an image of 20 KB
+  constexpr std::size_t kBase64 = std::size_t{20} * 1024 / 3 * 4;  // of an image of 20 KB
   const std::string rest =
       R"(,"Message":"Update Full Image ID","Base64":")" + std::string(kBase64, 'Q') + R"("})";
   return throughput(linked, 100, seconds, [&](std::uint64_t i) {
     return R"({"Context":"C0","Image ID":)" + std::to_string(i % 64) + rest;
   });
-}
-
-// Nanoseconds that all threads of a process have run.
-double cpuTime(pid_t pid) {
-  double sum = 0;
-  for (const auto& task : fs::directory_iterator("/proc/" + std::to_string(pid) + "/task")) {
-    double ran = 0;
-    std::ifstream(task.path() / "schedstat") >> ran;
-    sum += ran;
-  }
-  return sum;
-}
-
-double residentBytes(pid_t pid) {
-  std::ifstream status("/proc/" + std::to_string(pid) + "/status");
-  for (std::string line; std::getline(status, line);) {
-    if (line.rfind("VmRSS:", 0) == 0) return std::atof(line.c_str() + 6) * 1024;
-  }
-  return 0;
 }
 
 // The share of a CPU that a process takes while the link is up.
@@ -311,7 +281,9 @@ double idleShare(Linked& linked, pid_t pid, std::chrono::seconds time) {
 double bareShare(Linked& linked, std::chrono::seconds time) {
   const pid_t sleeper = fork();
   if (sleeper < 0) fail("fork");
-  while (sleeper == 0) usleep(10000);
+  if (sleeper == 0) {
+    for (;;) usleep(10000);
+  }
   const double share = idleShare(linked, sleeper, time);
   (void)kill(sleeper, SIGKILL);
   (void)waitpid(sleeper, nullptr, 0);
@@ -367,6 +339,16 @@ int main(int argc, char** argv) {
   }
   if (wanted("press")) pressTimes(*std::make_unique<Linked>(program, 1), quick ? 20 : 500);
   if (wanted("frame")) frameTimes(*std::make_unique<Linked>(program, 1), quick ? 20 : 500);
+  if (wanted("turn")) {
+    const int times = quick ? 20 : 500;
+    const auto linked = std::make_unique<Linked>(program, 1);
+    turnTimes("velomar", times, [&](auto pause) { return turnTime(*linked, pause); });
+    for (const auto& [mode, who] :
+         {std::pair("turns", "bare client"), std::pair("turns-nodelay", "bare client, no delay")}) {
+      Started client(bare, mode);
+      turnTimes(who, times, [&](auto pause) { return bareTurnTime(client, pause); });
+    }
+  }
   if (wanted("titles")) {
     // A simulator has a CPU of its own. One that had to wait for the program's would leave its
     // store empty for a moment, and the program would sleep.

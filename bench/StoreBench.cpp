@@ -9,6 +9,7 @@
 #include "bench/Peers.h"
 #include "common/Base64.h"
 #include "common/ThreadSafeQueue.h"
+#include "store/KeyHash.h"
 #include "store/simdb.h"
 
 #ifdef VELOMAR_BENCH_OPENSSL
@@ -99,16 +100,16 @@ void bareWalk(benchmark::State& state) {
   std::vector<Entry> entries(n);
   for (auto& slot : slots) slot = ~u64{0};
   for (u32 i = 0; i < used; ++i) {
-    const u32 home = CncrHsh::hashOf(numbered(i).data(), static_cast<u32>(numbered(i).size())) % n;
+    const u32 home = store::hashOf(numbered(i).data(), static_cast<u32>(numbered(i).size())) % n;
     u32 at = home;
-    while (store::load(slots[at]) != ~u64{0}) at = at + 1 == n ? 0 : at + 1;
+    while (store::loadSeqCst(slots[at]) != ~u64{0}) at = at + 1 == n ? 0 : at + 1;
     slots[at] = i;
   }
   for (auto _ : state) {
     u32 found = 0;
     for (const auto& slot : slots) {
-      const u64 chain = store::load(slot);
-      if (chain < n && store::look(entries[chain].words[5]) == 1) ++found;
+      const u64 chain = store::loadSeqCst(slot);
+      if (chain < n && store::loadAcquire(entries[chain].words[5]) == 1) ++found;
     }
     benchmark::DoNotOptimize(found);
   }
@@ -155,6 +156,7 @@ void addMessages() {
   for (int size : {1, 200, 2048, 20 * 1024, 200 * 1024, 1024 * 1024, 8 * 1024 * 1024 - 10}) {
     add("message<SimdbMap>", message<SimdbMap>)->Arg(size);
     if (size == 1 || size > 200 * 1024) continue;
+    add("message<SimdbByValue>", message<SimdbByValue>)->Arg(size);
     add("message<CopyOnly>", message<CopyOnly>)->Arg(size);
 #ifdef VELOMAR_BENCH_BOOST
     add("message<BoostMap>", message<BoostMap>)->Arg(size);

@@ -24,6 +24,33 @@ function ticks({ low, high }) {
 
 const label = (power) => (power >= 0 && power < 4 ? `${10 ** power}` : `1e${power}`);
 
+const kBottom = kHeight - kMargin.bottom;
+const kRight = kWidth - kMargin.right;
+
+function gridX(range, toX) {
+  return ticks(range).map((power) => {
+    const at = toX(10 ** power);
+    return `<path d="M${at} ${kMargin.top}V${kBottom}" stroke="#ddd"/>` +
+      `<text x="${at}" y="${kBottom + 16}" text-anchor="middle">${label(power)}</text>`;
+  });
+}
+
+function gridY(range, toY) {
+  return ticks(range).map((power) => {
+    const at = toY(10 ** power);
+    return `<path d="M${kMargin.left} ${at}H${kRight}" stroke="#ddd"/>` +
+      `<text x="${kMargin.left - 6}" y="${at + 4}" text-anchor="end">${label(power)}</text>`;
+  });
+}
+
+function curve({ name, points }, color, toX, toY) {
+  const places = points.map(([x, y]) => [toX(x).toFixed(1), toY(y).toFixed(1)]);
+  const [lastX, lastY] = points.at(-1);
+  return `<path d="M${places.map((place) => place.join(" ")).join("L")}" fill="none" stroke="${color}" stroke-width="2"/>` +
+    places.map(([x, y]) => `<circle cx="${x}" cy="${y}" r="3" fill="${color}"/>`).join("") +
+    `<text x="${toX(lastX) + 8}" y="${toY(lastY) + 4}" fill="${color}">${escape(name)}</text>`;
+}
+
 // `series`: names, and points [x, y] of positive numbers. `x` and `y` name the axes.
 export function linePlot({ title, x, y, series }) {
   const drawn = series.filter((each) => each.points.length > 0);
@@ -31,39 +58,17 @@ export function linePlot({ title, x, y, series }) {
   const points = drawn.flatMap((each) => each.points);
   const xs = decades(points.map(([value]) => value));
   const ys = decades(points.map(([, value]) => value));
-  const bottom = kHeight - kMargin.bottom;
-  const right = kWidth - kMargin.right;
-  const toX = scale(xs, kMargin.left, right);
-  const toY = scale(ys, bottom, kMargin.top);
-
-  const grid = [
-    ...ticks(xs).map((power) => {
-      const at = toX(10 ** power);
-      return `<path d="M${at} ${kMargin.top}V${bottom}" stroke="#ddd"/>` +
-        `<text x="${at}" y="${bottom + 16}" text-anchor="middle">${label(power)}</text>`;
-    }),
-    ...ticks(ys).map((power) => {
-      const at = toY(10 ** power);
-      return `<path d="M${kMargin.left} ${at}H${right}" stroke="#ddd"/>` +
-        `<text x="${kMargin.left - 6}" y="${at + 4}" text-anchor="end">${label(power)}</text>`;
-    }),
-  ];
-  const curves = drawn.map(({ name, points: curve }, i) => {
-    const color = kColors[i % kColors.length];
-    const places = curve.map(([px, py]) => `${toX(px).toFixed(1)} ${toY(py).toFixed(1)}`);
-    const last = curve.at(-1);
-    return `<path d="M${places.join("L")}" fill="none" stroke="${color}" stroke-width="2"/>` +
-      places.map((place) => `<circle cx="${place.split(" ")[0]}" cy="${place.split(" ")[1]}" r="3" fill="${color}"/>`).join("") +
-      `<text x="${toX(last[0]) + 8}" y="${toY(last[1]) + 4}" fill="${color}">${escape(name)}</text>`;
-  });
+  const toX = scale(xs, kMargin.left, kRight);
+  const toY = scale(ys, kBottom, kMargin.top);
   return [
     `<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 ${kWidth} ${kHeight}" font-family="sans-serif" font-size="12">`,
     `<rect width="${kWidth}" height="${kHeight}" fill="#fff"/>`,
     `<text x="${kMargin.left}" y="24" font-size="14">${escape(title)}</text>`,
-    ...grid,
-    `<text x="${(kMargin.left + right) / 2}" y="${kHeight - 10}" text-anchor="middle">${escape(x)}</text>`,
-    `<text transform="translate(16 ${(kMargin.top + bottom) / 2}) rotate(-90)" text-anchor="middle">${escape(y)}</text>`,
-    ...curves,
+    ...gridX(xs, toX),
+    ...gridY(ys, toY),
+    `<text x="${(kMargin.left + kRight) / 2}" y="${kHeight - 10}" text-anchor="middle">${escape(x)}</text>`,
+    `<text transform="translate(16 ${(kMargin.top + kBottom) / 2}) rotate(-90)" text-anchor="middle">${escape(y)}</text>`,
+    ...drawn.map((each, i) => curve(each, kColors[i % kColors.length], toX, toY)),
     "</svg>",
     "",
   ].join("\n");

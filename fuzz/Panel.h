@@ -22,6 +22,7 @@
 #include "plugin/ScratchFolders.h"
 #include "plugin/Velomar.h"
 #include "plugin/XPlaneManager.h"
+#include "tools/common/TemporaryFolder.h"
 
 class Panel {
  public:
@@ -50,23 +51,32 @@ class Panel {
     if (entries(root) != 1 || entries(root / "home") != 2) std::abort();
   }
 
+  // The first so many lines: the time that an input takes is to tell of its length, and a million
+  // empty lines are a million frames, each refused by an exception.
   static std::vector<std::string> lines(const std::uint8_t* data, std::size_t size) {
+    constexpr std::size_t kMost = 1000;
     std::istringstream in(std::string(reinterpret_cast<const char*>(data), size));
     std::vector<std::string> all;
-    for (std::string line; std::getline(in, line);) all.push_back(line);
+    for (std::string line; all.size() < kMost && std::getline(in, line);) all.push_back(line);
     return all;
   }
 
   ESDConnectionManager connection{1, "U", "R", "{}", nullptr};
 
  private:
+  // One pause, from the start to the end.
+  struct Sleep : LinkClock {
+    std::int64_t now() override { return 0; }
+    void pauseFor(std::int64_t /*milliseconds*/) override {
+      while (!isOver) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    std::atomic<bool> isOver{false};
+  };
+
   static constexpr char kAction[] = "com.brackenmoor.velomar.launch";
   static constexpr std::uint64_t kInputsPerLook = 1000;
 
   Panel() {
-    std::string name = (std::filesystem::temp_directory_path() / "velomar-fuzz-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) std::abort();
-    root = name;
     for (const char* folder : {"images", "layouts"}) {
       std::filesystem::create_directories(root / "home" / folder);
     }
@@ -74,25 +84,21 @@ class Panel {
     setlogmask(LOG_UPTO(LOG_WARNING));
     ESDLogger::disableDebugLogging = true;
     ESDLogger::SetConnectionManager(&connection);
-    LinkClock::pauseFor = [this](std::int64_t) {
-      while (!isOver) std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    };
-    XPlaneManager::getInstance();
+    XPlaneManager::getInstance(sleep);
   }
   ~Panel() {
-    isOver = true;
+    sleep.isOver = true;
     delete XPlaneManager::pInstance;  // which gives back what it holds of the two stores
     delete Velomar::pInstance;
     ESDLogger::SetConnectionManager(nullptr);
-    std::error_code ignored;
-    std::filesystem::remove_all(root, ignored);
   }
 
   static std::ptrdiff_t entries(const std::filesystem::path& folder) {
     return std::distance(std::filesystem::directory_iterator(folder), {});
   }
 
-  std::filesystem::path root;
-  std::atomic<bool> isOver{false};
+  const TemporaryFolder made;
+  const std::filesystem::path& root = made.path();
+  Sleep sleep;
   std::uint64_t inputs = 0;
 };

@@ -22,8 +22,12 @@
 #include "store/simdb.h"
 #include "tools/state/RegionAudit.h"
 
-// Both take the place of the library's. Time passes by being looked at: what waits for somebody who
-// will never come is through after a few looks.
+using store::u32;
+using store::u64;
+using store::u8;
+
+// Both functions take the library's place. Each look at the clock makes time pass, so that a wait
+// for a process that never comes is over after a few looks.
 extern "C" int nanosleep(const timespec* /*duration*/, timespec* /*rest*/) {
   return 0;
 }
@@ -135,7 +139,7 @@ class FileStore {
  public:
   FileStore(Input& in, Region& source) : region(source) {
     std::string content = region.content();
-    // Nobody else is attached, or the mapping would stay when this attachment is given back.
+    // No other process is attached, or the mapping would stay when this attachment is given back.
     std::memset(&content[store::kCountOffset], 0, sizeof(u32));
     if (in.below(64) == 63) content.resize(in.below(static_cast<u32>(content.size())));
     std::ofstream(path, std::ios::binary) << content;

@@ -1,0 +1,43 @@
+// What a key's face costs: drawn and written as a PNG file of 144 x 144.
+#include <benchmark/benchmark.h>
+
+#include <string>
+
+#include "bridge/FacePainter.h"
+
+namespace {
+
+using bridge::Face;
+using bridge::Panel;
+
+Face faceOf(Panel::Face kind) {
+  Face face;
+  face.kind = kind;
+  face.state = Panel::State::On;
+  face.colour = 0x3ddc84;
+  face.label = "BEACON";
+  face.symbol = "beacon";
+  face.words = "ON";
+  face.body = "118.250";
+  face.mark = 9;
+  return face;
+}
+
+void drawFace(benchmark::State& state) {
+  bridge::Symbols symbols(VELOMAR_SYMBOLS);
+  const bridge::FacePainter painter(symbols);
+  Face face = faceOf(static_cast<Panel::Face>(state.range(0)));
+  for (auto _ : state) {
+    face.needle = (face.needle + 1) % Face::kSteps;
+    benchmark::DoNotOptimize(painter.png(face));
+  }
+}
+BENCHMARK(drawFace)
+    ->Arg(static_cast<int>(Panel::Face::Switch))
+    ->Arg(static_cast<int>(Panel::Face::Number))
+    ->Arg(static_cast<int>(Panel::Face::Compass))
+    ->Unit(benchmark::kMillisecond);
+
+}  // namespace
+
+BENCHMARK_MAIN();

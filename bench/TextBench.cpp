@@ -1,0 +1,51 @@
+// How long it takes to read a text as JSON, by what is in it and how long it is: as messages of the
+// simulator are read, and as the JSON library alone would read them.
+#include <benchmark/benchmark.h>
+
+#include <sstream>
+
+#include "StreamDeckSDK/ESDJSONText.h"
+#include "tests/support/JsonTexts.h"
+
+namespace {
+
+using nlohmann::json;
+
+json readByLibrary(const std::string& text) {
+  json value;
+  std::istringstream(text) >> value;
+  return value;
+}
+
+template <json (*read)(const std::string&)>
+void readText(benchmark::State& state, const JsonTexts::Make& make) {
+  const std::string text = make(static_cast<std::size_t>(state.range(0)));
+  for (auto _ : state) {
+    try {
+      benchmark::DoNotOptimize(read(text));
+    } catch (const json::exception& e) {
+      benchmark::DoNotOptimize(e.id);  // one of the texts is cut short
+    }
+  }
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * text.size()));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  for (const auto& [kind, make] : JsonTexts::all()) {
+    const auto add = [&, &kind = kind, &make = make](const char* who, auto read) {
+      benchmark::RegisterBenchmark((std::string(who) + "/" + kind).c_str(),
+                                   [read, &make](benchmark::State& state) { read(state, make); })
+          ->Arg(16 << 10)
+          ->Arg(128 << 10)
+          ->Arg(1 << 20)
+          ->Arg(8 << 20);
+    };
+    add("read", readText<ESDJSONText::ReadFirst>);
+    add("readByLibrary", readText<readByLibrary>);
+  }
+  benchmark::Initialize(&argc, argv);
+  benchmark::RunSpecifiedBenchmarks();
+  return 0;
+}
