@@ -1,10 +1,15 @@
-# What is installed. `bundle` builds the plug-in's folder, ready to be copied to where the host looks
-# for plug-ins, and `installer` a file of it to be opened by a double click.
+# The parts that are installed. `bundle` builds the plug-in's folder, ready to be copied to where
+# the host looks for plug-ins, and `installer` a file of it to be opened by a double click.
+include(VelomarPictures)
+
 if(APPLE)
   set(native_macos_program $<TARGET_FILE:velomar>)
 endif()
 set(VELOMAR_MACOS_PROGRAM "${native_macos_program}" CACHE STRING
   "The program for macOS that the bundle carries beside the one built here; may be empty")
+
+set(VELOMAR_MACOS_STATE "" CACHE STRING
+  "velomar-state for macOS, for a bundle that carries both programs; may be empty")
 
 set(VELOMAR_BUNDLE_NAME com.brackenmoor.velomar.sdPlugin)
 set(VELOMAR_BUNDLE ${velomar_BINARY_DIR}/${VELOMAR_BUNDLE_NAME})
@@ -16,16 +21,30 @@ if(VELOMAR_MACOS_PROGRAM)
     COMMAND ${CMAKE_COMMAND} -E copy ${VELOMAR_MACOS_PROGRAM} ${VELOMAR_BUNDLE}/velomar-macos)
 endif()
 
-# Made anew each time: a program that was started in it may have left files in the two folders, which
-# are to be empty.
+# velomar-state says why the panel is black. It needs what the program needs and nothing else.
+set(add_state)
+if(TARGET velomar-state)
+  set(add_state COMMAND ${CMAKE_COMMAND} -E copy $<TARGET_FILE:velomar-state> ${VELOMAR_BUNDLE}/)
+endif()
+if(VELOMAR_MACOS_STATE)
+  list(APPEND add_state
+    COMMAND ${CMAKE_COMMAND} -E copy ${VELOMAR_MACOS_STATE} ${VELOMAR_BUNDLE}/velomar-state-macos)
+endif()
+
+# The folder is made again each time: a program that was started in it may have left files in the
+# two folders, which are to be empty.
 add_custom_target(bundle
   COMMAND ${CMAKE_COMMAND} -E rm -rf ${VELOMAR_BUNDLE}
   COMMAND ${CMAKE_COMMAND} -E copy_directory ${velomar_SOURCE_DIR}/bundle ${VELOMAR_BUNDLE}
+  COMMAND ${CMAKE_COMMAND} -E copy_directory ${VELOMAR_PICTURES} ${VELOMAR_BUNDLE}
   COMMAND ${CMAKE_COMMAND} -E make_directory ${VELOMAR_BUNDLE}/images ${VELOMAR_BUNDLE}/layouts
   COMMAND ${CMAKE_COMMAND} -E copy $<TARGET_FILE:velomar> ${VELOMAR_BUNDLE}/velomar
   ${add_macos_program}
+  ${add_state}
   COMMENT "Making ${VELOMAR_BUNDLE_NAME}"
   VERBATIM)
+
+add_dependencies(bundle pictures)
 
 add_custom_target(installer
   COMMAND ${CMAKE_COMMAND} -E tar cf ${VELOMAR_INSTALLER} --format=zip -- ${VELOMAR_BUNDLE_NAME}

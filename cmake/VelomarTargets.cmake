@@ -1,5 +1,5 @@
-# What every target of this tree is built with. Nothing here leaks into a project that takes the tree
-# as a part of itself.
+# The settings that every target of this tree is built with. Nothing here leaks into a project that
+# takes the tree as a part of itself.
 
 add_library(velomar_options INTERFACE)
 target_compile_features(velomar_options INTERFACE cxx_std_17)
@@ -9,17 +9,21 @@ target_compile_options(velomar_options INTERFACE
 if(VELOMAR_SANITIZE)
   target_compile_options(velomar_options INTERFACE
     -fsanitize=${VELOMAR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
-  # What the sanitizers add to the code makes GCC take initialised objects of its own library for
-  # uninitialised. Builds without them keep the warning.
+  # The sanitizers' code makes GCC take initialised objects of its own library for uninitialised.
+  # Builds without them keep the warning.
   target_compile_options(velomar_options INTERFACE
     $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   target_link_options(velomar_options INTERFACE -fsanitize=${VELOMAR_SANITIZE})
 endif()
 
-# velomar_add_library(<name> <source>...): a static library, includes written from the tree's root.
+# velomar_add_library(<name> <source>...): a static library, includes written from the tree's root. It
+# can be linked into a shared object, which then shows none of its symbols: two plug-ins in one
+# process must not take each other's.
 function(velomar_add_library name)
   add_library(${name} STATIC ${ARGN})
   velomar_set_up(${name} PUBLIC)
+  set_target_properties(${name} PROPERTIES
+    POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
 endfunction()
 
 # velomar_add_executable(<name> <source>...): the same for a program.

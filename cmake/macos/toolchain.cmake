@@ -18,7 +18,7 @@ find_program(CMAKE_INSTALL_NAME_TOOL NAMES llvm-install-name-tool llvm-install-n
 # and nothing else of /usr is looked at.
 set(velomar_headers ${CMAKE_CURRENT_LIST_DIR}/../../build/macos-headers)
 file(MAKE_DIRECTORY ${velomar_headers}/include)
-foreach(library IN ITEMS asio asio.hpp fmt nlohmann websocketpp)
+foreach(library IN ITEMS CLI asio asio.hpp fmt nlohmann websocketpp)
   file(CREATE_LINK /usr/include/${library} ${velomar_headers}/include/${library} SYMBOLIC)
 endforeach()
 set(CMAKE_FIND_ROOT_PATH ${velomar_headers})

@@ -1,5 +1,4 @@
-// Stands in for the library of this name where it isn't installed: what it offers is the
-// standard's.
+// Stands in for the library of this name where it isn't installed, by means of the standard's.
 #pragma once
 
 #include <filesystem>

@@ -22,9 +22,9 @@ void _os_log_impl(const void* program, os_log_t log, os_log_type_t type, const c
 
 constexpr os_log_type_t OS_LOG_TYPE_DEFAULT = 0x00;
 
-// The log keeps a line as its format and its encoded arguments, and joins them only when somebody
-// reads it: the compiler encodes, and the format lies in a section that the reader knows by name.
-// It isn't a section of literals, since the cross linker would put those among all others.
+// The log keeps a line as its format and its encoded arguments, and joins them only when the line
+// is read: the compiler encodes, and the format lies in a section that the reader knows by name. It
+// isn't a section of literals, since the cross linker would put those among all others.
 #define os_log_with_type(log, type, format, argument)                                            \
   do {                                                                                           \
     static const char os_log_format[] __attribute__((section("__TEXT,__oslogstring"))) = format; \
