@@ -89,6 +89,7 @@ void Bridge::onValue(std::size_t place, const Value& value) {
   if (session == nullptr || place >= session->followed.size()) return;
   const auto* text = std::get_if<std::string>(&value);
   session->values.set(session->followed[place], text == nullptr ? value : Text::repaired(*text));
+  session->hand.told(session->followed[place]);
   view.changed();
   showSoon();
 }

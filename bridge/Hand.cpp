@@ -21,6 +21,15 @@ constexpr double kClose = 1e-6;
 void Hand::setConnected(bool isConnectedNow) {
   isConnected = isConnectedNow;
   written.clear();
+  holders.clear();
+}
+
+void Hand::told(std::size_t place) {
+  const auto last = written.find(place);
+  const auto value = values.number(place);
+  if (last == written.end() || !value) return;
+  const double tolerance = kClose * std::max(1.0, std::abs(last->second.value));
+  if (std::abs(*value - last->second.value) <= tolerance) written.erase(last);
 }
 
 void Hand::setKnown(std::size_t command, bool isKnown) {
@@ -39,6 +48,9 @@ Hand::Answer Hand::perform(const Panel::Actions& actions, Time now,
 
 void Hand::release(std::vector<std::size_t>& held) {
   for (const std::size_t command : held) {
+    const auto found = holders.find(command);
+    if (found == holders.end() || --found->second > 0) continue;
+    holders.erase(found);
     simulator.release(*panel.commands[command].commands[static_cast<std::size_t>(kind)]);
   }
   held.clear();
@@ -111,7 +123,7 @@ bool Hand::run(const Panel::Run& run, std::vector<std::size_t>* held) {
   const auto& command = panel.commands[run.command].commands[static_cast<std::size_t>(kind)];
   if (!isConnected || !command || unknown.count(run.command) != 0) return false;
   if (run.isHeld) {
-    simulator.hold(*command);
+    if (++holders[run.command] == 1) simulator.hold(*command);
     held->push_back(run.command);
   } else {
     simulator.run(*command);

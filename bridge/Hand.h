@@ -30,12 +30,18 @@ class Hand {
   // Without a connection everything is refused: a press must not be carried out later.
   void setConnected(bool isConnectedNow);
 
+  // The simulator has told this value. Once it has told what was written, it may change it itself, and
+  // from then on what it tells counts.
+  void told(std::size_t place);
+
   // The simulator doesn't know a command, by its index in the panel.
   void setKnown(std::size_t command, bool isKnown);
 
   // All of the actions in order, up to the first that is refused. Commands that are to be held are
   // added to `held`.
   Answer perform(const Panel::Actions& actions, Time now, std::vector<std::size_t>& held);
+
+  // A command that two keys hold ends with the second of them.
   void release(std::vector<std::size_t>& held);
 
   // A dial turned by `ticks`.
@@ -62,7 +68,8 @@ class Hand {
   const Values& values;
   Simulator& simulator;
   bool isConnected = false;
-  std::set<std::size_t> unknown;  // commands
+  std::set<std::size_t> unknown;            // commands
+  std::map<std::size_t, unsigned> holders;  // of a command that is held, how often
   std::map<std::size_t, Written> written;
 };
 

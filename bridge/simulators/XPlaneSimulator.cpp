@@ -28,9 +28,11 @@ namespace {
 // Unknown names are asked for again after this time.
 constexpr milliseconds kUnknownPause{5000};
 
-// X-Plane says nothing while nothing changes. After a quiet time it is asked for a value, at the
-// latest after twice that time.
+// X-Plane says nothing while nothing changes. After a quiet time it is asked for something, at the
+// latest after twice that time, and has this long for its answer.
 constexpr milliseconds kQuietTime{2000};
+constexpr milliseconds kQuietDeadline{4000};
+static_assert(2 * kQuietTime + kQuietDeadline < Simulator::kLongestSilence);
 static_assert(2 * kQuietTime + RestClient::kDeadline < Simulator::kLongestSilence);
 
 constexpr milliseconds kResultDeadline{8000};
@@ -101,6 +103,8 @@ class XPlaneSimulator final : public Simulator {
   void connect();
   void onOpened();
   void watch();
+  void askSocket(std::uint64_t id);
+  void askServer();
   void fail(const std::string& reason);
   void forgetAll();
 
@@ -183,13 +187,24 @@ void XPlaneSimulator::onOpened() {
 void XPlaneSimulator::watch() {
   quiet.after(kQuietTime, [this] {
     if (steady_clock::now() - lastHeard < kQuietTime) return watch();
-    const auto& first = datarefs[kAircraftNames[0]].known;
-    const std::string asked =
-        first ? path("/datarefs/" + std::to_string(first->id) + "/value") : "/api/capabilities";
-    rest.get(asked, [this](const RestClient::Answer& answer) {
-      if (answer.status == 0 || answer.status == 403) return fail(faultOf(answer));
-      watch();
-    });
+    const auto& aircraft = datarefs[kAircraftNames[0]].known;
+    aircraft ? askSocket(aircraft->id) : askServer();
+  });
+}
+
+// The server may answer while its WebSocket is dead, and values come over that only. To subscribe to
+// a text once more changes nothing.
+void XPlaneSimulator::askSocket(std::uint64_t id) {
+  quiet.after(kQuietDeadline, [this] { fail("X-Plane does not answer"); });
+  socket.request("dataref_subscribe_values", {{"datarefs", json::array({{{"id", id}}})}},
+                 [this](const std::string& /*any answer is one*/) { watch(); });
+}
+
+// At the main menu there is nothing to subscribe to.
+void XPlaneSimulator::askServer() {
+  rest.get("/api/capabilities", [this](const RestClient::Answer& answer) {
+    if (answer.status == 0 || answer.status == 403) return fail(faultOf(answer));
+    watch();
   });
 }
 

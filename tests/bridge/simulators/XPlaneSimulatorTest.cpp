@@ -196,8 +196,14 @@ TEST_F(XPlaneSimulatorTest, ComesBackToARestartedSimulatorWithOtherIds) {
 TEST_F(XPlaneSimulatorTest, FindsASimulatorThatHangsAndBearsASilentOne) {
   connect();
   ASSERT_TRUE(client->follow({"sim/beacon"}));
-  EXPECT_TRUE(client->until([&] { return xplane.requests("GET value") >= 2; }));
+  EXPECT_TRUE(client->until([&] { return xplane.requests("dataref_subscribe_values") >= 5; }));
   EXPECT_THAT(client->lost, IsEmpty());
+  XPlaneStandIn::Ways ways;
+  ways.isSocketDead = true;
+  xplane.setWays(ways);
+  EXPECT_TRUE(client->until([&] { return !client->isConnected; })) << "REST still answers";
+  xplane.setWays({});
+  EXPECT_TRUE(client->untilConnected());
   xplane.hang();
   EXPECT_TRUE(client->until([&] { return !client->isConnected; }));
   xplane.stop();

@@ -266,6 +266,7 @@ Answer XPlaneStandIn::valueRequest(const std::string& method, std::uint64_t id,
 
 void XPlaneStandIn::onText(Connection from, const std::string& text) {
   const Lock lock(mutex);
+  if (ways.isSocketDead) return;
   requested = std::chrono::steady_clock::now();
   const json request = json::parse(text, nullptr, false);
   if (!request.is_object() || !request.contains("req_id")) return;
@@ -368,6 +369,7 @@ void XPlaneStandIn::write(Dataref& dataref, const json& value, const json& index
 
 void XPlaneStandIn::sendUpdates() {
   const Lock lock(mutex);
+  if (ways.isSocketDead) return;
   for (auto& [connection, client] : clients) {
     json values = json::object();
     for (auto& [id, subscription] : client.values) {

@@ -29,6 +29,7 @@ class XPlaneStandIn {
     bool listsOneIndex = true;        // a single index comes as a list of one
     bool repeatsResults = false;      // gives the result of a write twice
     bool answersWithNull = false;     // to a list of names of which it knows none
+    bool isSocketDead = false;        // WebSockets stay open and are not answered, REST is
   };
 
   // Has no aircraft yet. Any free port if it is 0.
