@@ -23,20 +23,18 @@ Face faceOf(Panel::Face kind) {
   return face;
 }
 
-void drawFace(benchmark::State& state) {
+void drawFace(benchmark::State& state, Panel::Face kind) {
   bridge::Symbols symbols(VELOMAR_SYMBOLS);
   const bridge::FacePainter painter(symbols);
-  Face face = faceOf(static_cast<Panel::Face>(state.range(0)));
+  Face face = faceOf(kind);
   for (auto _ : state) {
     face.needle = (face.needle + 1) % Face::kSteps;
     benchmark::DoNotOptimize(painter.png(face));
   }
 }
-BENCHMARK(drawFace)
-    ->Arg(static_cast<int>(Panel::Face::Switch))
-    ->Arg(static_cast<int>(Panel::Face::Number))
-    ->Arg(static_cast<int>(Panel::Face::Compass))
-    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(drawFace, switch, Panel::Face::Switch)->Unit(benchmark::kNanosecond);
+BENCHMARK_CAPTURE(drawFace, number, Panel::Face::Number)->Unit(benchmark::kNanosecond);
+BENCHMARK_CAPTURE(drawFace, compass, Panel::Face::Compass)->Unit(benchmark::kNanosecond);
 
 }  // namespace
 

@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -104,6 +105,9 @@ void Host::send(const std::string& text) {
 void Host::serve() {
   connection = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
   if (connection == -1) return;
+  // An event must not wait for the acknowledgement of the one before.
+  const int isOn = 1;
+  (void)setsockopt(connection, IPPROTO_TCP, TCP_NODELAY, &isOn, sizeof isOn);
   answerHandshake();
   readFrames();
 }

@@ -148,19 +148,33 @@ void frameTimes(Linked& linked, int times) {
   reportSpread("frame", std::move(figures));
 }
 
+// Seconds from a title of 256 KB of line breaks, each of them two characters in JSON, to its frame.
+double longTitleTime(Linked& linked) {
+  std::string breaks;
+  while (breaks.size() < 256 * 1024) breaks += "\\n";
+  const std::uint64_t wanted = linked.host.count() + 1;
+  const auto start = Clock::now();
+  linked.link.send(title(breaks));
+  linked.host.awaitCount(wanted);
+  return secondsSince(start);
+}
+
 constexpr char kTurn[] =
     R"({"event":"dialRotate","context":"C0","device":"D1","payload":{"ticks":1,"pressed":false}})";
 constexpr std::uint64_t kCommands = 8;  // that answer a turn
 
+// A hand that turns a dial steadily makes an event as often.
+constexpr std::chrono::milliseconds kBetweenEvents{50};
+
 // Waits until there are so many frames or the time is over, while the host sends events that mean
-// nothing: one that sends delays its acknowledgements.
+// nothing. A host that sends delays its acknowledgements by up to 40 ms, to send them with an event.
 void keepSending(Host& host, std::uint64_t wanted, std::chrono::microseconds time) {
   const auto end = Clock::now() + time;
-  for (auto next = Clock::now(); Clock::now() < end && host.count() < wanted;) {
+  for (auto next = Clock::now() + kBetweenEvents; Clock::now() < end && host.count() < wanted;) {
     std::this_thread::sleep_for(kLook);
     if (Clock::now() < next) continue;
     host.send(R"({"event":"nothing known"})");
-    next += std::chrono::milliseconds(3);
+    next += kBetweenEvents;
   }
 }
 
@@ -191,7 +205,7 @@ double bareTurnTime(Started& client, std::chrono::microseconds pause) {
 template <typename Measure>
 void turnTimes(const char* who, int times, Measure measure) {
   std::mt19937 random{7};
-  std::uniform_int_distribution<int> pause(15000, 35000);
+  std::uniform_int_distribution<int> pause(55000, 75000);
   std::vector<double> figures;
   for (int i = 0; i < times; ++i) {
     figures.push_back(measure(std::chrono::microseconds(pause(random))));
@@ -339,6 +353,10 @@ int main(int argc, char** argv) {
   }
   if (wanted("press")) pressTimes(*std::make_unique<Linked>(program, 1), quick ? 20 : 500);
   if (wanted("frame")) frameTimes(*std::make_unique<Linked>(program, 1), quick ? 20 : 500);
+  if (wanted("long title")) {
+    const auto linked = std::make_unique<Linked>(program, 1);
+    inTurn("long title", "s", rounds, {{"velomar", [&] { return longTitleTime(*linked); }}});
+  }
   if (wanted("turn")) {
     const int times = quick ? 20 : 500;
     const auto linked = std::make_unique<Linked>(program, 1);

@@ -23,13 +23,12 @@ export class Results {
 
   constructor(folder) {
     const path = (name) => join(folder, name);
-    for (let n = 1; existsSync(path(`operations-${n}.json`)); ++n) {
-      readOperations(path(`operations-${n}.json`), (...run) => this.#add("velomar", ...run));
+    for (const name of ["operations", "texts", "faces"]) {
+      for (let n = 1; existsSync(path(`${name}-${n}.json`)); ++n) {
+        readOperations(path(`${name}-${n}.json`), (...run) => this.#add("velomar", ...run));
+      }
     }
-    for (let n = 1; existsSync(path(`texts-${n}.json`)); ++n) {
-      readOperations(path(`texts-${n}.json`), (...run) => this.#add("velomar", ...run));
-    }
-    for (const name of ["exchange.jsonl", "program.jsonl"]) {
+    for (const name of ["exchange.jsonl", "program.jsonl", "bridge.jsonl"]) {
       for (const line of readFileSync(path(name), "utf8").trim().split("\n")) {
         const { work, who, value } = JSON.parse(line);
         this.#add(who, work, value);

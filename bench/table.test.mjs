@@ -38,6 +38,7 @@ beforeEach(() => {
     cpSync(join(source, file), join(root, file));
   }
   writeFileSync(join(root, "exchange.jsonl"), '{"work":"w","who":"a","value":3}\n');
+  writeFileSync(join(root, "bridge.jsonl"), '{"work":"w","who":"c","value":1}\n');
   writeFileSync(join(root, "program.jsonl"), '{"work":"w","who":"b","value":1}\n{"work":"w","who":"b","value":2}\n');
 });
 
