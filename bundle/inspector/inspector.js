@@ -29,7 +29,7 @@ function showWords(language) {
 }
 
 function offerNames(controller) {
-  const names = globalThis.kPanelNames?.[controller === "Encoder" ? "dial" : "key"] ?? [];
+  const names = globalThis.namesOfPanels?.(controller === "Encoder" ? "dial" : "key") ?? [];
   const options = names.map((value) => Object.assign(document.createElement("option"), { value }));
   part("names").replaceChildren(...options);
 }

@@ -2,13 +2,11 @@
 import { make, part, setText } from "./dom.js";
 import { describeSlot, isDial, kindOf, parseSlot } from "./places.js";
 
-// The names that the bundle's panels know, {key: [...], dial: [...]}. None: the bundle has no list.
-const kNames = await import("./bundle/inspector/names.js").then(
-  () => globalThis.kPanelNames,
-  () => ({ key: [], dial: [] }),
-);
-
-export const offeredNames = (kind) => kNames[kind];
+// The bundle's list of names. Another bundle has none.
+const kNone = { key: [], dial: [] };
+await import("./bundle/inspector/names.js").catch(() => {});
+const offeredNames = (kind) => globalThis.namesOfPanels?.(kind) ?? [];
+export const trainersNames = globalThis.kPanels?.[0] ?? kNone;
 
 export class Inspector {
   #selection = null;
@@ -62,7 +60,7 @@ export class Inspector {
   #describe(device) {
     const { page, slot } = this.#selection;
     const kind = kindOf(slot);
-    part("names").replaceChildren(...kNames[kind].map((value) => make("option", { value })));
+    part("names").replaceChildren(...offeredNames(kind).map((value) => make("option", { value })));
     const where = `${describeSlot(slot)}, page ${page + 1} of ${device.id}`;
     const what = this.#context ? `${kind} ${this.#context.id}` : `No ${kind}`;
     setText(part("what"), `${what[0].toUpperCase()}${what.slice(1)}: ${where}`);

@@ -5,7 +5,7 @@ import { watchArranging } from "./arrange.js";
 import { Connection } from "./connection.js";
 import { DeckView } from "./deck-view.js";
 import { part, setText } from "./dom.js";
-import { Inspector, offeredNames } from "./inspector.js";
+import { Inspector, trainersNames } from "./inspector.js";
 import { describeLink } from "./lights.js";
 import { LogView } from "./log-view.js";
 import { inPageOrder, isDial, kindOf, parseSlot, slotOf, slotsOf } from "./places.js";
@@ -197,7 +197,7 @@ function fill(id) {
     const free = slotsOf(device).filter(
       (slot) => kindOf(slot) === kind && !contextAt(id, device.page, slot),
     );
-    const wanted = offeredNames(kind).filter((name) => !names.has(name));
+    const wanted = trainersNames[kind].filter((name) => !names.has(name));
     wanted.slice(0, free.length).forEach((name, index) => {
       taken.push({ id: place(id, free[index], name, taken) });
     });
