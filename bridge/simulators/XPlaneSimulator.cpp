@@ -187,8 +187,8 @@ void XPlaneSimulator::onOpened() {
 void XPlaneSimulator::watch() {
   quiet.after(kQuietTime, [this] {
     if (steady_clock::now() - lastHeard < kQuietTime) return watch();
-    const auto& aircraft = datarefs[kAircraftNames[0]].known;
-    aircraft ? askSocket(aircraft->id) : askServer();
+    const auto& name = datarefs[kAircraftNames[0]].known;
+    name ? askSocket(name->id) : askServer();
   });
 }
 
