@@ -163,18 +163,20 @@ constexpr char kTurn[] =
     R"({"event":"dialRotate","context":"C0","device":"D1","payload":{"ticks":1,"pressed":false}})";
 constexpr std::uint64_t kCommands = 8;  // that answer a turn
 
-// A hand that turns a dial steadily makes an event as often.
-constexpr std::chrono::milliseconds kBetweenEvents{50};
+// A hand turns a dial, and stops. A host that sends soon after it has received delays its
+// acknowledgements from then on, by up to 40 ms, so that they can go with what it sends.
+constexpr std::chrono::milliseconds kWhileTurning{10};
+constexpr std::chrono::milliseconds kAfterTurning{50};
 
-// Waits until there are so many frames or the time is over, while the host sends events that mean
-// nothing. A host that sends delays its acknowledgements by up to 40 ms, to send them with an event.
-void keepSending(Host& host, std::uint64_t wanted, std::chrono::microseconds time) {
+// Waits until there are so many frames or the time is over. The host sends events that mean nothing.
+void keepSending(Host& host, std::uint64_t wanted, std::chrono::microseconds time,
+                 std::chrono::milliseconds between) {
   const auto end = Clock::now() + time;
-  for (auto next = Clock::now() + kBetweenEvents; Clock::now() < end && host.count() < wanted;) {
+  for (auto next = Clock::now() + between; Clock::now() < end && host.count() < wanted;) {
     std::this_thread::sleep_for(kLook);
     if (Clock::now() < next) continue;
     host.send(R"({"event":"nothing known"})");
-    next += kBetweenEvents;
+    next += between;
   }
 }
 
@@ -182,23 +184,23 @@ void keepSending(Host& host, std::uint64_t wanted, std::chrono::microseconds tim
 // turn's own way to the simulator is a press's.
 double turnTime(Linked& linked, std::chrono::microseconds pause) {
   const std::uint64_t wanted = linked.host.count() + kCommands;
-  keepSending(linked.host, wanted, pause);
+  keepSending(linked.host, wanted, pause, kWhileTurning);
   linked.host.send(kTurn);
   linked.awaitMessage("Encoder Rotate");
   std::this_thread::sleep_for(pause % std::chrono::milliseconds(10));  // anywhere into the poll
   const auto start = Clock::now();
   for (std::uint64_t n = 0; n < kCommands; ++n) linked.link.send(title("GEAR"));
-  keepSending(linked.host, wanted, kPatience);
+  keepSending(linked.host, wanted, kPatience, kAfterTurning);
   return secondsSince(start);
 }
 
 // The same of a bare client, which answers the turn itself.
 double bareTurnTime(Started& client, std::chrono::microseconds pause) {
   const std::uint64_t wanted = client.host.count() + kCommands;
-  keepSending(client.host, wanted, pause);
+  keepSending(client.host, wanted, pause, kWhileTurning);
   const auto start = Clock::now();
   client.host.send(kTurn);
-  keepSending(client.host, wanted, kPatience);
+  keepSending(client.host, wanted, kPatience, kAfterTurning);
   return secondsSince(start);
 }
 
