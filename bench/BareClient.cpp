@@ -2,8 +2,10 @@
 // of the size of those that blank a key. What the program is measured beside.
 //
 // A registration event of "turns" or "turns-nodelay" makes it answer each turn of a dial with eight
-// titles instead, without and with TCP_NODELAY on its socket.
+// titles instead, one each 100 us, without and with TCP_NODELAY on its socket.
+#include <chrono>
 #include <cstdlib>
+#include <memory>
 #include <string>
 #include <websocketpp/client.hpp>
 #include <websocketpp/config/asio_no_tls_client.hpp>
@@ -30,7 +32,13 @@ int main(int argc, char** argv) {
     if (mode.rfind("turns", 0) == 0) {
       if (message->get_payload().find("dialRotate") == std::string::npos) return;
       for (int i = 0; i < 8; ++i) {
-        say(handle, R"({"context":"C0","event":"setTitle","payload":{"target":0,"title":"GEAR"}})");
+        // Not from here at once: the library would gather all of them into one write.
+        const auto timer = std::make_shared<asio::steady_timer>(client.get_io_service(),
+                                                                i * std::chrono::microseconds(100));
+        timer->async_wait([&, handle, timer](const asio::error_code&) {
+          say(handle,
+              R"({"context":"C0","event":"setTitle","payload":{"target":0,"title":"GEAR"}})");
+        });
       }
       return;
     }
