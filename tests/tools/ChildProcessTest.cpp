@@ -48,6 +48,13 @@ TEST(ChildProcessTest, TheChildRunsInItsFolderAndAGroupOfItsOwnAndReadsWhatIsWri
   EXPECT_EQ(child.waitForEnd(kPatience), 0);
 }
 
+TEST(ChildProcessTest, TheChildGetsNoOtherDescriptors) {
+  const int unmarked = dup(STDERR_FILENO);
+  ChildProcess child(shell("[ -e /dev/fd/" + std::to_string(unmarked) + " ]"), {});
+  EXPECT_EQ(child.waitForEnd(kPatience), 1);
+  (void)close(unmarked);
+}
+
 // The parent closes its streams, as a shell does for <&- and >&-: a pipe may then get their
 // numbers.
 TEST(ChildProcessTest, AParentWithoutStandardStreamsGivesItsChildAllOfThem) {

@@ -91,11 +91,13 @@ class Birth {
     require(posix_spawn_file_actions_adddup2(&actions, fd, standard), "posix_spawn");
   }
 
+  // To be called last.
   pid_t start(const std::vector<std::string>& command) {
     std::vector<char*> arguments;
     arguments.reserve(command.size() + 1);
     for (const auto& argument : command) arguments.push_back(const_cast<char*>(argument.c_str()));
     arguments.push_back(nullptr);
+    closeOthers();
     pid_t child = -1;
     require(posix_spawn(&child, arguments[0], &actions, &attributes, arguments.data(), environ),
             command.front());
@@ -103,6 +105,14 @@ class Birth {
   }
 
  private:
+  // The sockets of a library may lack the mark for exec. One that listens would hold its port for as
+  // long as the child lives.
+  void closeOthers() {
+#ifdef __linux__
+    require(posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1), "posix_spawn");
+#endif
+  }
+
   posix_spawn_file_actions_t actions;
   posix_spawnattr_t attributes;
 };
