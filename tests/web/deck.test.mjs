@@ -149,6 +149,7 @@ describe("the virtual deck", { timeout: 600_000 }, () => {
     await stage.deck.line(["keyUp", "KEY19"]);
     assert.equal(count("keyDown", "KEY19"), 1);
     assert.match(await key("CLOCK").getAttribute("aria-label"), /row 3: \d\d:\d\d:\d\d$/);
+    assert.match(await key("GEAR").first().getAttribute("aria-label"), /: (UP|TRANSIT)$/);
   });
 
   it("turns dials: text, bar and picture follow, and a fast turn is one message", async () => {
