@@ -131,18 +131,19 @@ void Observer::showOnKey(Look& look) const {
   face.body.clear();
 }
 
-// The words are lines of the strip's layout, and the fourth is for the bar alone.
+// The words are lines of the strip's layout, and the fourth is for the bar alone. A bar keeps its
+// length until it gets another: without a value it is given none.
 void Observer::showOnDial(Look& look) const {
   Face& face = look.face;
   const bool isLamp = face.kind == Kind::Lamp || face.kind == Kind::Switch;
   const bool isKnown = !face.isAbsent && face.state != State::Unavailable;
   std::string words = face.words;
   if (isKnown && (!isLamp || words.empty())) words = display.show.fill(values, place.isPressed);
-  look.title = display.label + "\n" + words;
-  if (isKnown) look.title += "\n" + display.second.fill(values, place.isPressed);
+  look.title = display.label + "\n" + words + "\n";
+  if (isKnown) look.title += display.second.fill(values, place.isPressed);
   look.hasBar = display.bar || display.face == Kind::Gauge || display.face == Kind::Compass;
-  const auto part = isKnown ? bar() : std::nullopt;
-  if (part) look.title += "\n" + std::to_string(std::lround(*part));
+  const double length = isKnown ? bar().value_or(0) : 0;
+  if (look.hasBar) look.title += "\n" + std::to_string(std::lround(length));
   face.words.clear();
 }
 

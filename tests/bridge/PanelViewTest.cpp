@@ -47,6 +47,7 @@ keys:
   GONE:  {face: lamp, on: a, press: {command: gone}}
 dials:
   TURN:  {show: heading, turn: {add: heading, step: 1, fast: 10, wrap: [0, 360]}, pressed turn: {up: {command: go}}, push: {toggle: a}, hold: {set: heading, to: 3}}
+  BAR: {face: gauge, show: heading, range: [0, 360]}
   CLAMP: {show: heading, turn: {add: heading, step: 1, clamp: [0, 360]}}
 )";
 
@@ -176,10 +177,19 @@ TEST_F(PanelViewTest, NeverShowsAValueThatIsNotKnown) {
   EXPECT_THAT(sent(), ElementsAre("Update Full Image ID OTHER")) << "that key alone";
   view.setAbsence("LOST");
   EXPECT_THAT(sent(), testing::IsSupersetOf({"Update Full Image ID LAMP", "Set Title TURN"}));
-  EXPECT_EQ(title(), "TURN\nLOST");
+  EXPECT_EQ(title(), "TURN\nLOST\n");
   view.setAbsence("");
   EXPECT_THAT(sent(), testing::Contains("Update Image ID LAMP"));
   EXPECT_EQ(title(), "TURN\n90\n");
+  appear("BAR", true);
+  (void)sent();
+  EXPECT_EQ(title(), "BAR\n90\n\n25");
+  view.setAbsence("LOST");
+  (void)sent();
+  EXPECT_THAT(messages, testing::Contains(testing::ResultOf(
+                            [](const json& message) { return message.value("Title", ""); },
+                            "BAR\nLOST\n\n0")))
+      << "a bar that isn't set stays as it was";
 }
 
 TEST_F(PanelViewTest, APressDoesItsActionsInOrderAndSaysIfItCannot) {
