@@ -1,4 +1,4 @@
-// Puts tables and plots into the pages: all of them, or none if one of them can't be made.
+// Puts tables and plots into the pages: all of them, or none if one can't be made.
 import { readFileSync, writeFileSync } from "node:fs";
 import { join } from "node:path";
 

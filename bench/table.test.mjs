@@ -1,4 +1,4 @@
-// Whether the pages have a place for each table, and get all of them or none.
+// Tests that the pages have a place for each table, and get all of them or none.
 import assert from "node:assert/strict";
 import { cpSync, mkdirSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
 import { tmpdir } from "node:os";
@@ -13,7 +13,8 @@ const source = new URL("..", import.meta.url).pathname;
 const root = mkdtempSync(join(tmpdir(), "velomar-bench-"));
 after(() => rmSync(root, { recursive: true }));
 
-// Results in which each contender of each benchmark takes 2 s, or does 2 a second, but those given.
+// Results in which each contender of each benchmark takes 2 s, or does 2 a second, but for the
+// given figures.
 function measured(figures = {}) {
   const results = new Results(root);
   results.has = () => true;

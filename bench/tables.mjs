@@ -109,7 +109,7 @@ function latency(results) {
 }
 
 // A turn answered by eight commands, while the host keeps sending, beside a client that answers at
-// once: what the acknowledgement of the first command costs the second.
+// once. Shows how long the second command waits for the acknowledgement of the first.
 function turn(results) {
   const clients = ["bare client", "bare client, no delay"];
   const rows = [["median", "turn p50", 10e-3, 8e-3], ["99 of 100", "turn p99", 15e-3, 12e-3]].map(([label, work, floor, aim]) => {
@@ -120,7 +120,7 @@ function turn(results) {
     "floor: at most", "aim: at most", "reached"], rows);
 }
 
-// How long a text takes to be read as JSON, by what is in it and its length.
+// The time to read a text as JSON, by its content and its length.
 function texts(results) {
   const lengths = [16384, 131072, 1048576, 8388608];
   const rows = results.kinds("read/", `/${lengths[0]}`).map((kind) =>
@@ -165,7 +165,7 @@ function reads(results) {
   return table(["Bytes", "into a string", "returned"], rows);
 }
 
-// The bridge between the program and X-Plane's stand-in. Each row has an aim, and no floor.
+// The bridge between the program and a stand-in for X-Plane. Each row has an aim, and no floor.
 function bridge(results) {
   const rows = [
     ["a value's change on the simulator's socket to its face's frame, median", "bridge change p50", time, 8e-3],
@@ -189,7 +189,7 @@ function bridge(results) {
   return table(["The bridge", "takes", "aim: at most", "reached"], rows);
 }
 
-// What a user of the panel asks first.
+// The figures that a user of the panel asks for first.
 function summary(results) {
   const both = (work) => `${time(results.figure(`${work} p50`))} (median), 99 of 100 within ${time(results.figure(`${work} p99`))}`;
   return table(["What", "Velomar"], [

@@ -44,7 +44,7 @@ PanelReader::PanelReader(const std::filesystem::path& from,
                          std::vector<PanelFile::Problem>& found)
     : file(from), symbols(symbolNames), panel(into), problems(found) {}
 
-// Names first: what follows refers to them, wherever they are in the file.
+// Reads the names first, wherever they are in the file, because everything else refers to them.
 void PanelReader::read(const YAML::Node& root) {
   const Node nothing;
   std::map<std::string, Node> parts;
@@ -130,7 +130,7 @@ std::vector<std::string> PanelReader::readTexts(const Node& node) {
   return texts;
 }
 
-// Beside the panel's file, unless it is absolute.
+// A relative path starts at the folder of the panel's file.
 std::string PanelReader::readPath(const Node& node) {
   const std::filesystem::path path = file.parent_path() / readText(node);
   const std::string kind = path.extension().string();
@@ -235,7 +235,7 @@ std::optional<std::size_t> PanelReader::readIndex(const Node& node, const std::s
   return std::nullopt;
 }
 
-// One for the lit state, or several by state.
+// Takes one text, for the lit state, or a mapping with a text for each state.
 void PanelReader::readStates(const Node& node, const std::string& what, Texts& texts,
                              const std::function<std::string(const Node&)>& readOne) {
   if (node.IsScalar()) {
@@ -264,7 +264,8 @@ Words PanelReader::readWords(const Node& node) {
   return words;
 }
 
-// A field that is wrong in itself has been reported, and nothing more can be said of the format.
+// If a field that the format needs is wrong, that has been reported, and the format can't be
+// checked.
 void PanelReader::checkFormat(const Node& node, const Words& words) {
   if (words.show.empty()) return;
   const Node format = node["text"];
@@ -309,7 +310,7 @@ void PanelReader::readCommand(const Node& name, const Node& node) {
   panel.commands.push_back(std::move(row));
 }
 
-// A name, or {name: {argument: value, ...}}.
+// Takes a name, or {name: {argument: value, ...}}.
 std::optional<Command> PanelReader::readCommandOf(const Node& node) {
   if (node.IsScalar()) return Command{node.Scalar(), {}};
   if (!node.IsMap() || node.size() != 1 || !node.begin()->first.IsScalar()) {

@@ -15,7 +15,8 @@ bool isSame(char one, char other) {
          std::tolower(static_cast<unsigned char>(other));
 }
 
-// Optimal string alignment: insertions, deletions, changes, and neighbours swapped.
+// The optimal string alignment distance: it counts insertions, deletions, changes, and swaps of
+// neighbours.
 std::size_t distance(const std::string& one, const std::string& other) {
   std::vector<std::size_t> before(other.size() + 1);
   std::vector<std::size_t> last(other.size() + 1);

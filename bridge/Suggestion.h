@@ -1,4 +1,4 @@
-// "did you mean": the known word that is nearest to a misspelt one. Any thread may call.
+// Finds the known word that is nearest to a misspelt one. Any thread may call.
 #pragma once
 
 #include <string>
@@ -8,7 +8,7 @@ namespace bridge {
 
 class Suggestion {
  public:
-  // `, did you mean "lamp"?`, or nothing if no word is near.
+  // Returns `, did you mean "lamp"?`, or an empty text if no word is near.
   static std::string among(const std::string& word, const std::vector<std::string>& known);
 };
 

@@ -28,8 +28,8 @@ namespace {
 // Unknown names are asked for again after this time.
 constexpr milliseconds kUnknownPause{5000};
 
-// X-Plane says nothing while nothing changes. After a quiet time it is asked for something, at the
-// latest after twice that time, and has this long for its answer.
+// X-Plane says nothing while nothing changes. So it is asked for something once it has been quiet
+// for one to two times kQuietTime, and then has this long for its answer.
 constexpr milliseconds kQuietTime{2000};
 constexpr milliseconds kQuietDeadline{4000};
 static_assert(2 * kQuietTime + kQuietDeadline < Simulator::kLongestSilence);
@@ -53,7 +53,7 @@ struct Followed {
   bool isUnknown = false;  // X-Plane doesn't know the name, or has no such element
 };
 
-// All that is asked of one dataref.
+// One dataref, with everything that follows it.
 struct Dataref {
   std::optional<XPlaneName> known;
   bool isCurrent = false;            // known since the aircraft was loaded
@@ -127,7 +127,7 @@ class XPlaneSimulator final : public Simulator {
   void tell(const Dataref& dataref, Followed& followed);
   void tell(FollowedCommand& command);
 
-  // The command's id. Nothing: X-Plane doesn't know it, which the observer is told.
+  // The command's id. nullopt: X-Plane doesn't know it; the observer has been told so.
   std::optional<std::uint64_t> idOf(const Command& command);
   void activate(const std::string& name, json entry);
   void refuse(const std::string& reason);
@@ -192,15 +192,15 @@ void XPlaneSimulator::watch() {
   });
 }
 
-// The server may answer while its WebSocket is dead, and values come over that only. To subscribe to
-// a text once more changes nothing.
+// Tests the WebSocket, because the server may answer while that is dead, and values come over it
+// only. The test subscribes to a text once more, which changes nothing.
 void XPlaneSimulator::askSocket(std::uint64_t id) {
   quiet.after(kQuietDeadline, [this] { fail("X-Plane does not answer"); });
   socket.request("dataref_subscribe_values", {{"datarefs", json::array({{{"id", id}}})}},
                  [this](const std::string& /*any answer is one*/) { watch(); });
 }
 
-// At the main menu there is nothing to subscribe to.
+// Tests the server instead, because at the main menu there is nothing to subscribe to.
 void XPlaneSimulator::askServer() {
   rest.get("/api/capabilities", [this](const RestClient::Answer& answer) {
     if (answer.status == 0 || answer.status == 403) return fail(faultOf(answer));
@@ -274,15 +274,15 @@ void XPlaneSimulator::follow(std::vector<std::string> values, std::vector<Comman
   if (isOpen) searchAll();
 }
 
-// Asks for what isn't known, and subscribes to all. It begins at the next turn of the loop, since
-// several reasons for it come together.
+// Asks for the ids of unknown names, then subscribes to all. It begins at the next turn of the
+// loop, because several reasons for it come together.
 void XPlaneSimulator::searchAll() {
   ++subscription;
   namesById.clear();
   for (auto& [name, dataref] : datarefs) dataref.isAsked = false;
   nextSearch.after(milliseconds(0), [this] {
-    // Two subscriptions to one array would be mixed up. Whatever comes before the result still
-    // belongs to the old one.
+    // Waits for the result, because two subscriptions to one array would be mixed up: values that
+    // come before the result still belong to the old one.
     nextSearch.after(kResultDeadline, [this] { fail("X-Plane does not answer"); });
     socket.request("dataref_unsubscribe_values", {{"datarefs", "all"}},
                    [this, mine = subscription](const std::string&) {
@@ -339,7 +339,7 @@ void XPlaneSimulator::takeCommands(const XPlaneNames& names) {
   }
 }
 
-// Finds which elements are to be asked for.
+// Finds the elements that have to be asked for.
 void XPlaneSimulator::prepare(Dataref& dataref) {
   std::set<std::size_t> indices;
   for (auto& followed : dataref.followers) {
@@ -351,7 +351,7 @@ void XPlaneSimulator::prepare(Dataref& dataref) {
   dataref.values.clear();
 }
 
-// Names that are unknown now may be those of an aircraft that is being loaded.
+// Unknown names are asked for again later: the aircraft that has them may still be loading.
 void XPlaneSimulator::onSearched() {
   if (--openSearches > 0) return;
   tellAll();
@@ -391,7 +391,7 @@ void XPlaneSimulator::subscribe(const std::vector<std::string>& names) {
                  });
 }
 
-// One bad entry fails all.
+// One bad entry makes the whole subscription fail, so its halves are then tried by themselves.
 void XPlaneSimulator::onRefusedSubscription(const std::vector<std::string>& names) {
   if (names.size() == 1) return findLength(names.front());
   const auto middle = names.begin() + static_cast<std::ptrdiff_t>(names.size() / 2);
@@ -399,7 +399,7 @@ void XPlaneSimulator::onRefusedSubscription(const std::vector<std::string>& name
   subscribe(std::vector<std::string>(middle, names.end()));
 }
 
-// An element that an array doesn't have is the likely cause.
+// Asks for the array's length: an index past its end is the likely cause of the refusal.
 void XPlaneSimulator::findLength(const std::string& name) {
   const std::string value = "/datarefs/" + std::to_string(datarefs[name].known->id) + "/value";
   rest.get(path(value), [this, name, mine = subscription](const RestClient::Answer& answer) {
@@ -436,7 +436,7 @@ void XPlaneSimulator::onUpdate(const json& values) {
     const std::size_t wanted = std::max<std::size_t>(dataref.indices.size(), 1);
     if (auto read = fromXPlane(value, *dataref.known, wanted)) dataref.values = std::move(*read);
   }
-  // The panel may be another after this, with other values.
+  // The observer may choose another panel here, with other values to follow.
   tellAircraft();
   tellAll();
 }

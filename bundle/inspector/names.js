@@ -1,5 +1,6 @@
-// The names of the keys and dials in the panels that ship, the trainer's first; a test compares them.
-// A script and not a data file: a page that a host opens from its folder may not read files.
+// The names of the keys and dials in the panels that ship, the trainer's first; a test compares
+// them. This is a script and not a data file, because a page that a host opens from its folder may
+// not read files.
 globalThis.kPanels = [
   {
     panel: "Trainer",

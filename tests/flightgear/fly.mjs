@@ -1,6 +1,6 @@
-// Flies FlightGear from the virtual deck, through the bridge: node fly.mjs BUILD_FOLDER. Ends with 0
-// if all is as it should be. FlightGear is set and read by its line protocol, which the bridge has no
-// part in. The two stores have to be free.
+// Flies FlightGear from the virtual deck, through the bridge: node fly.mjs BUILD_FOLDER. Ends with
+// 0 if all is right. The test sets and reads FlightGear by its line protocol, which the bridge
+// doesn't use. No other program may use the two stores.
 import { spawn } from "node:child_process";
 import { cpSync, mkdtempSync, rmSync } from "node:fs";
 import { get } from "node:http";
@@ -124,7 +124,7 @@ let address;
 let bridge;
 let simulator;
 
-// Each with a connection of its own: the deck closes one after its answer.
+// Each call makes a connection of its own, because the deck closes one after its answer.
 function state() {
   return new Promise((resolve, reject) => {
     const request = get(`${address}state`, { agent: false }, (answer) => {
@@ -184,7 +184,7 @@ async function startSimulator(aircraft) {
   running.push(simulator);
   await measured(`start of FlightGear to the aircraft known, ${aircraft}`, () => {},
     () => bridge.line(`aircraft ${aircraft}`, seen, kStartPatience));
-  // Until then it stops answering for some time again, and drops connections.
+  // Before that FlightGear stops answering for some time again, and drops connections.
   const isReady = () => simulator.get("/sim/sceneryloaded").catch(() => "");
   await eventually("the scenery is there", async () => (await isReady()) === "true", kStartPatience);
 }
@@ -235,11 +235,12 @@ async function flyBeacon(absent) {
   return { on, off };
 }
 
-// A slow detent is a degree. Of two quick turns of three, one at least counts tenfold.
+// A slow detent is one degree. Of two quick turns by three detents, at least one counts tenfold.
 async function turnHeading() {
   const heading = async () => Number(await simulator.get(kHeading));
   const start = 100;
-  // This makes it a number: it has no value at first, and the line protocol would make it a text.
+  // The bug has no value at first, and the line protocol would make it a text, so the deck sets it
+  // first, which makes it a number.
   deck.write("hold E");
   await eventually("it is set to north",
     async () => (await simulator.get(kHeading)) !== "" && (await heading()) === 0);

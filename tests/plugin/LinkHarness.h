@@ -1,8 +1,8 @@
 // The panel between its two neighbours: a host that a connection really talks to, and the
 // simulator's end of the real stores.
 //
-// The link's clock stands still unless a test moves it, and the link's thread waits in each of its
-// pauses until the test lets it go. So a test steps through the passes, and time is exact.
+// Only a test moves the link's clock, and the link's thread waits in each of its pauses until the
+// test lets it go. So a test steps through the passes, and time is exact.
 #pragma once
 
 #include <gmock/gmock.h>

@@ -22,14 +22,14 @@ const click = (name, on = page) => on.getByRole("button", { name }).click();
 // Waits until one of the lights says this.
 const light = (text) => page.locator(".light", { hasText: text }).waitFor();
 
-// The text of a line of a dial's strip.
+// Returns the text of a line of a dial's strip.
 const stripLine = (dial, item, on = page) =>
   on.locator(`[data-context=${dial}] [data-item=${item}] text`).textContent();
 
 const saysLine = (dial, item, text, on = page) =>
   eventually(`${text} on ${dial}`, async () => (await stripLine(dial, item, on)) === text);
 
-// How many lines the deck has written with all these words.
+// Counts the lines that the deck has written with all these words.
 const count = (...words) =>
   stage.deck.lines.filter((line) => words.every((word) => line.includes(word))).length;
 
@@ -47,7 +47,7 @@ async function plugIn(kind) {
   await page.getByRole("button", { name: "Plug in", exact: true }).click();
 }
 
-// In one go: on a slow machine two steps could make a long tap.
+// Taps in one step, because two steps could make a long tap on a slow machine.
 function tap(dial) {
   return page.getByRole("button", { name: `Strip of ${dial}` }).evaluate((strip) => {
     strip.dispatchEvent(new KeyboardEvent("keydown", { key: "Enter" }));
@@ -55,7 +55,7 @@ function tap(dial) {
   });
 }
 
-// A page of its own whose timers can be stopped.
+// Opens another page whose timers can be stopped.
 async function openTimedPage(options) {
   const timed = await stage.openPage(options);
   await timed.clock.install();
@@ -63,15 +63,15 @@ async function openTimedPage(options) {
   return timed;
 }
 
-// Stops the page's timers for as long as `act` takes: on a busy machine a pointer that moves would
-// otherwise seem to rest.
+// Stops the page's timers for as long as `act` takes, because on a busy machine a pointer that
+// moves would otherwise seem to rest.
 async function inNoTime(timed, act) {
   await timed.clock.pauseAt(await timed.evaluate(() => Date.now() + 1000));
   await act();
   await timed.clock.resume();
 }
 
-// From the middle of an element to one of its sides, and on to others, in steps.
+// Drags from the middle of an element to one of its sides, and on to others, in steps.
 async function dragRound(element, sides) {
   const { mouse } = element.page();
   const { x, y, width } = await element.boundingBox();
@@ -97,7 +97,7 @@ async function drag(from, to) {
 const contextsAt = (device, ...places) =>
   Promise.all(places.map((place) => slot(device, place).getAttribute("data-context")));
 
-// Returns the status of the answer to a WebSocket that says it comes from there.
+// Returns the status of the answer to a WebSocket with this origin.
 function knock(origin) {
   const headers = {
     Connection: "Upgrade",

@@ -14,7 +14,7 @@ let page;
 let frames;
 let host;
 
-// Loads the page as a host does, and keeps what it sends.
+// Loads the page as a host does, and keeps the messages that it sends.
 async function open({ settings = { KeyName: "AP1", other: 1 }, language = "en", answers = true } = {}) {
   frames = [];
   page = await browser.newPage();

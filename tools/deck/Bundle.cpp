@@ -44,7 +44,8 @@ fs::path findProgram(const fs::path& folder, const json& manifest) {
   return program;
 }
 
-// The manifest names images without an extension: one for displays of double density comes first.
+// Finds the file of an image, which the manifest names without an extension. The file for displays
+// of double density is preferred.
 std::string findImage(const fs::path& folder, const std::string& path) {
   for (const char* ending : {"@2x.png", ".png", ".svg"}) {
     if (readPluginFile(folder, path + ending)) return path + ending;

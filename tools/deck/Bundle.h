@@ -6,14 +6,15 @@
 
 struct Bundle {
   std::filesystem::path folder;   // the program's working directory
-  std::string name;               // of the folder: what the program has to register with
+  std::string name;               // of the folder; the program has to register with it
   std::filesystem::path program;  // absolute
   std::string uuid;
   std::string version;
-  std::string layout;      // of a dial at first, a path in the folder
-  std::string stateImage;  // of a key that has no image, the same; empty if there is none
+  std::string layout;  // of a dial at first, a path in the folder
+  std::string
+      stateImage;  // of a key without an image, a path in the folder; empty if there is none
 };
 
 // Reads the manifest, on Linux with the patch for Linux merged into it, and makes the program that
-// it names for this system executable. Throws std::exception with what is wrong.
+// it names for this system executable. Throws std::exception with the reason if that fails.
 Bundle openBundle(const std::filesystem::path& folder);

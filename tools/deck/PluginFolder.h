@@ -1,12 +1,12 @@
-// Files of a folder, for a reader that gets their names from another program.
+// Reads files of a folder whose names come from another program.
 #pragma once
 
 #include <filesystem>
 #include <optional>
 #include <string>
 
-// Whether a path, taken from `folder` and with links resolved, lies outside of it. The file itself
-// may be missing.
+// Returns whether a path, taken from `folder` and with links resolved, lies outside of it. The file
+// itself may be missing.
 bool leavesFolder(const std::filesystem::path& folder, const std::string& path);
 
 // The content of a file whose path is relative to `folder`. nullopt: it can't be read, or it leaves

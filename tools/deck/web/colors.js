@@ -1,7 +1,7 @@
-// Colours as layouts write them: a name, #rrggbb, or stops "0:#ff0000,0.5:yellow,1:#00ff00".
+// Reads colours as layouts write them: a name, #rrggbb, or stops "0:#ff0000,0.5:yellow,1:#00ff00".
 const kColor = /^(#([0-9a-f]{3}|[0-9a-f]{6}|[0-9a-f]{8})|[a-z]+)$/i;
 
-// The stops, a single one for a plain colour. Null: it isn't understood.
+// Returns the stops, a single one for a plain colour. Null: the text is no colour.
 export function parseColor(text) {
   if (typeof text !== "string") return null;
   const parts = text.split(",").map((part) => part.trim());

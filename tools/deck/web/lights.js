@@ -1,9 +1,9 @@
-// The words of the light for the simulator's side. This module knows nothing of the page.
+// Words for the light of the simulator's side. This module knows nothing of the page.
 
 const kMinute = 60; // s
 
-// `link` is {state, since}, `now` the time on the same clock, in seconds. `text` is all of the
-// words, `state` the part that doesn't change from second to second.
+// Describes `link`, {state, since}, at the time `now` on the same clock, in seconds. Of the result,
+// `text` is all of the words, and `state` the part that doesn't change from second to second.
 export function describeLink(link, now) {
   const { words, isGood = false, isTimed = false } = kStates[link.state] ?? kStates.unknown;
   const state = `Simulator: ${words}`;

@@ -1,5 +1,5 @@
-// The page: passes the program's news on to the devices, the inspector and the log, and the user's
-// actions on them back as commands.
+// The page. It passes the program's news on to the devices, the inspector and the log, and sends
+// the user's actions back as commands.
 import { showAlone, showWanted, watchAlone } from "./alone.js";
 import { watchArranging } from "./arrange.js";
 import { Connection } from "./connection.js";
@@ -56,7 +56,7 @@ function showState(state) {
 function showDecks() {
   for (const [id, deck] of decks) {
     if (!findDevice(id)) {
-      deck.element.remove(); // another program serves this page now
+      deck.element.remove(); // the program was started again and has other devices
       decks.delete(id);
     }
   }
@@ -76,7 +76,8 @@ function viewOf(id) {
   return decks.get(findContext(id)?.device)?.view(id);
 }
 
-// A title on a dial comes as ten faces in a row. They are drawn when the screen is.
+// A title on a dial comes as ten faces in a row. Faces are drawn with the next frame of the screen,
+// only the last of each.
 const dueFaces = new Set();
 
 function showFace(id, face) {
@@ -106,7 +107,7 @@ function showToast(text) {
   toastTimer = setTimeout(() => setText(part("toast"), ""), kToastTime);
 }
 
-// The link, and by how much the program's clock is ahead of the browser's.
+// The link's state, and by how much the program's clock is ahead of the browser's.
 let link = { state: "unknown", since: 0 };
 let clockOffset = 0;
 
@@ -135,7 +136,7 @@ function showLight(light, isGood, text) {
 
 // The selected place.
 
-// The selected context may have moved, or gone, or come to an empty place.
+// Updates the selection: its context may have moved or gone, or one has come to its empty place.
 function followSelection() {
   if (!selection) return;
   const context =
@@ -208,7 +209,7 @@ function move(id, page, column, row) {
   send(`move ${id} ${page} ${column} ${row}`);
 }
 
-// To the same place on another page, or to the first that is free there.
+// Moves a context to the same place on another page, or to the first free one there.
 function moveToPage(id, page) {
   const context = findContext(id);
   const slots = [slotOf(context), ...slotsOf(findDevice(context.device))];

@@ -25,7 +25,8 @@ export function describeStrip(face, { measure, prefix }) {
     .map((item) => filled(item, face.feedback[item.key]))
     .filter((item) => item.enabled !== false)
     .sort((a, b) => numberOr(a.zOrder, 0) - numberOr(b.zOrder, 0));
-  // A title empties all ten lines, also where the layout has fewer: nothing is missing then.
+  // An empty value for an item that the layout lacks is no fault: a title that is short empties the
+  // rest of the ten lines, whatever lines the layout has.
   const strays = Object.keys(face.feedback).filter(
     (key) => face.feedback[key].value !== "" && !items.some((item) => item?.key === key),
   );
@@ -46,13 +47,14 @@ function isSound(item, problems) {
   return false;
 }
 
-// Key, type and place of an item can't be changed by feedback.
+// Fills an item with its feedback, which can't change the item's key, type and place.
 function filled(item, given = {}) {
   const { key, type, rect } = item;
   return { ...item, ...given, font: { ...item.font, ...given.font }, key, type, rect };
 }
 
-// An SVG within the SVG has a place of its own and cuts off what doesn't fit into it.
+// Draws an item as an SVG within the SVG, which has a place of its own and cuts off whatever
+// doesn't fit.
 function drawItem(item, id, drawing) {
   const [x, y, width, height] = item.rect;
   const ground = makePaint(item.background, "none", `${id}-ground`, width);
@@ -112,7 +114,8 @@ function drawPixmap(item, { width, height }, { changed }) {
   return href ? [node("image", { href, width, height })] : [];
 }
 
-// A file may change under the same name: the number makes it another address.
+// The address of a picture. It ends in the revision, because a file may change under the same name,
+// and the browser would show the one that it has kept.
 function pixmapAddress(value, revision) {
   if (value === "" || value.startsWith("data:")) return value;
   if (value.trimStart().startsWith("<")) return `data:image/svg+xml,${encodeURIComponent(value)}`;
@@ -143,7 +146,7 @@ function drawBar(item, box) {
   ];
 }
 
-// The bar has no fill: a triangle below it points at the value.
+// Draws a bar without a fill, with a triangle below it that points at the value.
 function drawMarkedBar(item, box) {
   const barHeight = Math.min(numberOr(item.bar_h, kBarHeight), box.height);
   const shape = outline(item, box.width, barHeight);
@@ -175,7 +178,8 @@ function drawBorder(item, shape) {
   return [node("path", { d: shape, fill: "none", stroke, "stroke-width": border })];
 }
 
-// The path of a bar. Half of the border lies outside of it, so it keeps that far from the edge.
+// The path of a bar. Half of the border lies outside the path, so the path keeps that far from the
+// edge.
 function outline(item, width, height) {
   const edge = numberOr(item.border_w, kBarBorder) / 2;
   const [right, bottom, middle] = [width - edge, height - edge, height / 2];
@@ -209,7 +213,8 @@ function numberOr(value, other) {
   return Number.isFinite(value) ? value : other;
 }
 
-// A fill for a colour, with the gradient that it may need. Fading, the last quarter runs out.
+// Makes a fill for a colour, with the gradient that it may need. With `fades`, the fill fades out
+// in its last quarter.
 function makePaint(text, other, id, width, fades = false) {
   const stops = parseColor(text) ?? [{ offset: 0, color: other }];
   if (stops.length === 1 && !fades) return { fill: stops[0].color, definitions: [] };
