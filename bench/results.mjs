@@ -48,7 +48,8 @@ export class Results {
   // The parts of the works' names between `prefix` and `suffix`, each once.
   kinds(prefix, suffix) {
     const names = [...this.#figures.keys()].map((key) => key.split(", ")[0]);
-    return [...new Set(names)].filter((name) => name.startsWith(prefix) && name.endsWith(suffix))
+    return [...new Set(names)]
+      .filter((name) => name.startsWith(prefix) && name.endsWith(suffix))
       .map((name) => name.slice(prefix.length, -suffix.length));
   }
 

@@ -18,7 +18,9 @@ function findLanguage(wanted = kFallback) {
   const known = Object.keys(globalThis.kPageWords);
   const start = wanted.slice(0, 2);
   return (
-    known.find((each) => each === wanted) ?? known.find((each) => each.startsWith(start)) ?? kFallback
+    known.find((each) => each === wanted) ??
+    known.find((each) => each.startsWith(start)) ??
+    kFallback
   );
 }
 
@@ -40,6 +42,8 @@ function say(text, isBad = false) {
   part("answer").textContent = text;
   part("answer").toggleAttribute("data-bad", isBad);
 }
+
+/* exported connectElgatoStreamDeckSocket */
 
 // The host calls this when the page has loaded, with its port and the selected key or dial.
 function connectElgatoStreamDeckSocket(port, uuid, registerEvent, info, actionInfo) {

@@ -219,11 +219,16 @@ describe("the virtual deck", { timeout: 600_000 }, () => {
     const places = ["key:0,0", "key:1,0"];
     const [first, second] = await contextsAt("DECK1", ...places);
     const presses = count("to plug-in", "keyDown");
-    for (const expected of [[second, first], [first, second]]) {
+    for (const expected of [
+      [second, first],
+      [first, second],
+    ]) {
       await click("Arrange");
       await drag(slot("DECK1", places[0]), slot("DECK1", places[1]));
-      await eventually("a swap", async () =>
-        (await contextsAt("DECK1", ...places)).join() === expected.join());
+      await eventually(
+        "a swap",
+        async () => (await contextsAt("DECK1", ...places)).join() === expected.join(),
+      );
       await click("Arrange");
     }
     assert.equal(count("to plug-in", "keyDown"), presses);
@@ -240,7 +245,11 @@ describe("the virtual deck", { timeout: 600_000 }, () => {
 
   it("has no barriers at any width, in light, dark and forced colours", async () => {
     await slot("DECK1", "key:0,0").focus(); // its place is shown beside the devices
-    for (const [width, height] of [[360, 780], [1280, 800], [2560, 1440]]) {
+    for (const [width, height] of [
+      [360, 780],
+      [1280, 800],
+      [2560, 1440],
+    ]) {
       await page.setViewportSize({ width, height });
       for (const [name, media] of Object.entries(kSchemes)) {
         await page.emulateMedia(media);
@@ -254,10 +263,13 @@ describe("the virtual deck", { timeout: 600_000 }, () => {
     await page.setViewportSize({ width: 1280, height: 800 });
     await page.evaluate(() => window.scrollTo(0, 0));
     for (const part of [".key", ".strip", ".knob"]) {
-      const boxes = await page.locator(`[data-device=DECK1] ${part}`).evaluateAll((parts) =>
-        parts.map((each) => each.getBoundingClientRect().bottom),
+      const boxes = await page
+        .locator(`[data-device=DECK1] ${part}`)
+        .evaluateAll((parts) => parts.map((each) => each.getBoundingClientRect().bottom));
+      assert.ok(
+        boxes.every((bottom) => bottom > 0 && bottom <= 800),
+        `each ${part} is in sight`,
       );
-      assert.ok(boxes.every((bottom) => bottom > 0 && bottom <= 800), `each ${part} is in sight`);
     }
     const line = page.locator(".line").last();
     assert.ok((await line.boundingBox()).height >= 24, "a finger hits a line of the log");
@@ -397,8 +409,10 @@ describe("the virtual deck", { timeout: 600_000 }, () => {
     await light("Simulator: not come yet");
     await lightsPicture("awaited");
     stage.startBridge();
-    await eventually("all contexts", async () =>
-      (await page.locator("[data-context]").count()) === before);
+    await eventually(
+      "all contexts",
+      async () => (await page.locator("[data-context]").count()) === before,
+    );
     await light("Simulator: up");
     await lightsPicture("up");
   });

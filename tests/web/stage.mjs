@@ -12,8 +12,12 @@ import { chromium } from "playwright-core";
 export const kPatience = 60_000; // ms
 
 const kQuietFlags = [
-  "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-background-networking",
-  "--disable-component-update", "--disable-sync",
+  "--disable-gpu",
+  "--disable-quic",
+  "--no-first-run",
+  "--disable-background-networking",
+  "--disable-component-update",
+  "--disable-sync",
 ];
 
 // Waits until `look` gives something, and returns it.

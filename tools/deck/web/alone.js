@@ -6,7 +6,9 @@ const kStart = "#only=";
 
 // The device that the address names. Undefined: all are shown.
 const wantedDevice = () =>
-  location.hash.startsWith(kStart) ? decodeURIComponent(location.hash.slice(kStart.length)) : undefined;
+  location.hash.startsWith(kStart)
+    ? decodeURIComponent(location.hash.slice(kStart.length))
+    : undefined;
 
 // Shows a deck alone. Where the browser can't fill the screen, it fills the window.
 export function showAlone(device) {

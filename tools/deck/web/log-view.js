@@ -10,7 +10,7 @@ export class LogView {
   #rows = []; // {line, element}
   #waiting = [];
   #isPaused = false;
-  #frame = null;
+  #isDue = false;
   #list = part("log-lines");
 
   constructor() {
@@ -45,11 +45,12 @@ export class LogView {
   add(lines) {
     this.#waiting = [...this.#waiting, ...lines].slice(-kKeptLines);
     // Many lines come at once, and to show each alone would cost a layout of the list.
-    this.#frame ??= requestAnimationFrame(() => this.#show());
+    if (!this.#isDue) requestAnimationFrame(() => this.#show());
+    this.#isDue = true;
   }
 
   #show() {
-    this.#frame = null;
+    this.#isDue = false;
     setText(part("log-pause"), this.#isPaused ? `Go on (${this.#waiting.length})` : "Pause");
     if (this.#isPaused) return;
     const rows = this.#waiting.map((line) => ({ line, element: makeRow(line) }));

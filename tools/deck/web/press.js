@@ -39,7 +39,8 @@ export function watchPresses(element, { down, up }) {
   element.addEventListener("pointerdown", (event) => {
     if (event.button !== 0) return;
     element.setPointerCapture(event.pointerId);
-    const mayScroll = event.pointerType === "touch" && getComputedStyle(element).touchAction !== "none";
+    const mayScroll =
+      event.pointerType === "touch" && getComputedStyle(element).touchAction !== "none";
     if (mayScroll && !touch) waitForTouch(event);
     else begin(event.pointerId);
   });
