@@ -1,7 +1,6 @@
 #include "bridge/simulators/FlightGearSimulator.h"
 
 #include <algorithm>
-#include <asio/post.hpp>
 #include <chrono>
 #include <cmath>
 #include <map>
@@ -11,6 +10,7 @@
 #include <utility>
 
 #include "bridge/simulators/Json.h"
+#include "bridge/simulators/RemoteSimulator.h"
 #include "bridge/simulators/RestClient.h"
 #include "bridge/simulators/Timer.h"
 #include "bridge/simulators/WebSocketClient.h"
@@ -113,24 +113,14 @@ std::vector<std::string> pathsWith(const std::string& pattern, const json& root)
   return found;
 }
 
-class FlightGearSimulator final : public Simulator {
+class FlightGearSimulator final : public RemoteSimulator {
  public:
   FlightGearSimulator(asio::io_context& owner, Endpoint given)
-      : context(owner),
-        endpoint(std::move(given)),
-        alive(std::make_shared<char>()),
-        attempts(owner, [this] { socket.open(endpoint, "/PropertyListener"); }),
+      : RemoteSimulator(owner, std::move(given), "5480"),
         nextRound(owner),
         silence(owner),
         socket(owner, {[this] { ask(); }, [this](const std::string& text) { onText(text); },
-                       [this](const std::string& reason) { onEnd(reason); }}) {
-    if (endpoint.port.empty()) endpoint.port = "5480";
-  }
-
-  void start(Observer& given) override {
-    observer = &given;
-    attempts.now();
-  }
+                       [this](const std::string& reason) { onEnd(reason); }}) {}
 
   void follow(std::vector<std::string> values, std::vector<Command> /*all are known*/) override;
   void write(const std::string& name, const Value& value) override;
@@ -140,16 +130,15 @@ class FlightGearSimulator final : public Simulator {
   void listNames(const std::string& pattern, Names done) override;
 
  private:
-  enum class Told { nothing, unknown, value };
-
   struct Node {
     std::vector<std::size_t> places;
     std::optional<Value> value;
     bool isThere = false;  // reported since the round began
     bool isAlone = true;   // asked for by itself in that round
-    Told told = Told::nothing;
+    Told told = Told::Nothing;
   };
 
+  void connect() override { socket.open(endpoint, "/PropertyListener"); }
   void ask();
   void askFor(const char* member, const json& paths);
   void askSoon();
@@ -160,28 +149,22 @@ class FlightGearSimulator final : public Simulator {
   void tell(Node& node);
   void listen();
   void onEnd(const std::string& reason);
-  void refuse(const std::string& reason);
   std::optional<std::string> faultIn(const Command& command) const;
 
-  asio::io_context& context;
-  Endpoint endpoint;
-  Observer* observer = nullptr;  // not owned
-  std::shared_ptr<char> alive;   // for what is posted
-  Attempts attempts;
   Timer nextRound;
   Timer silence;
   std::unique_ptr<RestClient> rest;  // made when first needed: it has a thread
 
-  std::map<std::string, Node> nodes;  // what is followed, by path
+  std::map<std::string, Node> nodes;  // those that are followed, by path
 
-  // Of the connection.
-  bool isConnected = false;                     // a round has ended
-  bool isRoundOpen = false;                     // asked, and not yet answered
-  bool isRoundOutdated = false;                 // what is followed has changed since it was asked
-  bool isRoundWanted = false;                   // as soon as that has ended
-  int livelyRounds = 0;                         // still to come
-  steady_clock::time_point asked;               // when the last round began
-  std::set<std::string> listened;               // paths with a listener
+  // The state of the connection.
+  bool isConnected = false;        // a round has ended
+  bool isRoundOpen = false;        // asked, and not yet answered
+  bool isRoundOutdated = false;    // the followed nodes have changed since it was asked
+  bool isRoundWanted = false;      // as soon as that has ended
+  int livelyRounds = 0;            // still to come
+  steady_clock::time_point asked;  // when the last round began
+  std::set<std::string> listened;  // paths with a listener
   std::map<std::string, std::string> aircraft;  // by path
   std::vector<std::string> toldAircraft;
 
@@ -313,7 +296,7 @@ void FlightGearSimulator::onText(const std::string& text) {
   const auto node = nodes.find(path);
   if (node == nodes.end()) return;
   node->second.isThere = true;
-  if (node->second.told == Told::value && isSame(*node->second.value, *value)) return;
+  if (node->second.told == Told::Known && isSame(*node->second.value, *value)) return;
   node->second.value = value;
   if (isConnected) tell(node->second);
 }
@@ -360,13 +343,13 @@ void FlightGearSimulator::tellNodes() {
       continue;
     }
     if (!node.isThere) node.value.reset();
-    const bool isTold = node.told == (node.isThere ? Told::value : Told::unknown);
+    const bool isTold = node.told == (node.isThere ? Told::Known : Told::Unknown);
     if (!isTold) tell(node);
   }
 }
 
 void FlightGearSimulator::tell(Node& node) {
-  node.told = node.value ? Told::value : Told::unknown;
+  node.told = node.value ? Told::Known : Told::Unknown;
   for (const std::size_t place : node.places) {
     if (node.value) {
       observer->onValue(place, *node.value);
@@ -403,12 +386,6 @@ void FlightGearSimulator::onEnd(const std::string& reason) {
   }
   attempts.later();
   if (std::exchange(isConnected, false)) observer->onLost(reason);
-}
-
-void FlightGearSimulator::refuse(const std::string& reason) {
-  asio::post(context, [this, here = std::weak_ptr<char>(alive), reason] {
-    if (here.lock()) observer->onRefused(reason);
-  });
 }
 
 }  // namespace
