@@ -122,7 +122,13 @@ struct Panel {
 
   // The control of that name. If only the other kind has the name, its control is returned, so that
   // a key's name on a dial, or the other way round, still shows something.
-  const Control* find(const std::string& keyName, bool isDial) const;
+  const Control* find(const std::string& keyName, bool isDial) const {
+    for (const auto* controls : {isDial ? &dials : &keys, isDial ? &keys : &dials}) {
+      const auto found = controls->find(keyName);
+      if (found != controls->end()) return &found->second;
+    }
+    return nullptr;
+  }
 };
 
 }  // namespace bridge

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <set>
 
-#include "bridge/Suggestion.h"
+#include "bridge/Text.h"
 
 namespace bridge {
 
@@ -103,7 +103,7 @@ bool PanelReader::readFields(const Node& node, const std::string& what, const Fi
     }
     std::vector<std::string> known;
     for (const Field& field : fields) known.push_back(field.first);
-    std::string advice = Suggestion::among(name.Scalar(), known);
+    std::string advice = Text::didYouMean(name.Scalar(), known);
     if (advice.empty()) advice = ", there are " + joined(known);
     complain(name, "unknown field " + inQuotes(name.Scalar()) + " in " + what + advice);
   });
@@ -147,7 +147,7 @@ std::string PanelReader::readSymbol(const Node& node) {
   std::string name = readText(node);
   if (name.find('.') != std::string::npos) return readPath(node);
   if (std::find(symbols.begin(), symbols.end(), name) == symbols.end()) {
-    complain(node, "unknown symbol " + inQuotes(name) + Suggestion::among(name, symbols));
+    complain(node, "unknown symbol " + inQuotes(name) + Text::didYouMean(name, symbols));
   }
   return name;
 }
@@ -160,7 +160,7 @@ std::uint32_t PanelReader::readColour(const Node& node) {
     known.emplace_back(colour.name);
   }
   if (const auto value = hexadecimal(text)) return *value;
-  const std::string advice = Suggestion::among(text, known);
+  const std::string advice = Text::didYouMean(text, known);
   complain(node,
            "unknown colour " + inQuotes(text) +
                (advice.empty() ? ", there are " + joined(known) + " and \"#rrggbb\"" : advice));
@@ -220,7 +220,7 @@ std::size_t PanelReader::readChoice(const Node& node, const std::string& what,
   const std::string text = readText(node);
   const auto found = std::find(choices.begin(), choices.end(), text);
   if (found != choices.end()) return static_cast<std::size_t>(found - choices.begin());
-  std::string advice = Suggestion::among(text, choices);
+  std::string advice = Text::didYouMean(text, choices);
   if (advice.empty()) advice = ", there are " + joined(choices);
   complain(node, "unknown " + what + " " + inQuotes(text) + advice);
   return 0;
@@ -231,7 +231,7 @@ std::optional<std::size_t> PanelReader::readIndex(const Node& node, const std::s
   const std::string name = readText(node);
   const auto found = std::find(names.begin(), names.end(), name);
   if (found != names.end()) return static_cast<std::size_t>(found - names.begin());
-  complain(node, "unknown " + what + " " + inQuotes(name) + Suggestion::among(name, names));
+  complain(node, "unknown " + what + " " + inQuotes(name) + Text::didYouMean(name, names));
   return std::nullopt;
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace bridge {
 
@@ -13,6 +14,10 @@ class Text {
 
   // Returns at most so many bytes of the text, cut between characters, and says how many it had.
   static std::string shortened(const std::string& text, std::size_t bytes);
+
+  // Finds the known word that is nearest to a misspelt one. Returns `, did you mean "lamp"?`, or an
+  // empty text if no word is near.
+  static std::string didYouMean(const std::string& word, const std::vector<std::string>& known);
 };
 
 }  // namespace bridge

@@ -104,8 +104,7 @@ int sendText(velomar_link& link, const std::string& text) {
   if (!link.link.isUp()) return notNow("the link is down");
   require(text.size() < protocol::kStoreBytes, "the message is longer than the store");
   if (link.link.send(text)) return kDone;
-  link.deliveries
-      .forget();  // the message may have had an image or layout, which has to go whole again
+  link.deliveries.forget();  // images and layouts of this message have to go whole again
   return notNow("the store has no room");
 }
 

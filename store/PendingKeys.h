@@ -45,8 +45,7 @@ class PendingKeys {
 
   simdb& source;
   std::map<std::string, Entry> pending;
-  store::u64 held =
-      0;  // bytes of the keys in both sets: in a sound store no more than its capacity
+  store::u64 held = 0;  // bytes of the keys in both sets; in a sound store at most its capacity
 
   // Keys taken that the store couldn't delete. In a completely full store a key can get into the
   // one slot that a deletion doesn't reach, and there it stays. It is listed for ever, and must not

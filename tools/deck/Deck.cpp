@@ -9,16 +9,15 @@
 #include <sstream>
 #include <string>
 
+#include "StreamDeckSDK/ESDUtilities.h"
 #include "tools/common/ChildProcess.h"
 #include "tools/common/CommandLine.h"
 #include "tools/common/Output.h"
 #include "tools/deck/Bundle.h"
 #include "tools/deck/HostServer.h"
 #include "tools/deck/PageServer.h"
-#include "tools/deck/PluginFolder.h"
 #include "tools/deck/Profile.h"
 #include "tools/deck/VirtualDeck.h"
-#include "tools/deck/WebFolder.h"
 
 namespace {
 
@@ -31,6 +30,12 @@ constexpr char kRegisterEvent[] = "registerPlugin";
 
 // The page's port, unless another program has it already.
 constexpr std::uint16_t kUsualPort = 8913;
+
+// The folder of the page's files, both in the build tree and where the program is installed.
+std::string webFolder() {
+  const auto folder = ESDUtilities::GetPluginExecutablePath().parent_path();
+  return (folder.parent_path() / "share" / "velomar" / "deck").string();
+}
 
 struct Options {
   std::string bundle;

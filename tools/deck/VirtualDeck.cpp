@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "tools/common/Output.h"
-#include "tools/deck/PluginFolder.h"
 
 using nlohmann::json;
 using Lock = std::lock_guard<std::mutex>;

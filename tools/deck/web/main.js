@@ -6,12 +6,11 @@ import { Connection } from "./connection.js";
 import { DeckView } from "./deck-view.js";
 import { part, setText } from "./dom.js";
 import { Inspector, trainersNames } from "./inspector.js";
-import { describeLink } from "./lights.js";
+import { Lights } from "./lights.js";
 import { LogView } from "./log-view.js";
 import { inPageOrder, isDial, kindOf, parseSlot, slotOf, slotsOf } from "./places.js";
 
 const kToastTime = 5000; // ms
-const kLightPause = 1000; // ms; times are told in seconds
 
 let devices = [];
 let contexts = [];
@@ -34,15 +33,15 @@ const kNews = {
   state: ({ state }) => showState(state),
   face: ({ context, face }) => showFace(context, face),
   sign: ({ context, sign }) => showSign(context, sign),
-  link: (news) => showLink(news),
+  link: (news) => lights.showLink(news),
   log: ({ lines }) => log.add(lines),
   refused: ({ text }) => showToast(text),
 };
 
 function showState(state) {
   ({ devices, contexts } = state);
-  showLight(part("plugin-light"), state.plugin, `Plug-in: ${state.plugin ? "connected" : "gone"}`);
-  showLink(state);
+  lights.showPlugin(state.plugin);
+  lights.showLink(state);
   part("no-device").hidden = devices.length > 0;
   part("dial-press").value = state.dialPress;
   const blank = state.stateImage ? `url("bundle/${state.stateImage}")` : "none";
@@ -105,33 +104,6 @@ function showToast(text) {
   clearTimeout(toastTimer);
   setText(part("toast"), text);
   toastTimer = setTimeout(() => setText(part("toast"), ""), kToastTime);
-}
-
-// The link's state, and by how much the program's clock is ahead of the browser's.
-let link = { state: "unknown", since: 0 };
-let clockOffset = 0;
-
-const browserTime = () => performance.now() / 1000;
-
-function showLink(news) {
-  const before = describeLink(link, 0).state;
-  link = news.link;
-  clockOffset = news.time - browserTime();
-  showLinkLight();
-  const { state } = describeLink(link, 0);
-  if (state !== before) setText(part("spoken"), state);
-}
-
-function showLinkLight() {
-  const { text, isGood } = describeLink(link, browserTime() + clockOffset);
-  showLight(part("link-light"), isGood, text);
-}
-
-setInterval(showLinkLight, kLightPause);
-
-function showLight(light, isGood, text) {
-  light.toggleAttribute("data-good", isGood);
-  setText(light, text);
 }
 
 // The selected place.
@@ -223,6 +195,8 @@ function moveToPage(id, page) {
 
 const panel = { send, select, selectPlace, fill, showAlone };
 
+const lights = new Lights();
+
 const log = new LogView();
 
 const inspector = new Inspector({
@@ -237,14 +211,11 @@ const connection = new Connection({
   opened: () => {
     log.clear();
     document.body.removeAttribute("data-lost");
-    showLight(part("page-light"), true, "Page: live");
+    lights.opened();
   },
   lost: () => {
     document.body.setAttribute("data-lost", "");
-    showLight(part("page-light"), false, "Page: connection lost, trying again");
-    showLight(part("plugin-light"), false, "Plug-in: unknown");
-    link = { state: "unknown", since: 0 };
-    showLinkLight();
+    lights.lost();
   },
 });
 

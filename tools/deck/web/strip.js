@@ -1,6 +1,5 @@
 // Draws a dial's segment of the touch strip: turns a layout and the feedback that fills it into a
 // description of an SVG. This module knows nothing of the page.
-import { parseColor } from "./colors.js";
 
 export const kWidth = 200;
 export const kHeight = 100;
@@ -33,7 +32,10 @@ export function describeStrip(face, { measure, prefix }) {
   if (strays.length > 0) drawing.problems.push(`Not in the layout: ${strays.join(", ")}`);
   return {
     nodes: shown.map((item, index) => drawItem(item, `${prefix}-${index}`, drawing)),
-    text: shown.filter((item) => item.type === "text" && textOf(item)).map(textOf).join(", "),
+    text: shown
+      .filter((item) => item.type === "text" && textOf(item))
+      .map(textOf)
+      .join(", "),
     problems: drawing.problems,
   };
 }
@@ -77,7 +79,7 @@ function drawText(item, { width, height, id }, { measure }) {
   const overflow = item["text-overflow"] ?? "ellipsis";
   const fades = isLong && overflow === "fade";
   const paint = makePaint(item.color, "white", `${id}-text`, width, fades);
-  const anchor = fades ? "start" : kAnchors[item.alignment] ?? "middle";
+  const anchor = fades ? "start" : (kAnchors[item.alignment] ?? "middle");
   const isCut = isLong && overflow === "ellipsis";
   const text = isCut ? shorten(textOf(item), width, widthOf) : textOf(item);
   return [
@@ -219,7 +221,12 @@ function makePaint(text, other, id, width, fades = false) {
   const stops = parseColor(text) ?? [{ offset: 0, color: other }];
   if (stops.length === 1 && !fades) return { fill: stops[0].color, definitions: [] };
   const { color } = stops[0];
-  const used = fades ? [{ offset: 0.75, color }, { offset: 1, color, opacity: 0 }] : stops;
+  const used = fades
+    ? [
+        { offset: 0.75, color },
+        { offset: 1, color, opacity: 0 },
+      ]
+    : stops;
   const gradient = node(
     "linearGradient",
     { id, gradientUnits: "userSpaceOnUse", x1: 0, x2: width, y1: 0, y2: 0 },
@@ -232,4 +239,22 @@ function makePaint(text, other, id, width, fades = false) {
     ),
   );
   return { fill: `url(#${id})`, definitions: [gradient] };
+}
+
+// Reads colours as layouts write them: a name, #rrggbb, or stops "0:#ff0000,0.5:yellow,1:#00ff00".
+const kColor = /^(#([0-9a-f]{3}|[0-9a-f]{6}|[0-9a-f]{8})|[a-z]+)$/i;
+
+// Returns the stops, a single one for a plain colour. Null: the text is no colour.
+export function parseColor(text) {
+  if (typeof text !== "string") return null;
+  const parts = text.split(",").map((part) => part.trim());
+  if (parts.length === 1 && kColor.test(parts[0])) return [{ offset: 0, color: parts[0] }];
+  const stops = parts.map(parseStop);
+  return stops.includes(null) ? null : stops.sort((a, b) => a.offset - b.offset);
+}
+
+function parseStop(text) {
+  const [offset, color] = text.split(":").map((part) => part.trim());
+  const isGood = offset !== "" && offset >= 0 && offset <= 1 && color && kColor.test(color);
+  return isGood ? { offset: Number(offset), color } : null;
 }
