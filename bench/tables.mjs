@@ -267,7 +267,7 @@ function summary(results) {
   const both = (work) =>
     `${time(results.figure(`${work} p50`))} (median), 99 of 100 within ${time(results.figure(`${work} p99`))}`;
   return table(
-    ["What", "Velomar"],
+    ["Measure", "Velomar"],
     [
       ["A press reaches the simulator's plug-in in", both("press")],
       ["What the simulator draws reaches the Stream Deck application in", both("frame")],
