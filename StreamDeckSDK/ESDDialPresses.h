@@ -14,7 +14,14 @@ class ESDDialPresses {
   // Whether the event repeats the other form's report that this dial is pressed, or released.
   // Events of one form never count as repeated: a host that sends one form only is passed on as it
   // is.
-  bool Repeats(const std::string& context, Form form, bool isPressed);
+  bool Repeats(const std::string& context, Form form, bool isPressed) {
+    const auto last = mLast.find(context);
+    if (last != mLast.end() && last->second.form != form && last->second.isPressed == isPressed) {
+      return true;
+    }
+    mLast[context] = {form, isPressed};
+    return false;
+  }
 
   // The context is no longer on show.
   void Forget(const std::string& context) { mLast.erase(context); }

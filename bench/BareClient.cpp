@@ -1,8 +1,8 @@
-// The least that a plug-in on this library can be: it registers, and answers each frame with three
-// of the size of those that blank a key. What the program is measured beside.
+// The least that a plug-in on this library can be, for comparison with the program: it registers,
+// and answers each frame with three frames as large as those that blank a key.
 //
-// A registration event of "turns" or "turns-nodelay" makes it answer each turn of a dial with eight
-// titles instead, one each 100 us, without and with TCP_NODELAY on its socket.
+// With "turns" or "turns-nodelay" as its registration event it answers each turn of a dial with
+// eight titles instead, one each 100 us, without and with TCP_NODELAY on its socket.
 #include <chrono>
 #include <cstdlib>
 #include <memory>

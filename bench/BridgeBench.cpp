@@ -1,5 +1,6 @@
-// The program and the bridge between a host and a stand-in for X-Plane that this process plays: how
-// long a value takes to its face and a press to its request, and what the bridge costs.
+// Measures the program and the bridge between a host and a stand-in for X-Plane, both of which this
+// process plays: the time from a value to its face and from a press to its request, and the
+// bridge's share of the processor.
 //
 //   velomar-bench-bridge PROGRAM BRIDGE [--short]
 //
@@ -22,7 +23,7 @@ using std::chrono::milliseconds;
 constexpr int kKeys = 32;
 constexpr int kMovingKeys = 8;
 constexpr milliseconds kUpdatePause{100};    // of X-Plane
-constexpr std::chrono::seconds kToRest{11};  // after which the bridge polls less often
+constexpr std::chrono::seconds kToRest{11};  // the bridge polls less often after this time
 constexpr std::chrono::seconds kPatience{30};
 
 std::string number(int i) {
@@ -45,7 +46,7 @@ std::string panelText() {
   return values + keys;
 }
 
-// All of it: the host and the program, X-Plane, and the bridge with every key on show.
+// A whole setup: the host and the program, X-Plane, and the bridge with every key on show.
 class Flight {
  public:
   Flight(const std::string& program, const std::string& bridgeFile) : started(program) {
@@ -68,7 +69,7 @@ class Flight {
   void set(int key, double value) { xplane.set("sim/v" + number(key), value); }
   pid_t pid() const { return bridge->pid(); }
 
-  // Key 0's other state.
+  // Seconds from a change of key 0's value to its face.
   double changeTime() {
     const std::uint64_t before = host().count();
     set(0, isOn = !isOn);
@@ -76,7 +77,7 @@ class Flight {
     return secondsSince(xplane.lastUpdate());
   }
 
-  // A press of key 0, whose face has followed when this returns.
+  // Seconds from a press of key 0 to its request. The key's face has followed when this returns.
   double pressTime() {
     const std::uint64_t frames = host().count();
     const int before = xplane.requests("dataref_set_values");
@@ -109,7 +110,7 @@ class Flight {
   bool isOn = false;
 };
 
-// Pauses that fall anywhere into the updates and the polls.
+// Pauses of random length, so that they end anywhere between two updates and two polls.
 class Pauses {
  public:
   void next() {
@@ -126,7 +127,8 @@ void latencies(Flight& flight, int times, int rests) {
   std::vector<double> changes;
   std::vector<double> presses;
   std::vector<double> firsts;
-  // One kind after the other: for a while after a press the bridge goes by what it has written.
+  // All changes come before all presses: for a while after a press the bridge shows the value that
+  // it has written.
   for (int i = 0; i < times; ++i) {
     pauses.next();
     changes.push_back(flight.changeTime());
@@ -147,7 +149,7 @@ void latencies(Flight& flight, int times, int rests) {
 }
 
 // The bridge's share of a CPU while `step` is called in each of so many updates of X-Plane, and the
-// frames that came of one.
+// frames that one update caused.
 template <typename Step>
 void load(Flight& flight, const std::string& work, int updates, Step step) {
   const std::uint64_t frames = flight.host().count();

@@ -1,5 +1,6 @@
-// Two processes at once: messages that one writes and the other takes, and maps that both work on.
-// Prints a line of JSON for every figure. `--short` makes it quick and its figures worthless.
+// Measures two processes at once: messages that one writes and the other takes, and maps that both
+// work on. Prints a line of JSON for every figure. `--short` makes it quick and its figures
+// worthless.
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -28,7 +29,7 @@ constexpr std::uint64_t kBacklog = 64;
 constexpr std::size_t kMessageBytes = 200;
 constexpr std::chrono::seconds kPatience{60};
 
-// What the processes of one measurement know of each other.
+// The progress of one measurement, shared by its processes.
 struct Progress {
   std::atomic<std::uint64_t> taken{0};
   std::atomic<int> ready{0};
@@ -91,7 +92,7 @@ std::string ownName() {
   return "bench_" + std::to_string(getpid());
 }
 
-// The store's reader lists what waits and takes it, as the program does.
+// The store's reader lists the waiting messages and takes them, as the program does.
 void takeAll(SimdbMap& map, RisingKey& /*next*/, std::uint64_t& taken, SharedProgress& progress) {
   std::string value;
   for (const auto& key : map.db.getKeyStrs()) {
@@ -192,7 +193,7 @@ double throughSeqpacket(std::uint64_t messages) {
   return static_cast<double>(messages) / seconds;
 }
 
-// Replaces and reads in turn among 64 keys.
+// Replaces and reads 64 keys in turn.
 template <typename Map>
 void churn(Map& map, std::uint64_t operations) {
   const std::string value(kMessageBytes, 'x');

@@ -1,4 +1,4 @@
-// What a key's face costs: drawn and written as a PNG file of 144 x 144.
+// Measures a key's face: to draw it and to write it as a PNG file of 144 x 144.
 #include <benchmark/benchmark.h>
 
 #include <string>

@@ -44,7 +44,7 @@ std::string acceptKey(const std::string& request) {
   return websocketpp::base64_encode(digest, sizeof digest);
 }
 
-// The size of a frame's header with its mask, as far as the bytes tell, and that of its payload.
+// The sizes of a frame's header with its mask and of its payload, as far as the bytes at hand tell.
 struct Sizes {
   std::size_t header;
   std::uint64_t payload;

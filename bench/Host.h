@@ -1,7 +1,6 @@
 // The Stream Deck application's end, as lean as it can be: it counts the frames that come in, and
-// can wait for them. Of a frame it unmasks only the beginning. A host that unmasks and checks all
-// of an image takes more time for it than the program does, and on two CPUs that would be what is
-// measured.
+// can wait for them. It unmasks only the beginning of a frame. A host that unmasks and checks all
+// of an image takes longer than the program, and on two CPUs the host would be measured instead.
 #pragma once
 
 #include <atomic>
@@ -14,21 +13,21 @@
 
 namespace bench {
 
-// One program connects to it. A thread of its own reads; the operations may be called by one other.
+// One program connects to it. A thread of the object reads; one other thread may call.
 class Host {
  public:
   // Listens on a free port of this machine.
   Host();
-  // Hangs up, if the program hasn't.
+  // Closes the connection if the program hasn't.
   ~Host();
   Host(const Host&) = delete;
   Host& operator=(const Host&) = delete;
 
   std::string port() const;
 
-  // Frames that are here as a whole, log lines aside.
+  // Returns the number of frames that have arrived as a whole, without those of log lines.
   std::uint64_t count();
-  // Ends the benchmark if so many don't come.
+  // Waits for so many frames. Ends the benchmark if they don't come.
   void awaitCount(std::uint64_t wanted);
 
   // REQUIRES: a frame has come in, and the text is shorter than 64 KB.

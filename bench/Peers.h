@@ -1,8 +1,8 @@
-// What a user could take instead of the store, each with the same three operations, and what none
-// of them can beat.
+// The peers that a user could take instead of the store, each with the same three operations, and
+// the limit that none of them can beat.
 //
 // Every class opens or creates the map `name` under /var/tmp; `remove(name)` takes its file away. A
-// second process opens it by the same name. One thread uses an object. What fails ends the program:
+// second process opens it by the same name. One thread uses an object. Any error ends the program:
 // a benchmark has no use for half a peer.
 #pragma once
 
@@ -143,8 +143,8 @@ class BoostMap {
 #endif
 
 #ifdef VELOMAR_BENCH_LMDB
-// One transaction an operation: a message has to be seen at once. A reader's transaction is kept
-// and renewed, as its documentation advises.
+// Each operation is a transaction, because a message has to be seen at once. A reader's transaction
+// is kept and renewed, as LMDB's documentation advises.
 class LmdbMap {
  public:
   explicit LmdbMap(const std::string& name) {
@@ -215,8 +215,8 @@ class LmdbMap {
 };
 #endif
 
-// The limit: the bytes of a message copied into mapped memory and out again into a string, and
-// nothing else. No map; it knows one message.
+// The limit: copies a message's bytes into mapped memory and out again into a string, and does
+// nothing else. It is no map, and holds one message.
 class CopyOnly {
  public:
   explicit CopyOnly(const std::string& /*name*/) : memory(std::size_t{kBlockSize} * kBlockCount) {}

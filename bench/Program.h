@@ -1,4 +1,4 @@
-// The program between a host that this process plays and the two stores, for the benchmarks of
+// Runs the program between a host that this process plays and the two stores, for the benchmarks of
 // whole processes.
 #pragma once
 
@@ -48,7 +48,7 @@ inline std::string appear(const std::string& context, const std::string& keyName
          R"("controller":"Keypad"}})";
 }
 
-// The middle and the slowest hundredth, in seconds.
+// Reports the median and the 99th percentile, in seconds.
 inline void reportSpread(const std::string& work, std::vector<double> figures,
                          const char* who = "velomar") {
   std::sort(figures.begin(), figures.end());

@@ -1,5 +1,6 @@
-// The whole program between a host and a simulator that this process plays: how long a start, an
-// answer, a press and a face take, how much goes through in a second, and what it costs when idle.
+// Measures the whole program between a host and a simulator that this process plays: how long a
+// start, an answer, a press and a face take, how much goes through in a second, and the idle share
+// of the processor.
 //
 //   velomar-bench-program PROGRAM BARE_CLIENT [--short]
 //
@@ -37,7 +38,8 @@ double median(std::vector<double> figures) {
   return figures[figures.size() / 2];
 }
 
-// One CPU for this thread, and for the threads and processes that it starts while the object lives.
+// Keeps this thread, and the threads and processes that it starts while the object lives, on one
+// CPU.
 class OneCpu {
  public:
   explicit OneCpu(int cpu) {
@@ -104,7 +106,7 @@ class Linked : public Started {
   velomar::SimulatorLink link;
 };
 
-// Pauses that fall anywhere into the program's poll.
+// Pauses of random length, so that they end anywhere between two polls of the program.
 class Pauses {
  public:
   void next(Linked& linked) {
@@ -168,7 +170,8 @@ constexpr std::uint64_t kCommands = 8;  // that answer a turn
 constexpr std::chrono::milliseconds kWhileTurning{10};
 constexpr std::chrono::milliseconds kAfterTurning{50};
 
-// Waits until there are so many frames or the time is over. The host sends events that mean nothing.
+// Waits until there are so many frames or the time is over. The host sends events that mean
+// nothing.
 void keepSending(Host& host, std::uint64_t wanted, std::chrono::microseconds time,
                  std::chrono::milliseconds between) {
   const auto end = Clock::now() + time;
@@ -180,21 +183,22 @@ void keepSending(Host& host, std::uint64_t wanted, std::chrono::microseconds tim
   }
 }
 
-// Seconds from the answer to a turn, written as eight titles, to the last of their frames. The
-// turn's own way to the simulator is a press's.
+// Seconds from the answer to a turn, written as eight titles, to the last of their frames. The time
+// of the turn itself to the simulator is left out, as it is the same as a press's.
 double turnTime(Linked& linked, std::chrono::microseconds pause) {
   const std::uint64_t wanted = linked.host.count() + kCommands;
   keepSending(linked.host, wanted, pause, kWhileTurning);
   linked.host.send(kTurn);
   linked.awaitMessage("Encoder Rotate");
-  std::this_thread::sleep_for(pause % std::chrono::milliseconds(10));  // anywhere into the poll
+  std::this_thread::sleep_for(pause %
+                              std::chrono::milliseconds(10));  // ends anywhere between two polls
   const auto start = Clock::now();
   for (std::uint64_t n = 0; n < kCommands; ++n) linked.link.send(title("GEAR"));
   keepSending(linked.host, wanted, kPatience, kAfterTurning);
   return secondsSince(start);
 }
 
-// The same of a bare client, which answers the turn itself.
+// The same for a bare client, which answers the turn itself.
 double bareTurnTime(Started& client, std::chrono::microseconds pause) {
   const std::uint64_t wanted = client.host.count() + kCommands;
   keepSending(client.host, wanted, pause, kWhileTurning);
@@ -215,7 +219,7 @@ void turnTimes(const char* who, int times, Measure measure) {
   reportSpread("turn", std::move(figures), who);
 }
 
-// Writes messages under keys that sort after those of the link, and sees which of them wait.
+// Writes messages under keys that sort after those of the link, and counts those that still wait.
 class Writer {
  public:
   Writer() : first(wallClock() + kAnHour), store("FromXPlane") {}
@@ -223,7 +227,7 @@ class Writer {
   void send(const std::string& message) { store.put(key(first + sent++), message); }
   std::uint64_t count() const { return sent; }
 
-  // Whether at most so many of the messages are still there. They are taken in order.
+  // Returns whether fewer than `waiting` of the messages are still there. They are taken in order.
   bool waitFewerThan(std::uint64_t waiting) {
     return sent < waiting || !store.get(key(first + sent - waiting), ignored);
   }
@@ -247,8 +251,8 @@ class Writer {
   std::string ignored;
 };
 
-// Messages that come to the host in a second, one frame each, while `waiting` of them are kept in
-// the store.
+// Messages that reach the host in a second, one frame each, while the writer keeps `waiting` of
+// them in the store.
 template <typename Make>
 double throughput(Linked& linked, std::uint64_t waiting, double seconds, Make make) {
   const std::uint64_t before = linked.host.count();
@@ -293,7 +297,7 @@ double idleShare(Linked& linked, pid_t pid, std::chrono::seconds time) {
   return (cpuTime(pid) - before) / 1e9 / secondsSince(start);
 }
 
-// The same of a process that sleeps as the link does and does nothing else.
+// The same for a process that sleeps as the link does and does nothing else.
 double bareShare(Linked& linked, std::chrono::seconds time) {
   const pid_t sleeper = fork();
   if (sleeper < 0) fail("fork");
@@ -370,8 +374,8 @@ int main(int argc, char** argv) {
     }
   }
   if (wanted("titles")) {
-    // A simulator has a CPU of its own. One that had to wait for the program's would leave its
-    // store empty for a moment, and the program would sleep.
+    // The simulator gets a CPU of its own. If it had to wait for the program's, the store would be
+    // empty for a moment, and the program would sleep.
     auto others = std::make_unique<OneCpu>(0);
     Linked linked(program, 1);
     others.reset();

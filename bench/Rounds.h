@@ -1,5 +1,5 @@
-// For the benchmarks of whole processes: rounds in turn, and results as lines of JSON that the
-// table is made from.
+// Runs the rounds of the benchmarks of whole processes, and prints their results as lines of JSON,
+// from which the tables are made.
 #pragma once
 
 #include <chrono>
@@ -16,7 +16,7 @@ inline double secondsSince(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-// One of those that are compared: its name, and what yields a figure.
+// One of the works that are compared: its name, and the function that measures it once.
 struct Contender {
   std::string name;
   std::function<double()> measure;
@@ -30,7 +30,7 @@ inline void report(const std::string& work, const std::string& who, const char* 
   std::fflush(stdout);
 }
 
-// Has all of them measure in turn, A B A B, so that a machine whose speed drifts is fair to all.
+// Runs the contenders round-robin, so that drift of the machine's speed affects all of them alike.
 inline void inTurn(const std::string& work, const char* unit, int rounds,
                    const std::vector<Contender>& contenders) {
   for (int round = 0; round < rounds; ++round) {

@@ -1,5 +1,4 @@
-// What the store and the helpers on the road of a message cost, beside what could stand in their
-// place.
+// Measures the store and the helpers that a message passes, beside those that could replace them.
 #include <benchmark/benchmark.h>
 #include <unistd.h>
 
@@ -28,7 +27,7 @@ std::string numbered(u32 i) {
   return "key " + std::to_string(i);
 }
 
-// A map of this process alone, gone with the object.
+// A map that only this process uses. Its file is removed with the object.
 template <typename Map>
 struct Own {
   template <typename... Arguments>
@@ -88,8 +87,8 @@ void listKeys(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(own.map.db.getKeyStrs());
 }
 
-// The limit of a lookup that no unused slot ends: a look at every slot, and at one word of the
-// entry of each that is in use.
+// The limit of a lookup of an absent key, which no unused slot ends: it looks at every slot, and at
+// one word of the entry of each slot in use.
 void bareWalk(benchmark::State& state) {
   struct Entry {
     store::Word32 words[6];
@@ -151,7 +150,7 @@ benchmark::internal::Benchmark* add(const char* name, Function function) {
   return benchmark::RegisterBenchmark(name, function);
 }
 
-// What is compared stands together, so that it meets the machine in the same mood.
+// Works that are compared are registered next to each other, so that they run close in time.
 void addMessages() {
   for (int size : {1, 200, 2048, 20 * 1024, 200 * 1024, 1024 * 1024, 8 * 1024 * 1024 - 10}) {
     add("message<SimdbMap>", message<SimdbMap>)->Arg(size);

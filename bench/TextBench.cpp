@@ -1,5 +1,5 @@
-// How long it takes to read a text as JSON, by what is in it and how long it is: as messages of the
-// simulator are read, and as the JSON library alone would read them.
+// Measures how long a text takes to be read as JSON, by its content and its length: as the program
+// reads the simulator's messages, and as the JSON library alone would read them.
 #include <benchmark/benchmark.h>
 
 #include <sstream>

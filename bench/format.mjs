@@ -1,4 +1,4 @@
-// Figures as the tables show them: three digits and a unit.
+// Formats figures as the tables show them: three digits and a unit.
 
 function round(x) {
   return x >= 100 ? x.toFixed(0) : x >= 10 ? x.toFixed(1) : x.toFixed(2);

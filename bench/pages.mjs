@@ -1,4 +1,4 @@
-// Puts tables and plots into the pages: all of them, or none if one of them can't be made.
+// Puts tables and plots into the pages: all of them, or none if one can't be made.
 import { readFileSync, writeFileSync } from "node:fs";
 import { join } from "node:path";
 
@@ -16,8 +16,13 @@ export function writePages(root, { pages, plots, origin }, results) {
   for (const [file, tables] of Object.entries(pages)) {
     const old = readFileSync(join(root, file), "utf8");
     const all = { ...tables, origin: () => origin };
-    made.set(file, Object.entries(all).reduce(
-      (page, [name, make]) => replaceBetween(page, file, name, make(results)), old));
+    made.set(
+      file,
+      Object.entries(all).reduce(
+        (page, [name, make]) => replaceBetween(page, file, name, make(results)),
+        old,
+      ),
+    );
   }
   for (const [file, make] of Object.entries(plots)) made.set(file, make(results));
   for (const [file, text] of made) writeFileSync(join(root, file), text);

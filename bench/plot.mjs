@@ -30,25 +30,31 @@ const kRight = kWidth - kMargin.right;
 function gridX(range, toX) {
   return ticks(range).map((power) => {
     const at = toX(10 ** power);
-    return `<path d="M${at} ${kMargin.top}V${kBottom}" stroke="#ddd"/>` +
-      `<text x="${at}" y="${kBottom + 16}" text-anchor="middle">${label(power)}</text>`;
+    return (
+      `<path d="M${at} ${kMargin.top}V${kBottom}" stroke="#ddd"/>` +
+      `<text x="${at}" y="${kBottom + 16}" text-anchor="middle">${label(power)}</text>`
+    );
   });
 }
 
 function gridY(range, toY) {
   return ticks(range).map((power) => {
     const at = toY(10 ** power);
-    return `<path d="M${kMargin.left} ${at}H${kRight}" stroke="#ddd"/>` +
-      `<text x="${kMargin.left - 6}" y="${at + 4}" text-anchor="end">${label(power)}</text>`;
+    return (
+      `<path d="M${kMargin.left} ${at}H${kRight}" stroke="#ddd"/>` +
+      `<text x="${kMargin.left - 6}" y="${at + 4}" text-anchor="end">${label(power)}</text>`
+    );
   });
 }
 
 function curve({ name, points }, color, toX, toY) {
   const places = points.map(([x, y]) => [toX(x).toFixed(1), toY(y).toFixed(1)]);
   const [lastX, lastY] = points.at(-1);
-  return `<path d="M${places.map((place) => place.join(" ")).join("L")}" fill="none" stroke="${color}" stroke-width="2"/>` +
+  return (
+    `<path d="M${places.map((place) => place.join(" ")).join("L")}" fill="none" stroke="${color}" stroke-width="2"/>` +
     places.map(([x, y]) => `<circle cx="${x}" cy="${y}" r="3" fill="${color}"/>`).join("") +
-    `<text x="${toX(lastX) + 8}" y="${toY(lastY) + 4}" fill="${color}">${escape(name)}</text>`;
+    `<text x="${toX(lastX) + 8}" y="${toY(lastY) + 4}" fill="${color}">${escape(name)}</text>`
+  );
 }
 
 // `series`: names, and points [x, y] of positive numbers. `x` and `y` name the axes.

@@ -1,4 +1,4 @@
-// What the benchmarks measured, in rounds: what one round measured belongs together.
+// The benchmarks' results, in rounds. Figures of the same round were measured close in time.
 import { existsSync, readFileSync } from "node:fs";
 import { join } from "node:path";
 
@@ -7,7 +7,7 @@ export function median(figures) {
   return sorted[Math.floor(sorted.length / 2)];
 }
 
-// Google Benchmark's output: for each benchmark the median of its repetitions.
+// Reads Google Benchmark's output: for each benchmark the median of its repetitions.
 function readOperations(file, add) {
   const repetitions = new Map();
   for (const run of JSON.parse(readFileSync(file, "utf8")).benchmarks) {
@@ -45,10 +45,11 @@ export class Results {
     return this.#figures.has(`${work}, ${who}`);
   }
 
-  // What follows `prefix` in the names of works, each once.
+  // The parts of the works' names between `prefix` and `suffix`, each once.
   kinds(prefix, suffix) {
     const names = [...this.#figures.keys()].map((key) => key.split(", ")[0]);
-    return [...new Set(names)].filter((name) => name.startsWith(prefix) && name.endsWith(suffix))
+    return [...new Set(names)]
+      .filter((name) => name.startsWith(prefix) && name.endsWith(suffix))
       .map((name) => name.slice(prefix.length, -suffix.length));
   }
 
@@ -63,8 +64,8 @@ export class Results {
     return median(this.rounds(work, who));
   }
 
-  // What each round says of two contenders: a machine whose speed drifts is the same for both
-  // within a round.
+  // The ratio of two contenders in each round. Within a round drift of the machine's speed is the
+  // same for both.
   ratios([work, who], [otherWork, otherWho]) {
     const under = this.rounds(otherWork, otherWho);
     return this.rounds(work, who).map((value, round) => value / under[round]);

@@ -19,7 +19,8 @@ function output(command, ...words) {
 
 function origin() {
   const isChanged = output("git", "status", "--porcelain", "--untracked-files=no") !== "";
-  const commit = output("git", "rev-parse", "--short=10", "HEAD") + (isChanged ? " with changes" : "");
+  const commit =
+    output("git", "rev-parse", "--short=10", "HEAD") + (isChanged ? " with changes" : "");
   const machine = `${cpus().length} x ${cpus()[0].model.trim()}, ${output("uname", "-sr")}`;
   const date = new Date().toISOString().slice(0, 10);
   return `Measured on ${date} at commit ${commit}: ${machine}, ${output("g++", "--version")}, -O3.`;

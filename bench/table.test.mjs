@@ -1,4 +1,4 @@
-// Whether the pages have a place for each table, and get all of them or none.
+// Tests that the pages have a place for each table, and get all of them or none.
 import assert from "node:assert/strict";
 import { cpSync, mkdirSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
 import { tmpdir } from "node:os";
@@ -13,7 +13,8 @@ const source = new URL("..", import.meta.url).pathname;
 const root = mkdtempSync(join(tmpdir(), "velomar-bench-"));
 after(() => rmSync(root, { recursive: true }));
 
-// Results in which each contender of each benchmark takes 2 s, or does 2 a second, but those given.
+// Results in which each contender of each benchmark takes 2 s, or does 2 a second, but for the
+// given figures.
 function measured(figures = {}) {
   const results = new Results(root);
   results.has = () => true;
@@ -39,11 +40,18 @@ beforeEach(() => {
   }
   writeFileSync(join(root, "exchange.jsonl"), '{"work":"w","who":"a","value":3}\n');
   writeFileSync(join(root, "bridge.jsonl"), '{"work":"w","who":"c","value":1}\n');
-  writeFileSync(join(root, "program.jsonl"), '{"work":"w","who":"b","value":1}\n{"work":"w","who":"b","value":2}\n');
+  writeFileSync(
+    join(root, "program.jsonl"),
+    '{"work":"w","who":"b","value":1}\n{"work":"w","who":"b","value":2}\n',
+  );
 });
 
 test("a round of operations is the median of its repetitions, and a ratio is that of the rounds", () => {
-  for (const [n, cpu] of [[1, [9e9, 1e9, 2e9]], [2, [4e9, 4e9, 4e9]], [3, [8e9]]]) {
+  for (const [n, cpu] of [
+    [1, [9e9, 1e9, 2e9]],
+    [2, [4e9, 4e9, 4e9]],
+    [3, [8e9]],
+  ]) {
     const benchmarks = cpu.map((cpu_time) => ({ run_type: "iteration", run_name: "op", cpu_time }));
     benchmarks.push({ run_type: "aggregate", run_name: "op", cpu_time: 1e12 });
     benchmarks.push({ run_type: "iteration", run_name: "peer", cpu_time: cpu[0] });
@@ -58,9 +66,17 @@ test("a round of operations is the median of its repetitions, and a ratio is tha
 });
 
 test("every table goes to its place, with where it comes from", () => {
-  write(measured({ "start, velomar": [0.003, 0.005, 0.004], "start, bare client": [0.002, 0.002, 0.002] }));
+  write(
+    measured({
+      "start, velomar": [0.003, 0.005, 0.004],
+      "start, bare client": [0.002, 0.002, 0.002],
+    }),
+  );
   assert.match(page("README.md"), /From its start until it has registered \| 4\.00 ms \|/);
-  assert.match(page("docs/performance.md"), /start to registration frame \| 4\.00 ms \| 2\.00 x \| 2\.00 x \| 1\.20 x \| floor/);
+  assert.match(
+    page("docs/performance.md"),
+    /start to registration frame \| 4\.00 ms \| 2\.00 x \| 2\.00 x \| 1\.20 x \| floor/,
+  );
   for (const file of Object.keys(kPages)) assert.match(page(file), /Measured now\./);
 });
 

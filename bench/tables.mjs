@@ -45,10 +45,19 @@ const kComparisons = [
   message("the same, 2 KB", 2048, [3, 4.5], [6, 10], [0.45, 0.65]),
   message("the same, 20 KB", 20480, [1.2, 1.6], [2, 3], [0.65, 0.85]),
   message("the same, 200 KB", 204800, [0.85, 1], [1.1, 1.4], [0.7, 0.85]),
-  together("messages of 200 bytes between two processes, backlog of 64", "exchange",
-    ["message_queue", 1.2, 2], ["seqpacket", 2.5, 4], ["LMDB", 6, 10]),
-  together("2 processes replacing and reading 64 keys", "replace and read",
-    ["Boost map", 1.4, 2.5], ["LMDB", 7, 14]),
+  together(
+    "messages of 200 bytes between two processes, backlog of 64",
+    "exchange",
+    ["message_queue", 1.2, 2],
+    ["seqpacket", 2.5, 4],
+    ["LMDB", 6, 10],
+  ),
+  together(
+    "2 processes replacing and reading 64 keys",
+    "replace and read",
+    ["Boost map", 1.4, 2.5],
+    ["LMDB", 7, 14],
+  ),
   {
     label: "get of a present key among 10",
     work: "getPresent<SimdbMap>",
@@ -69,7 +78,10 @@ const kComparisons = [
 // How many times as fast as each peer: times divide one way, rates the other.
 function comparison(results, { label, work, show, peers }) {
   return peers.map(([name, theirWork, who, floor, aim], i) => {
-    const [ours, theirs] = [[work, "velomar"], [theirWork, who]];
+    const [ours, theirs] = [
+      [work, "velomar"],
+      [theirWork, who],
+    ];
     const ratio = show === time ? results.ratio(theirs, ours) : results.ratio(ours, theirs);
     const first = i === 0 ? [label, show(results.figure(work))] : ["", ""];
     return [...first, name, times(ratio), floor, aim, atLeast(ratio, floor, aim)];
@@ -77,8 +89,10 @@ function comparison(results, { label, work, show, peers }) {
 }
 
 function peers(results) {
-  return table(["Work", "Velomar", "beside", "as fast", "floor", "aim", "reached"],
-    kComparisons.flatMap((each) => comparison(results, each)));
+  return table(
+    ["Work", "Velomar", "beside", "as fast", "floor", "aim", "reached"],
+    kComparisons.flatMap((each) => comparison(results, each)),
+  );
 }
 
 function bare(results) {
@@ -87,9 +101,19 @@ function bare(results) {
     ["key appears to its three blank-state frames, one CPU", "answer", 1.5],
   ].map(([label, work, floor]) => {
     const ratio = results.ratio([work, "velomar"], [work, "bare client"]);
-    return [label, time(results.figure(work)), times(ratio), times(floor), times(1.2), atMost(ratio, floor, 1.2)];
+    return [
+      label,
+      time(results.figure(work)),
+      times(ratio),
+      times(floor),
+      times(1.2),
+      atMost(ratio, floor, 1.2),
+    ];
   });
-  return table(["Work", "Velomar", "bare client's time", "floor: at most", "aim: at most", "reached"], rows);
+  return table(
+    ["Work", "Velomar", "bare client's time", "floor: at most", "aim: at most", "reached"],
+    rows,
+  );
 }
 
 const limits = (results, show, mark, [label, work, floor, aim]) => {
@@ -109,24 +133,44 @@ function latency(results) {
 }
 
 // A turn answered by eight commands, while the host keeps sending, beside a client that answers at
-// once: what the acknowledgement of the first command costs the second.
+// once. Shows how long the second command waits for the acknowledgement of the first.
 function turn(results) {
   const clients = ["bare client", "bare client, no delay"];
-  const rows = [["median", "turn p50", 10e-3, 8e-3], ["99 of 100", "turn p99", 15e-3, 12e-3]].map(([label, work, floor, aim]) => {
+  const rows = [
+    ["median", "turn p50", 10e-3, 8e-3],
+    ["99 of 100", "turn p99", 15e-3, 12e-3],
+  ].map(([label, work, floor, aim]) => {
     const [head, value, ...rest] = limits(results, time, atMost, [label, work, floor, aim]);
     return [head, value, ...clients.map((who) => time(results.figure(work, who))), ...rest];
   });
-  return table(["A turn's eight answers", "take", "bare client", "with `TCP_NODELAY`",
-    "floor: at most", "aim: at most", "reached"], rows);
+  return table(
+    [
+      "A turn's eight answers",
+      "take",
+      "bare client",
+      "with `TCP_NODELAY`",
+      "floor: at most",
+      "aim: at most",
+      "reached",
+    ],
+    rows,
+  );
 }
 
-// How long a text takes to be read as JSON, by what is in it and its length.
+// The time to read a text as JSON, by its content and its length.
 function texts(results) {
   const lengths = [16384, 131072, 1048576, 8388608];
-  const rows = results.kinds("read/", `/${lengths[0]}`).map((kind) =>
-    [kind, ...lengths.map((n) => time(results.figure(`read/${kind}/${n}`))),
-      time(results.figure(`readByLibrary/${kind}/${lengths.at(-1)}`))]);
-  return table(["What is in it", "16 KB", "128 KB", "1 MB", "8 MB", "8 MB, the library alone"], rows);
+  const rows = results
+    .kinds("read/", `/${lengths[0]}`)
+    .map((kind) => [
+      kind,
+      ...lengths.map((n) => time(results.figure(`read/${kind}/${n}`))),
+      time(results.figure(`readByLibrary/${kind}/${lengths.at(-1)}`)),
+    ]);
+  return table(
+    ["What is in it", "16 KB", "128 KB", "1 MB", "8 MB", "8 MB, the library alone"],
+    rows,
+  );
 }
 
 function throughput(results) {
@@ -141,15 +185,22 @@ function throughput(results) {
 function idle(results) {
   const sleep = percent(results.figure("idle cpu", "bare sleep"));
   const rows = [
-    limits(results, percent, atMost, [`share of a core; a bare sleep of 10 ms takes ${sleep}`, "idle cpu", 0.003, 0.001]),
+    limits(results, percent, atMost, [
+      `share of a core; a bare sleep of 10 ms takes ${sleep}`,
+      "idle cpu",
+      0.003,
+      0.001,
+    ]),
     limits(results, megabytes, atMost, ["resident memory", "idle memory", 8e6, 5e6]),
   ];
   return table(["Idle, link up", "takes", "floor: at most", "aim: at most", "reached"], rows);
 }
 
 function threads(results) {
-  const rows = [1, 2, 4].map((count) =>
-    [count, ...[1, 2, 4].map((processes) => rate(results.figure(`churn/${processes}/${count}`)))]);
+  const rows = [1, 2, 4].map((count) => [
+    count,
+    ...[1, 2, 4].map((processes) => rate(results.figure(`churn/${processes}/${count}`))),
+  ]);
   return table(["Threads in each process", "1 process", "2 processes", "4 processes"], rows);
 }
 
@@ -160,27 +211,49 @@ function replay(results) {
 
 // A message whose value is read into a string of the caller's, and one whose value is returned.
 function reads(results) {
-  const rows = [200, 20480, 204800].map((size) =>
-    [size, ...["SimdbMap", "SimdbByValue"].map((map) => time(results.figure(`message<${map}>/${size}`)))]);
+  const rows = [200, 20480, 204800].map((size) => [
+    size,
+    ...["SimdbMap", "SimdbByValue"].map((map) => time(results.figure(`message<${map}>/${size}`))),
+  ]);
   return table(["Bytes", "into a string", "returned"], rows);
 }
 
-// The bridge between the program and X-Plane's stand-in. Each row has an aim, and no floor.
+// The bridge between the program and a stand-in for X-Plane. Each row has an aim, and no floor.
 function bridge(results) {
   const rows = [
-    ["a value's change on the simulator's socket to its face's frame, median", "bridge change p50", time, 8e-3],
+    [
+      "a value's change on the simulator's socket to its face's frame, median",
+      "bridge change p50",
+      time,
+      8e-3,
+    ],
     ["the same, 99 of 100", "bridge change p99", time, 20e-3],
-    ["a press to the request on the simulator's socket, deck in use, median", "bridge press p50", time, 8e-3],
+    [
+      "a press to the request on the simulator's socket, deck in use, median",
+      "bridge press p50",
+      time,
+      8e-3,
+    ],
     ["the same, 99 of 100", "bridge press p99", time, 15e-3],
     ["the first press after a rest, median", "bridge first press p50", time, 12e-3],
     ["the same, 99 of 100", "bridge first press p99", time, 22e-3],
     ["a switch's face drawn and written as PNG, 144 px", "drawFace/switch", time, 0.8e-3],
     ["a number's", "drawFace/number", time, 0.8e-3],
     ["a compass's", "drawFace/compass", time, 0.8e-3],
-    ["share of a core, 32 keys of which 8 change ten times a second", "bridge keys cpu", percent, 0.08],
+    [
+      "share of a core, 32 keys of which 8 change ten times a second",
+      "bridge keys cpu",
+      percent,
+      0.08,
+    ],
     ["share of a core, idle", "bridge idle cpu", percent, 0.005],
     ["resident memory, idle", "bridge idle memory", megabytes, 40e6],
-    ["growth of memory in an hour of a clock and a gauge, in fast motion", "bridge hour growth", megabytes, 1e6],
+    [
+      "growth of memory in an hour of a clock and a gauge, in fast motion",
+      "bridge hour growth",
+      megabytes,
+      1e6,
+    ],
     ["more image and layout files after that hour", "bridge hour files", String, 0],
   ].map(([label, work, show, aim]) => {
     const value = results.figure(work);
@@ -189,20 +262,39 @@ function bridge(results) {
   return table(["The bridge", "takes", "aim: at most", "reached"], rows);
 }
 
-// What a user of the panel asks first.
+// The figures that a user of the panel asks for first.
 function summary(results) {
-  const both = (work) => `${time(results.figure(`${work} p50`))} (median), 99 of 100 within ${time(results.figure(`${work} p99`))}`;
-  return table(["What", "Velomar"], [
-    ["A press reaches the simulator's plug-in in", both("press")],
-    ["What the simulator draws reaches the Stream Deck application in", both("frame")],
-    ["Images of 20 KB that it can bring to keys and dials", rate(results.figure("images"))],
-    ["From its start until it has registered", time(results.figure("start"))],
-    ["When nothing happens it takes", `${percent(results.figure("idle cpu"))} of a core and ${megabytes(results.figure("idle memory"))} of memory`],
-  ]);
+  const both = (work) =>
+    `${time(results.figure(`${work} p50`))} (median), 99 of 100 within ${time(results.figure(`${work} p99`))}`;
+  return table(
+    ["Measure", "Velomar"],
+    [
+      ["A press reaches the simulator's plug-in in", both("press")],
+      ["What the simulator draws reaches the Stream Deck application in", both("frame")],
+      ["Images of 20 KB that it can bring to keys and dials", rate(results.figure("images"))],
+      ["From its start until it has registered", time(results.figure("start"))],
+      [
+        "When nothing happens it takes",
+        `${percent(results.figure("idle cpu"))} of a core and ${megabytes(results.figure("idle memory"))} of memory`,
+      ],
+    ],
+  );
 }
 
 // For each page its tables by name.
 export const kPages = {
   "README.md": { summary },
-  "docs/performance.md": { peers, bare, latency, turn, throughput, idle, bridge, reads, texts, threads, replay },
+  "docs/performance.md": {
+    peers,
+    bare,
+    latency,
+    turn,
+    throughput,
+    idle,
+    bridge,
+    reads,
+    texts,
+    threads,
+    replay,
+  },
 };

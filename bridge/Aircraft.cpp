@@ -12,7 +12,7 @@ constexpr int kMegahertz = 1000;
 constexpr Aircraft::Duration kDay = std::chrono::hours(24);
 constexpr int kLowAltitude = 500;
 
-// The fastest that each notch of the flaps stands.
+// The highest speed that each notch of the flaps withstands, in knots.
 constexpr std::array<int, 4> kFlapSpeeds{999, 130, 115, 110};
 
 struct Band {
@@ -39,7 +39,7 @@ double towards(double value, double target, double step) {
   return value + std::clamp(target - value, -step, step);
 }
 
-// The shorter way round.
+// The heading after one step towards the target, by the shorter way round.
 double headingTowards(double value, double target, double step) {
   const double turn = std::remainder(target - value, kFullCircle);
   const double turned = value + std::clamp(turn, -step, step);

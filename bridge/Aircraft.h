@@ -1,4 +1,4 @@
-// A small aircraft, as far as a panel can tell: its switches, and what follows from them.
+// A small aircraft, as far as a panel can tell: its switches, and the state that follows from them.
 //
 // It flies by its autopilot only: while that is on, heading, altitude and speed go to where their
 // bugs are. Radios, flaps and autopilot hang on the electrics, and refuse while these have failed.
@@ -35,10 +35,10 @@ class Aircraft {
   // In level flight with the gear down and everything else off.
   explicit Aircraft(std::chrono::seconds timeOfDay);
 
-  // Lets time pass. What the aircraft warns of is looked at here too.
+  // Lets time pass, and turns the caution light on if there is a new reason to warn.
   void advance(Duration time);
 
-  // The operations that return a bool may be refused; false: nothing has changed.
+  // The operations that return a bool may be refused. False: refused, and nothing has changed.
 
   Gear gear() const;
   double gearPosition() const { return gearAt; }  // 0 up to 1 down
@@ -75,7 +75,7 @@ class Aircraft {
 
   std::chrono::seconds timeOfDay() const;
 
-  // Whether anything but the clock moves.
+  // Returns whether anything but the clock moves.
   bool isMoving() const;
 
  private:

@@ -11,7 +11,8 @@ namespace bridge {
 
 namespace {
 
-// The link has nothing to wake anyone by. While the deck is in use a press is to be noticed sooner.
+// The link is polled, because nothing in a store can wake a process. While the deck is in use it is
+// polled more often, so that a press is noticed sooner.
 constexpr std::chrono::milliseconds kPollInUse{5};
 constexpr std::chrono::milliseconds kPollAtRest{10};
 constexpr PanelView::Time kInUse{10000};
@@ -19,7 +20,7 @@ constexpr PanelView::Time kInUse{10000};
 constexpr std::chrono::milliseconds kFileLook{500};
 constexpr PanelView::Time kNoticeTime{3000};
 
-// What is shown instead of values.
+// Words that are shown instead of values.
 constexpr char kNoSimulatorYet[] = "OFFLINE";
 constexpr char kLost[] = "LOST";
 constexpr char kNoAircraftYet[] = "WAITING";
@@ -130,7 +131,7 @@ void Bridge::choosePanel() {
   setAbsence();
 }
 
-// The old session is in use until the view has let go of it.
+// The old session is kept until the view has the new panel: until then the view refers to it.
 void Bridge::adopt(std::shared_ptr<const Panel> panel) {
   const std::unique_ptr<Session> old = std::move(session);
   symbols.forget();
@@ -147,7 +148,8 @@ void Bridge::adopt(std::shared_ptr<const Panel> panel) {
   follow();
 }
 
-// A row without a name for this simulator is as unknown as one that the simulator doesn't know.
+// A row without a name for this simulator counts as unknown, as one does whose name the simulator
+// doesn't know.
 void Bridge::follow() {
   const auto which = static_cast<std::size_t>(kind);
   std::vector<std::string> names;
@@ -216,7 +218,7 @@ void Bridge::reportProblems() {
   setAbsence();
 }
 
-// Values that come together are shown together.
+// Shows at the next turn of the loop, so that values that come together are shown together.
 void Bridge::showSoon() {
   if (isShowing) return;
   isShowing = true;

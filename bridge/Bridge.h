@@ -1,8 +1,8 @@
 // Joins a simulator and the panel's end of the link by a panel file: values become faces, and
 // presses become commands.
 //
-// All of it runs on one asio::io_context. What the simulator says is drawn and sent at once; the
-// link is polled by a timer, as it has nothing to wake anyone by.
+// All of it runs on one asio::io_context. A value is drawn and sent as soon as the simulator tells
+// it; the link is polled by a timer, because nothing in a store can wake a process.
 #pragma once
 
 #include <asio/io_context.hpp>
@@ -30,10 +30,10 @@ class Bridge : private Simulator::Observer {
   Bridge(const Bridge&) = delete;
   Bridge& operator=(const Bridge&) = delete;
 
-  // Once; then the context has work until it is stopped.
+  // Called once. The context has work from then on until it is stopped.
   void start();
 
-  // Blanks every key and dial: nothing would answer them from now on.
+  // Blanks every key and dial, since nothing will answer them from now on.
   void leave();
 
  private:

@@ -25,13 +25,13 @@ void stopWhenTold(asio::io_context& context, asio::signal_set& signals) {
   });
 }
 
-// Reports a file's problems. Whether there is none.
+// Reports a file's problems. Returns whether there is none.
 bool report(const std::vector<PanelFile::Problem>& problems) {
   for (const auto& problem : problems) fmt::print(stderr, "{}\n", problem.describe());
   return problems.empty();
 }
 
-// Takes what is told and does nothing, for those who want a part of it only.
+// An observer that ignores all that it is told, for classes that need only a part of it.
 class Listener : public Simulator::Observer {
  public:
   void onConnected() override {}

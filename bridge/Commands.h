@@ -1,5 +1,4 @@
-// What the program does beside running: one function a subcommand, each of which gives the exit
-// code.
+// The subcommands of the program. Each function returns the exit code.
 #pragma once
 
 #include <asio/io_context.hpp>
@@ -24,7 +23,7 @@ class Commands {
   // Reports all that is wrong with the files. 1: something is.
   static int check(const std::vector<Path>& files, const Symbols& symbols);
 
-  // Prints the names of the simulator's values and commands. 1: they weren't to be had.
+  // Prints the names of the simulator's values and commands. 1: the simulator didn't give them.
   static int names(asio::io_context& context, Simulator& simulator, const std::string& pattern);
 
   // Prints the panel's values as they change until it is told to end.

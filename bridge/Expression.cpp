@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "bridge/Suggestion.h"
+#include "bridge/Text.h"
 
 namespace bridge {
 
@@ -62,8 +62,7 @@ void refuseExcess(const std::string& text) {
 std::string describe(const mu::Parser::exception_type& error,
                      const std::vector<std::string>& names) {
   if (error.GetCode() == mu::ecUNASSIGNABLE_TOKEN) {
-    return "unknown value \"" + error.GetToken() + "\"" +
-           Suggestion::among(error.GetToken(), names);
+    return "unknown value \"" + error.GetToken() + "\"" + Text::didYouMean(error.GetToken(), names);
   }
   return error.GetMsg();
 }
@@ -91,7 +90,7 @@ Expression::Expression(const std::string& text, const std::vector<std::string>& 
       const auto found = std::find(names.begin(), names.end(), name);
       if (found != names.end()) places.push_back(static_cast<std::size_t>(found - names.begin()));
       if (found == names.end() && name != kPressed) {
-        throw ExpressionError("unknown value \"" + name + "\"" + Suggestion::among(name, names));
+        throw ExpressionError("unknown value \"" + name + "\"" + Text::didYouMean(name, names));
       }
     }
     (void)formula->parser.Eval();

@@ -15,7 +15,7 @@
 
 namespace bridge {
 
-// In words for the author of a panel file.
+// Its text is written for the author of a panel file.
 class ExpressionError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -26,16 +26,16 @@ class Expression {
   // A value's place is its index in `names`. Throws ExpressionError.
   Expression(const std::string& text, const std::vector<std::string>& names);
 
-  // Nothing: a value that it needs isn't known or is a text, or the result is no finite number.
+  // nullopt: a value that it needs isn't known or is a text, or the result is no finite number.
   std::optional<double> evaluate(const Values& values, bool isPressed = false) const;
 
   // The places of the values that it needs.
   const std::vector<std::size_t>& needs() const { return places; }
 
-  // Whether it is a value's name and nothing else. Such a one may be shown though it is a text.
+  // Returns whether it is a value's name and nothing else. Only then may the value be a text.
   bool isName() const { return isPlain; }
 
-  // Whether a value may be called so.
+  // Returns whether `name` may be a value's name.
   static bool isValidName(const std::string& name);
 
  private:

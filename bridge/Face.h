@@ -1,4 +1,4 @@
-// What a key or a dial shows, in words. Equal descriptions look the same.
+// Describes what a key or a dial shows. Equal descriptions give equal pictures.
 #pragma once
 
 #include <cstdint>
@@ -15,9 +15,9 @@ struct Face {
     Dial,  // 200 x 100 on the strip: the ground of three lines and a bar, the symbol at the right
   };
 
-  // The symbols that move have frames from 0 to this, which is a multiple of most counts.
+  // A symbol that moves has positions from 0 to this, a multiple of most symbols' counts of frames.
   static constexpr int kFrames = 12;
-  // Needles and marks turn in so many steps.
+  // Steps in which needles and marks turn.
   static constexpr int kSteps = 72;
   static constexpr int kNoMark = -1;
 

@@ -28,14 +28,14 @@ constexpr double kDialHeight = 100;
 // A symbol's file has a margin around the square that it fills.
 constexpr double kMargin = 1.1;
 
-// Where the scale of a round instrument begins, and how far it goes round.
+// The scale of a round instrument: the angle at which it begins, and how far it goes round.
 constexpr double kScaleStart = 135;
 constexpr double kScaleTurn = 270;
 constexpr double kCompassStart = -90;
 
 constexpr double kDimmed = 0.3;
 
-// A key or dial of which nothing is known, or that has no power, has no light.
+// A face has no light if nothing is known of the thing, or if that has no power.
 bool isDark(const Face& face) {
   return face.isAbsent || face.state == State::Unavailable;
 }
@@ -184,7 +184,7 @@ void paintGround(Pen& pen, double width, double height) {
   pen.stroke(kRim, 1.5);
 }
 
-// Lit, the words are dark on the state's colour.
+// On a lit key the words are dark on the state's colour.
 void paintWords(Pen& pen, const Face& face) {
   pen.box({20, 108}, 104, 25, 5);
   if (isLit(face)) {

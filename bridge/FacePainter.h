@@ -13,8 +13,8 @@ class FacePainter {
   // The symbols outlive the object.
   explicit FacePainter(Symbols& drawn) : symbols(drawn) {}
 
-  // A PNG file: a key's face of `pixels` x `pixels`, a dial's of 200 x 100 whatever they are.
-  // Throws std::runtime_error if it can't be drawn.
+  // Returns a PNG file: a key's face has `pixels` x `pixels`, a dial's always 200 x 100. Throws
+  // std::runtime_error if it can't be drawn.
   std::string png(const Face& face, int pixels = 144) const;
 
  private:

@@ -45,7 +45,7 @@ std::string fileName(const std::string& name) {
   return result;
 }
 
-// The display as it is when only its state is looked at.
+// Returns the display with its state forced to be this one.
 Panel::Display inState(Panel::Display display, std::size_t state) {
   const Expression always("1", {});
   const Expression never("0", {});
@@ -85,7 +85,7 @@ std::string FaceSheet::rowOf(const std::string& name, const Panel::Control& cont
   return fmt::format("<tr><th>{}</th>{}</tr>\n", escaped(name), cells);
 }
 
-// Every value counts as 1 in it.
+// Every value is 1 here, since no simulator is there to tell any.
 std::string FaceSheet::cellOf(const std::string& name, const Panel::Display& display, bool isDial,
                               std::size_t state) {
   Values values;

@@ -15,7 +15,7 @@ class FaceSheet {
   // Both outlive the object.
   FaceSheet(const Panel& shown, Symbols& drawn) : panel(shown), painter(drawn) {}
 
-  // Makes the folder if need be. Throws std::runtime_error if something can't be written.
+  // Makes the folder if it isn't there. Throws std::runtime_error if something can't be written.
   void write(const std::filesystem::path& folder);
 
  private:

@@ -58,7 +58,7 @@ fs::path Folders::shipped(const char* name) {
   return folder.parent_path() / "share" / "velomar" / name;
 }
 
-// Beside the stores, which two bridges would share.
+// It is in the folder of the stores, because two bridges would share these.
 fs::path Folders::lockFile() {
   return "/var/tmp/velomar-bridge.lock";
 }

@@ -11,10 +11,10 @@ class Folders {
   // ~/Library/Application Support/Velomar on macOS. It needn't be there.
   static std::filesystem::path ofUser();
 
-  // What ships with the program under a name, beside it or in the share folder of its prefix.
+  // A folder that ships with the program: beside the program, or in the share folder of its prefix.
   static std::filesystem::path shipped(const char* name);
 
-  // The file by which a second bridge on the machine is told from the first.
+  // The file that a bridge locks, so that a second one on the machine finds out about the first.
   static std::filesystem::path lockFile();
 };
 

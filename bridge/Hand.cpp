@@ -8,10 +8,11 @@ namespace bridge {
 
 namespace {
 
-// A simulator tells of a change within a tenth of a second, and may tell of an older one before.
+// How long a written value counts for more than a told one: a simulator tells of a change within a
+// tenth of a second, and may tell of an older change before that.
 constexpr Hand::Time kDoubt{500};
 
-// A host sends what was turned in the meantime as one. No hand turns by more.
+// A host joins the detents since its last event into one event. No hand turns by more than this.
 constexpr int kMostDetents = 60;
 
 constexpr double kClose = 1e-6;
@@ -86,7 +87,7 @@ bool Hand::perform(const Panel::Set& set, Time now) {
   return value && write(set.place, *value, now);
 }
 
-// From wherever it is to the position after the nearest.
+// Writes the position after the one that is nearest to the present value.
 bool Hand::perform(const Panel::Cycle& cycle, Time now) {
   const auto value = valueOf(cycle.place, now);
   std::vector<double> positions;

@@ -1,4 +1,4 @@
-// Does to the simulator what a key or dial asks for. One thread.
+// Carries out at the simulator the actions of keys and dials. One thread.
 #pragma once
 
 #include <chrono>
@@ -18,7 +18,7 @@ class Hand {
   using Time = std::chrono::milliseconds;
 
   enum class Answer {
-    Done,       // or nothing to do: what is shown says it all
+    Done,       // or there was nothing to do; the face shows it, so no sign is needed
     Confirmed,  // done, and worth a sign
     Refused,
   };
@@ -27,28 +27,28 @@ class Hand {
   Hand(const Panel& used, SimulatorKind whose, const Values& current, Simulator& moved)
       : panel(used), kind(whose), values(current), simulator(moved) {}
 
-  // Without a connection everything is refused: a press must not be carried out later.
+  // Without a connection every action is refused, so that no press is carried out later.
   void setConnected(bool isConnectedNow);
 
-  // The simulator has told this value. Once it has told what was written, it may change it itself, and
-  // from then on what it tells counts.
+  // The simulator has told this value. As soon as it has told the value that was written, each
+  // value that it tells counts, since it may have changed the value itself.
   void told(std::size_t place);
 
-  // The simulator doesn't know a command, by its index in the panel.
+  // Sets whether the simulator knows a command, by its index in the panel.
   void setKnown(std::size_t command, bool isKnown);
 
-  // All of the actions in order, up to the first that is refused. Commands that are to be held are
-  // added to `held`.
+  // Carries out the actions in order, up to the first that is refused. Commands that are to be held
+  // are added to `held`.
   Answer perform(const Panel::Actions& actions, Time now, std::vector<std::size_t>& held);
 
-  // A command that two keys hold ends with the second of them.
+  // Releases the held commands. A command that two keys hold ends with the second release.
   void release(std::vector<std::size_t>& held);
 
-  // A dial turned by `ticks`.
+  // Carries out a dial's turn by `ticks`.
   Answer turn(const Panel::Turn& turn, int ticks, bool isFast, Time now);
 
  private:
-  // What was written last, which the simulator may not have told yet.
+  // A value that was written and that the simulator may not have told yet.
   struct Written {
     double value;
     Time at;

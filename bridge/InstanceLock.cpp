@@ -29,7 +29,7 @@ InstanceLock::InstanceLock(const std::filesystem::path& file)
     throw std::runtime_error("velomar-bridge runs already: " + owner);
   }
   const std::string own = "process " + std::to_string(getpid());
-  // Without the words the lock is as good.
+  // A failure here leaves the file without its holder's name, and the lock is as good.
   (void)!ftruncate(descriptor, 0);
   (void)!pwrite(descriptor, own.data(), own.size(), 0);
 }

@@ -1,4 +1,4 @@
-// One bridge a user and machine: two would take each other's presses.
+// Lets only one bridge run on a machine, because two would take each other's presses.
 #pragma once
 
 #include <filesystem>

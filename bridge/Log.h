@@ -1,5 +1,5 @@
-// What the program says, a line at a time on standard error, with the seconds since a start in
-// front. Any thread may call.
+// Prints lines on standard error, each with the seconds since a start in front. Any thread may
+// call.
 #pragma once
 
 #include <string>
@@ -12,7 +12,7 @@ class Log {
   // can be compared. Without it the process's own start counts.
   static void setStart(const std::string& nanoseconds);
 
-  // Whether details are said as well.
+  // Sets whether details are printed as well.
   static void setVerbose(bool isVerboseNow);
   static bool isVerbose();
 

@@ -18,7 +18,7 @@ bool isRound(Kind kind) {
   return kind == Kind::Gauge || kind == Kind::Compass || kind == Kind::Clock;
 }
 
-// Looks at one display with the values of the moment.
+// Derives one display's look from the present values.
 class Observer {
  public:
   Observer(const Panel::Display& shown, const Values& current, Look::Place where)
@@ -69,7 +69,7 @@ Look Observer::look(const std::string& absence) {
   return look;
 }
 
-// Why something that is needed isn't known, in a word; empty: all is known.
+// One word that says why a needed value isn't known; empty: all are known.
 std::string Observer::missing() const {
   bool isWaiting = false;
   for (const std::size_t needed : display.needs) {
@@ -91,7 +91,7 @@ bool Observer::isOn() const {
   return display.positions.empty() || position().value_or(0) != 0;
 }
 
-// Which of the positions a switch is in.
+// The position that a switch is in, as an index.
 std::optional<int> Observer::position() const {
   if (display.positions.empty() || display.show.isEmpty()) return std::nullopt;
   const auto value = display.show.show.front().evaluate(values, place.isPressed);
@@ -110,8 +110,9 @@ std::string Observer::wordsOf(State shown) const {
   return filled.empty() ? given : filled;
 }
 
-// What is drawn in the middle or at the edge is also the title where titles are wanted. What moves
-// all the time is a title only: a picture of each would be one too many.
+// Where titles are wanted, the words in the middle or at the edge go as the title. The words of a
+// round instrument and those of `title` always do: they change all the time, and in the picture
+// each change would be painted.
 void Observer::showOnKey(Look& look) const {
   Face& face = look.face;
   const bool isDark = face.isAbsent || face.state == State::Unavailable;
@@ -131,8 +132,8 @@ void Observer::showOnKey(Look& look) const {
   face.body.clear();
 }
 
-// The words are lines of the strip's layout, and the fourth is for the bar alone. A bar keeps its
-// length until it gets another: without a value it is given none.
+// The words are lines of the strip's layout; the fourth line is only the bar's number. A bar keeps
+// its length until it gets another one, so without a value it gets 0.
 void Observer::showOnDial(Look& look) const {
   Face& face = look.face;
   const bool isLamp = face.kind == Kind::Lamp || face.kind == Kind::Switch;
@@ -163,7 +164,7 @@ void Observer::turnNeedle(Face& face) const {
   }
 }
 
-// From 0 to 1; nothing if it isn't known or there is no range.
+// The value's place in the range, from 0 to 1. nullopt: it isn't known, or there is no range.
 std::optional<double> Observer::partOfRange(const std::optional<double>& value) const {
   if (!value) return std::nullopt;
   if (display.face == Kind::Compass) {

@@ -1,5 +1,5 @@
-// What a key or dial shows for the values that there are. Pure functions; any thread that owns the
-// panel may call.
+// Derives what a key or dial shows from the present values. Pure functions; any thread that owns
+// the panel may call.
 #pragma once
 
 #include <string>
@@ -15,7 +15,7 @@ struct Look {
   std::string title;  // lines, on a dial
   bool isAlarm = false;
   bool hasBar = false;    // a dial's
-  bool isMoving = false;  // one of more pictures than are worth keeping
+  bool isMoving = false;  // it has more pictures than are worth keeping
 
   struct Place {
     bool isDial = false;
@@ -23,8 +23,7 @@ struct Look {
     bool hasTitles = false;  // a key's words are its title
   };
 
-  // `absence` says in one word why nothing can be shown at all; empty: all that is needed may be
-  // known.
+  // `absence` says in one word why no value can be shown at all; empty: values can be shown.
   static Look of(const Panel::Display& display, const Values& values, Place place,
                  const std::string& absence);
 };

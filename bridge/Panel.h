@@ -1,8 +1,8 @@
-// A panel as its file describes it: which names the simulator's values have, what each key and dial
-// shows, and what is done when it is pressed or turned. PanelFile makes one.
+// A panel as its file describes it: the names of the simulator's values, the face of each key and
+// dial, and the actions of its presses and turns. PanelFile makes one.
 //
-// Expressions hold places of `values`. Plain data but for its expressions, which belong to one
-// thread.
+// Expressions refer to values by their index in `values`. All of it is plain data but the
+// expressions, which belong to one thread.
 #pragma once
 
 #include <array>
@@ -28,7 +28,7 @@ constexpr std::array<const char*, kSimulatorCount> kSimulatorNames{"xplane", "fl
                                                                    "trainer"};
 
 struct Panel {
-  // What a key or dial can say of the thing that it stands for.
+  // The states of the thing, such as a lamp or the gear, that a key or dial is about.
   enum class State { Off, On, Transit, Fault, Unavailable };
   static constexpr std::size_t kStateCount = 5;
 
@@ -37,7 +37,7 @@ struct Panel {
   template <typename Type>
   using PerSimulator = std::array<std::optional<Type>, kSimulatorCount>;
 
-  // An absent name: this simulator has nothing of the kind.
+  // The name in each simulator. Absent: that simulator has nothing of the kind.
   struct Row {
     std::string name;
     PerSimulator<std::string> names;
@@ -95,7 +95,7 @@ struct Panel {
   };
   using Actions = std::vector<Action>;
 
-  // What each detent does.
+  // The actions of one detent.
   struct Turn {
     std::optional<Add> add;
     Actions up, down;
@@ -105,7 +105,7 @@ struct Panel {
   struct Control {
     Display display;
     Actions press;      // of a key, or of a dial that wasn't turned while it was down
-    Actions longPress;  // instead, of what is held for `longAfter`
+    Actions longPress;  // in place of `press` when held for `longAfter`
     std::chrono::milliseconds longAfter{600};
     Turn turn, pressedTurn;
     Actions tap, hold;  // of the strip
@@ -120,8 +120,15 @@ struct Panel {
   std::map<std::string, Control> keys;
   std::map<std::string, Control> dials;
 
-  // A key that stands for nothing on a dial, or the other way round, still shows what it can.
-  const Control* find(const std::string& keyName, bool isDial) const;
+  // The control of that name. If only the other kind has the name, its control is returned, so that
+  // a key's name on a dial, or the other way round, still shows something.
+  const Control* find(const std::string& keyName, bool isDial) const {
+    for (const auto* controls : {isDial ? &dials : &keys, isDial ? &keys : &dials}) {
+      const auto found = controls->find(keyName);
+      if (found != controls->end()) return &found->second;
+    }
+    return nullptr;
+  }
 };
 
 }  // namespace bridge

@@ -18,7 +18,7 @@ bool isBefore(const PanelFile::Problem& one, const PanelFile::Problem& other) {
   return std::tie(one.line, one.column) < std::tie(other.line, other.column);
 }
 
-// Nothing: it can't be read.
+// nullopt: it can't be read.
 std::optional<std::string> contentOf(const std::filesystem::path& file) {
   std::error_code error;
   if (!std::filesystem::is_regular_file(file, error)) return std::nullopt;

@@ -1,7 +1,7 @@
 // Reads a panel file. docs/panels.md describes the format.
 //
-// All that is wrong with a file is found at once, but for its syntax as YAML, which is reported up
-// to its first mistake. One thread.
+// All mistakes of a file are found at once, but for its syntax as YAML, of which only the first
+// mistake is reported. One thread.
 #pragma once
 
 #include <filesystem>
@@ -24,7 +24,7 @@ class PanelFile {
     std::string describe() const;
   };
 
-  // `symbols` are the names of those that ship. Nothing is thrown for whatever the file may be.
+  // `symbols` are the names of those that ship. Throws nothing, whatever the file holds.
   PanelFile(const std::filesystem::path& file, const std::vector<std::string>& symbols);
 
   // The same for a text, as if it were the content of `file`.

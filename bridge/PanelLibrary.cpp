@@ -82,7 +82,7 @@ std::vector<PanelLibrary::Path> PanelLibrary::list() const {
   return files;
 }
 
-// A file that is being replaced may be absent for a moment, or empty: its panel stays too.
+// A file that is being replaced may be absent or empty for a moment, so its panel stays then too.
 bool PanelLibrary::read(const Path& file) {
   std::error_code error;
   const auto changed = fs::last_write_time(file, error);

@@ -1,4 +1,4 @@
-// The panel files that there are, and which of them an aircraft gets. One thread.
+// Knows the panel files that there are, and chooses one for an aircraft. One thread.
 #pragma once
 
 #include <filesystem>
@@ -18,11 +18,11 @@ class PanelLibrary {
   // Panels of an earlier folder come first. `symbols` are the names of those that ship.
   PanelLibrary(std::vector<Path> searched, std::vector<std::string> symbolNames);
 
-  // One file alone, for every aircraft.
+  // Uses one file alone, for every aircraft.
   PanelLibrary(const Path& file, std::vector<std::string> symbolNames);
 
-  // Reads what is new or has changed since the last call. What is wrong is in `problems` until the
-  // next call. Whether anything was read or has gone.
+  // Reads the files that are new or have changed since the last call. `problems` has their mistakes
+  // until the next call. Returns whether any file was read or has gone.
   bool refresh();
   const std::vector<PanelFile::Problem>& problems() const { return found; }
 

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <set>
 
-#include "bridge/Suggestion.h"
+#include "bridge/Text.h"
 
 namespace bridge {
 
@@ -44,7 +44,7 @@ PanelReader::PanelReader(const std::filesystem::path& from,
                          std::vector<PanelFile::Problem>& found)
     : file(from), symbols(symbolNames), panel(into), problems(found) {}
 
-// Names first: what follows refers to them, wherever they are in the file.
+// Reads the names first, wherever they are in the file, because everything else refers to them.
 void PanelReader::read(const YAML::Node& root) {
   const Node nothing;
   std::map<std::string, Node> parts;
@@ -103,7 +103,7 @@ bool PanelReader::readFields(const Node& node, const std::string& what, const Fi
     }
     std::vector<std::string> known;
     for (const Field& field : fields) known.push_back(field.first);
-    std::string advice = Suggestion::among(name.Scalar(), known);
+    std::string advice = Text::didYouMean(name.Scalar(), known);
     if (advice.empty()) advice = ", there are " + joined(known);
     complain(name, "unknown field " + inQuotes(name.Scalar()) + " in " + what + advice);
   });
@@ -130,7 +130,7 @@ std::vector<std::string> PanelReader::readTexts(const Node& node) {
   return texts;
 }
 
-// Beside the panel's file, unless it is absolute.
+// A relative path starts at the folder of the panel's file.
 std::string PanelReader::readPath(const Node& node) {
   const std::filesystem::path path = file.parent_path() / readText(node);
   const std::string kind = path.extension().string();
@@ -147,7 +147,7 @@ std::string PanelReader::readSymbol(const Node& node) {
   std::string name = readText(node);
   if (name.find('.') != std::string::npos) return readPath(node);
   if (std::find(symbols.begin(), symbols.end(), name) == symbols.end()) {
-    complain(node, "unknown symbol " + inQuotes(name) + Suggestion::among(name, symbols));
+    complain(node, "unknown symbol " + inQuotes(name) + Text::didYouMean(name, symbols));
   }
   return name;
 }
@@ -160,7 +160,7 @@ std::uint32_t PanelReader::readColour(const Node& node) {
     known.emplace_back(colour.name);
   }
   if (const auto value = hexadecimal(text)) return *value;
-  const std::string advice = Suggestion::among(text, known);
+  const std::string advice = Text::didYouMean(text, known);
   complain(node,
            "unknown colour " + inQuotes(text) +
                (advice.empty() ? ", there are " + joined(known) + " and \"#rrggbb\"" : advice));
@@ -220,7 +220,7 @@ std::size_t PanelReader::readChoice(const Node& node, const std::string& what,
   const std::string text = readText(node);
   const auto found = std::find(choices.begin(), choices.end(), text);
   if (found != choices.end()) return static_cast<std::size_t>(found - choices.begin());
-  std::string advice = Suggestion::among(text, choices);
+  std::string advice = Text::didYouMean(text, choices);
   if (advice.empty()) advice = ", there are " + joined(choices);
   complain(node, "unknown " + what + " " + inQuotes(text) + advice);
   return 0;
@@ -231,11 +231,11 @@ std::optional<std::size_t> PanelReader::readIndex(const Node& node, const std::s
   const std::string name = readText(node);
   const auto found = std::find(names.begin(), names.end(), name);
   if (found != names.end()) return static_cast<std::size_t>(found - names.begin());
-  complain(node, "unknown " + what + " " + inQuotes(name) + Suggestion::among(name, names));
+  complain(node, "unknown " + what + " " + inQuotes(name) + Text::didYouMean(name, names));
   return std::nullopt;
 }
 
-// One for the lit state, or several by state.
+// Takes one text, for the lit state, or a mapping with a text for each state.
 void PanelReader::readStates(const Node& node, const std::string& what, Texts& texts,
                              const std::function<std::string(const Node&)>& readOne) {
   if (node.IsScalar()) {
@@ -264,7 +264,8 @@ Words PanelReader::readWords(const Node& node) {
   return words;
 }
 
-// A field that is wrong in itself has been reported, and nothing more can be said of the format.
+// If a field that the format needs is wrong, that has been reported, and the format can't be
+// checked.
 void PanelReader::checkFormat(const Node& node, const Words& words) {
   if (words.show.empty()) return;
   const Node format = node["text"];
@@ -309,7 +310,7 @@ void PanelReader::readCommand(const Node& name, const Node& node) {
   panel.commands.push_back(std::move(row));
 }
 
-// A name, or {name: {argument: value, ...}}.
+// Takes a name, or {name: {argument: value, ...}}.
 std::optional<Command> PanelReader::readCommandOf(const Node& node) {
   if (node.IsScalar()) return Command{node.Scalar(), {}};
   if (!node.IsMap() || node.size() != 1 || !node.begin()->first.IsScalar()) {

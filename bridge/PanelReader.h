@@ -1,5 +1,4 @@
-// Takes a panel's YAML apart, field by field, and notes what is wrong with each. PanelFile is its
-// only user.
+// Takes a panel's YAML apart, field by field, and notes each mistake. PanelFile is its only user.
 #pragma once
 
 #include <yaml-cpp/yaml.h>
@@ -35,7 +34,8 @@ class PanelReader {
 
   void complain(const Node& at, const std::string& text);
 
-  // Walks a mapping. False for what is none. A name that comes twice is a problem.
+  // Calls `take` for each member of a mapping. False: the node is no mapping. A name that comes
+  // twice is a problem.
   bool readEach(const Node& node, const std::string& what, const Each& take);
   bool readFields(const Node& node, const std::string& what, const Fields& fields);
 

@@ -1,4 +1,4 @@
-// The part of PanelReader that reads keys, dials and what they do.
+// The part of PanelReader that reads keys and dials with their actions.
 #include <algorithm>
 
 #include "bridge/PanelReader.h"
@@ -23,7 +23,7 @@ void collect(const std::optional<Expression>& expression, std::vector<std::size_
   if (expression) collect(*expression, places);
 }
 
-// All that is needed to show a key or dial.
+// The places of all values that a key or dial needs to be shown.
 std::vector<std::size_t> needsOf(const Panel::Display& display) {
   std::vector<std::size_t> places;
   for (const auto* each :
@@ -135,7 +135,7 @@ PanelReader::Fields PanelReader::dialFields(Panel::Control& control) {
   };
 }
 
-// What a face can't do without.
+// Reports the fields that a face can't do without and that aren't there.
 void PanelReader::checkDisplay(const Node& node, const Panel::Display& display, bool isDial) {
   const auto require = [&](bool isThere, const char* field) {
     if (!isThere) {
@@ -155,7 +155,7 @@ void PanelReader::checkDisplay(const Node& node, const Panel::Display& display, 
   checkFormat(node, display.show);
 }
 
-// One action, or several in order.
+// Takes one action, or a list of several in order.
 Panel::Actions PanelReader::readActions(const Node& node) {
   Panel::Actions actions;
   const auto add = [&](const Node& each) {
@@ -215,7 +215,7 @@ std::optional<Panel::Action> PanelReader::readAction(const Node& node) {
   return std::nullopt;
 }
 
-// The fields of a mapping that adds; it may have others as well.
+// Reads the fields of an action that adds, from a mapping that may have other fields as well.
 std::optional<Panel::Add> PanelReader::readAdd(const Node& node) {
   const auto place = readIndex(node["add"], "value", valueNames);
   auto step = node["step"] ? readExpression(node["step"]) : std::optional<Expression>();

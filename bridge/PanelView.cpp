@@ -42,11 +42,11 @@ constexpr char kBar[] = R"(,
 constexpr char kPlainName[] = "bridge-lines";
 constexpr char kBarName[] = "bridge-lines-bar";
 
-// A dial turned by more detents than this in a second is turned fast.
+// A dial that turns by more detents than this in a second counts as turned fast.
 constexpr double kFastDetents = 15;
 constexpr PanelView::Time kLongestTurn{250};
 
-// A refusal that comes within this belongs to what was used last.
+// A refusal that comes within this time is shown on the key or dial that was used last.
 constexpr PanelView::Time kLastUse{2000};
 
 json to(const std::string& context, const char* name) {
@@ -120,7 +120,7 @@ std::string PanelView::summary() const {
          " contexts";
 }
 
-// The first message after the link has come up. All that there is follows it.
+// The first message after the link has come up. A list of all devices and contexts follows it.
 void PanelView::startOver(const json& /*message*/, Time /*now*/) {
   releaseAll();
   devices.clear();
@@ -136,7 +136,7 @@ void PanelView::addDevice(const json& message, Time /*now*/) {
   devices.insert(message.at("Device ID").get<std::string>());
 }
 
-// A context that is known already starts over as well: it may have been blanked.
+// A context that is known already also starts over, because it may have been blanked.
 void PanelView::addContext(const json& message, Time /*now*/) {
   Context context;
   context.keyName = message.at("KeyName").get<std::string>();
@@ -153,7 +153,8 @@ void PanelView::hideContext(const json& message, Time /*now*/) {
   Context* hidden = contextOf(message);
   if (hidden != nullptr && hand != nullptr) hand->release(hidden->held);
   contexts.erase(message.at("Context").get<std::string>());
-  // Who shows what has come into doubt may not show it.
+  // Other contexts were sent an image or layout by name only. If its bytes went to the context that
+  // has gone, they may have been dropped, and the others don't show it.
   for (auto& [id, context] : contexts) {
     Shown& shown = context.shown;
     if (shown.picture && !deliveries.hasImage(*shown.picture)) shown.picture.reset();
@@ -183,7 +184,7 @@ void PanelView::keyDown(const json& message, Time now) {
   }
 }
 
-// A short press is told from a long one when it ends.
+// Only at its end is a press known to be a short one.
 void PanelView::keyUp(const json& message, Time now) {
   Context* context = contextOf(message);
   if (context == nullptr) return;
@@ -202,7 +203,7 @@ void PanelView::dialDown(const json& message, Time /*now*/) {
   context->isTurned = false;
 }
 
-// A dial that was turned while it was down wasn't pressed for the press's sake.
+// A dial that was turned while it was down was pressed only to be turned.
 void PanelView::dialUp(const json& message, Time now) {
   Context* context = contextOf(message);
   if (context == nullptr) return;
@@ -239,13 +240,13 @@ void PanelView::tap(const json& message, Time now) {
   if (hand != nullptr) hand->release(context->held);
 }
 
-// Null: it isn't known, or not any more.
+// Null: the message's context isn't on show, or not any more.
 PanelView::Context* PanelView::contextOf(const json& message) {
   const auto found = contexts.find(message.at("Context").get<std::string>());
   return found == contexts.end() ? nullptr : &found->second;
 }
 
-// A name that stands for nothing is refused; one that does nothing isn't.
+// A key name that the panel doesn't have is refused; a control without an action isn't.
 void PanelView::perform(const std::string& id, Context& context, const Panel::Actions& actions,
                         Time now) {
   Hand::Answer answered = Hand::Answer::Refused;
@@ -270,7 +271,7 @@ void PanelView::releaseAll() {
   }
 }
 
-// Keys that have been held for long enough.
+// Carries out the long presses that are due.
 void PanelView::pressLongest(Time now) {
   for (auto& [id, context] : contexts) {
     if (!context.longPressAt) continue;
@@ -340,7 +341,7 @@ void PanelView::updateBlank(const std::string& id, Context& context) {
   updateTitle(id, context.shown, isWaiting ? absence : name);
 }
 
-// A new layout starts with nothing in it.
+// A new layout starts empty, so everything is sent again after it.
 void PanelView::updateLayout(const std::string& id, Shown& shown, const Look& look, Time now) {
   static const std::string withBar = layoutText(true);
   static const std::string without = layoutText(false);

@@ -1,5 +1,5 @@
-// The keys and dials that are on show: what they are called, what they show, and what is to be sent
-// so that they show the simulator as it is now.
+// The keys and dials that are on show: their names, their faces, and the messages that make them
+// show the simulator as it is now.
 //
 // It takes the messages of the panel's end and makes those to it, but has no part in the link: give
 // it every message that comes in, and let it show while the link is up.
@@ -31,43 +31,44 @@ class PanelView {
   // Sends one message. False: it wasn't taken.
   using Sender = std::function<bool(const std::string&)>;
 
-  // A key or dial is given at most ten faces a second. What comes ten times a second, and now and
-  // then a little early, is let through.
+  // The least time between two faces of a key or dial: ten a second are let through even if one
+  // comes a little early now and then.
   static constexpr Time kFrame{90};
 
   // The pictures outlive the object.
   PanelView(Pictures& painted, Sender send);
 
-  // Another panel, with what it is shown by and moved by. Null: there is none. All of them outlive
-  // their use here, and are in use until the next call.
+  // Sets the panel, with the values that it shows and the hand that carries out its actions. Null:
+  // there is no panel. All three are in use until the next call.
   void setPanel(const Panel* panel, const Values* values, Hand* hand);
 
-  // The word that every key shows instead of values; empty: they show these.
+  // Sets a word that every key shows instead of values. Empty: keys show their values.
   void setAbsence(const std::string& word);
 
   // A value or the panel's pictures have changed.
   void changed() { isDue = true; }
 
-  // The sign of warning: on the key or dial that was used last, if that was just now, or on all.
+  // Shows the sign of warning: on the key or dial that was used last, if that was just now, or on
+  // all.
   void alertLast(Time now);
   void alertAll();
 
-  // Takes one text of the link. What can't be understood is passed over. Whether it had input of
-  // the user's.
+  // Takes one text of the link. Messages that can't be understood are passed over. Returns whether
+  // it held the user's input.
   bool handle(const std::string& text, Time now);
 
-  // What depends on time alone, and then whatever has changed, as one message. What wasn't taken is
-  // sent again with everything else. Throws std::runtime_error if a face can't be painted.
+  // Carries out what is due by now, then sends all that has changed as one message. If the message
+  // isn't taken, the next one has everything. Throws std::runtime_error if a face can't be painted.
   void show(Time now);
 
   // Blanks every key and dial at once.
   void blank();
 
-  // How many devices and contexts there are, in words.
+  // Says in words how many devices and contexts there are.
   std::string summary() const;
 
  private:
-  // What a context is known to show. Nothing: not known.
+  // What a context is known to show; an absent member isn't known.
   struct Shown {
     std::optional<std::string> layout;
     std::optional<std::uint32_t> picture;

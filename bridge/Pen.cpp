@@ -10,7 +10,7 @@
 #include <stdexcept>
 
 #ifdef __SANITIZE_ADDRESS__
-// Fontconfig keeps what it has read of the fonts until the process ends.
+// Names fontconfig to the leak checker, because it keeps its font data until the process ends.
 extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions() {
   return "leak:libfontconfig\n";
 }
@@ -31,16 +31,16 @@ void setColour(cairo_t* cairo, Pen::Colour colour) {
   cairo_set_source_rgb(cairo, part(colour, 16), part(colour, 8), part(colour, 0));
 }
 
-// Written here and not by cairo, which tries every filter for each line: that takes most of a
-// face's time. What is drawn is shaded from top to bottom, and the difference from the line above
-// is small.
+// The PNG file is written here and not by cairo, because cairo tries every filter for each line,
+// which takes most of a face's time. One filter will do: faces are shaded from top to bottom, so a
+// line differs little from the one above it.
 constexpr int kCompression = 3;
 
 void append(png_struct* png, png_byte* data, std::size_t length) {
   static_cast<std::string*>(png_get_io_ptr(png))->append(reinterpret_cast<char*>(data), length);
 }
 
-// libpng reports by a jump, past which no object may be destroyed: there is none here.
+// libpng reports an error by longjmp, which skips destructors: no local object has one.
 bool writePng(cairo_surface_t* surface, std::string& bytes) {
   png_struct* png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
   png_info* info = png == nullptr ? nullptr : png_create_info_struct(png);
@@ -68,7 +68,7 @@ bool writePng(cairo_surface_t* surface, std::string& bytes) {
   return true;
 }
 
-// One line or several in the font of all faces.
+// Text of one line or several in the font of all faces.
 class Layout {
  public:
   Layout(cairo_t* target, const std::string& words)
@@ -197,8 +197,8 @@ void Pen::stroke(Colour colour, double width) {
   cairo_stroke(context->cairo);
 }
 
-// Half the height of capitals and digits counts for the middle. Going by the words at hand instead,
-// faces side by side would differ in their baselines.
+// The text is centred by half the height of capitals and digits. If it were centred by its own
+// letters, faces side by side would differ in their baselines.
 void Pen::text(const std::string& words, Point centre, double size, double width, Colour colour) {
   if (words.empty()) return;
   Layout layout(context->cairo, words);

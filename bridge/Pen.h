@@ -20,7 +20,7 @@ class Pen {
     double x, y;
   };
 
-  // The ground is black, and nothing is seen through.
+  // Starts with a black ground that isn't transparent.
   Pen(double width, double height, double scale);
   ~Pen();
 
@@ -33,21 +33,22 @@ class Pen {
   void fill(Colour top, Colour bottom, double height);  // shaded from 0 to `height`
   void stroke(Colour colour, double width);
 
-  // Bold, around `centre`; made smaller where it is wider than `width`.
+  // Draws bold text around `centre`, made smaller if it is wider than `width`.
   void text(const std::string& words, Point centre, double size, double width, Colour colour);
 
-  // Broken into lines to fit a box around `centre`; made smaller where it is higher.
+  // Draws text broken into lines in a box around `centre`, made smaller if it is higher than the
+  // box.
   void paragraph(const std::string& words, Point centre, double size, Point extent, Colour colour);
 
-  // A square of `2 * radius` around `centre`, filled by a symbol in a style.
+  // Draws a symbol in a square of `2 * radius` around `centre`.
   void symbol(Symbols& symbols, const Symbols::Style& style, Point centre, double radius,
               double alpha);
 
-  // A picture made as big as fits the box.
+  // Draws a picture as big as the box allows.
   void picture(Symbols& symbols, const std::string& file, Point corner, double width, double height,
                double alpha);
 
-  // Until the object goes, `origin` is the point (0, 0) and lengths count `scale` times.
+  // While the object lives, `origin` is the point (0, 0) and lengths count `scale` times.
   class Placed {
    public:
     Placed(Pen& pen, Point origin, double scale, double angle = 0);

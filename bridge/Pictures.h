@@ -1,4 +1,4 @@
-// The pictures of faces, as the panel's end takes them. What was painted last is kept. One thread.
+// Paints faces as the panel's end takes them, and keeps the ones that were used last. One thread.
 #pragma once
 
 #include <cstdint>
@@ -20,13 +20,13 @@ class Pictures {
   // The painter outlives the object.
   explicit Pictures(const FacePainter& used) : painter(used) {}
 
-  // The number is made from the bytes, so that the same picture has the same number in every run:
-  // the panel's end keeps pictures in files of that number, and a host may show such a file from a
-  // cache of its own. No two pictures that are kept share one. Valid until the next call. Throws
-  // std::runtime_error if the face can't be painted.
+  // The face's picture, valid until the next call. Its number is made from the bytes, so that a
+  // picture has the same number in every run: the panel's end keeps pictures in files of that
+  // number, and a host may show such a file from a cache of its own. No two kept pictures share a
+  // number. Throws std::runtime_error if the face can't be painted.
   const Picture& of(const Face& face);
 
-  // Everything is painted again when it is next wanted.
+  // Drops all pictures, so that each is painted again when it is next wanted.
   void forget();
 
  private:
@@ -40,7 +40,7 @@ class Pictures {
   const FacePainter& painter;
   std::map<Face, Entry> painted;
   std::list<Face> byAge;                         // of last use, the oldest first
-  std::map<std::uint32_t, std::size_t> numbers;  // with a hash of the bytes that each stands for
+  std::map<std::uint32_t, std::size_t> numbers;  // each with a hash of its picture's bytes
 };
 
 }  // namespace bridge

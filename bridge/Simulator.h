@@ -19,7 +19,7 @@
 
 namespace bridge {
 
-// A number, where a truth is 0 or 1, or a text.
+// A number or a text. A truth value is the number 0 or 1.
 using Value = std::variant<double, std::string>;
 
 // A command with its arguments, which only some simulators know.
@@ -34,18 +34,18 @@ class Simulator {
    public:
     virtual ~Observer() = default;
 
-    // The simulator answers. The aircraft and every followed value that it has are told next.
+    // The simulator answers. Next it tells the aircraft and every followed value that it has.
     virtual void onConnected() = 0;
 
-    // The connection has ended, or has not answered for `kLongestSilence`: no value counts any
-    // longer.
+    // The connection has ended, or the simulator hasn't answered for `kLongestSilence`. No value
+    // counts any longer.
     virtual void onLost(const std::string& reason) = 0;
 
     // The names by which the aircraft is known, the most exact first (an id, an ICAO code, a
     // title). Called after onConnected and at each change.
     virtual void onAircraft(const std::vector<std::string>& names) = 0;
 
-    // A followed value, by its place in the list given to follow.
+    // Tells a followed value, by its place in the list given to follow.
     virtual void onValue(std::size_t place, const Value& value) = 0;
 
     // The simulator doesn't know a followed value, or a command of the list given to follow. Either
@@ -58,7 +58,7 @@ class Simulator {
     virtual void onRefused(const std::string& reason) = 0;
   };
 
-  // A simulator that hangs is told to be lost within this time.
+  // onLost is called within this time when a simulator hangs.
   static constexpr std::chrono::seconds kLongestSilence{10};
 
   virtual ~Simulator() = default;
@@ -66,10 +66,11 @@ class Simulator {
   // The observer outlives the object. Called once, before anything else.
   virtual void start(Observer& observer) = 0;
 
-  // What the panel needs from now on; replaces what it needed before. Kept over a loss.
+  // Follows these values and commands in place of those before. They are kept when the connection
+  // is lost.
   virtual void follow(std::vector<std::string> values, std::vector<Command> commands) = 0;
 
-  // Nothing happens while there is no connection: a press made then must not be carried out later.
+  // Does nothing while there is no connection, so that no press is carried out later.
   virtual void write(const std::string& name, const Value& value) = 0;
   virtual void run(const Command& command) = 0;
 
@@ -78,8 +79,8 @@ class Simulator {
   virtual void hold(const Command& command) = 0;
   virtual void release(const Command& command) = 0;
 
-  // Names of values and commands that contain `pattern`, sorted; an empty list with a reason on
-  // failure.
+  // Gets the names of values and commands that contain `pattern`, sorted; on failure an empty list
+  // and the reason.
   using Names = std::function<void(std::vector<std::string> names, std::string error)>;
   virtual void listNames(const std::string& pattern, Names done) = 0;
 };

@@ -49,7 +49,7 @@ cairo_status_t readMore(void* reading, unsigned char* data, unsigned int length)
   return CAIRO_STATUS_SUCCESS;
 }
 
-// As big as fits, in the middle.
+// Draws it as big as fits, in the middle.
 void drawPng(cairo_t* cairo, const std::string& content, int width, int height) {
   Reading reading{content};
   cairo_surface_t* image = cairo_image_surface_create_from_png_stream(readMore, &reading);
@@ -131,7 +131,7 @@ cairo_surface_t* Symbols::draw(const std::string& file, const std::string& style
   return (drawn[key] = isDrawn ? std::move(surface) : nullptr).get();
 }
 
-// At least 1.
+// The number of a symbol's pictures, at least 1.
 int Symbols::frameCount(const std::string& file) {
   const std::string& content = contentOf(file);
   int count = 0;
@@ -139,7 +139,7 @@ int Symbols::frameCount(const std::string& file) {
   return std::max(count, 1);
 }
 
-// Empty if it can't be read.
+// A file's content; empty if it can't be read.
 const std::string& Symbols::contentOf(const std::string& file) {
   const auto [entry, isNew] = contents.try_emplace(file);
   std::error_code error;

@@ -1,11 +1,11 @@
-// Symbols and pictures, from SVG and PNG files, drawn to the pixels of the size that is asked for
-// and kept. A file is read when it is first wanted. One thread.
+// Draws symbols and pictures from SVG and PNG files in a size in pixels, and keeps the results. A
+// file is read when it is first wanted. One thread.
 //
-// A symbol of ours is an SVG file whose classes say what its parts become in a state:
+// A symbol of ours is an SVG file. The classes of its parts say how each looks in a state:
 //   tone, tone-line  the colour of the state; ink, ink-line always bright; glow, glow-line bright
 //                    if lit and faint if not
-//   lit, unlit, fault  only seen in that state
-//   frame f0, f1, ...  one of them is seen, by how far the thing has moved
+//   lit, unlit, fault  seen in that state only
+//   frame f0, f1, ...  only one is seen, chosen by how far the thing has moved
 #pragma once
 
 #include <cairo.h>
@@ -36,16 +36,17 @@ class Symbols {
   Symbols(const Symbols&) = delete;
   Symbols& operator=(const Symbols&) = delete;
 
-  // Sorted.
+  // The names of the symbols that ship, sorted.
   const std::vector<std::string>& names() const { return known; }
 
-  // A square of so many pixels. Null if the file can't be drawn. Valid until the next call.
+  // Draws a square of `pixels` x `pixels`. Null: the file can't be drawn. Valid until the next
+  // call.
   cairo_surface_t* symbol(const Style& style, int pixels);
 
-  // At most so wide and high. Null if the file can't be drawn. Valid until the next call.
+  // Draws it at most so wide and high. Null: the file can't be drawn. Valid until the next call.
   cairo_surface_t* picture(const std::string& file, int width, int height);
 
-  // Files are read again when they are next wanted.
+  // Drops all that is kept, so that files are read again when they are next wanted.
   void forget();
 
  private:

@@ -2,7 +2,10 @@
 
 #include <glib.h>
 
+#include <algorithm>
+#include <cctype>
 #include <memory>
+#include <numeric>
 
 namespace bridge {
 
@@ -14,6 +17,35 @@ std::string cut(const std::string& text, std::size_t bytes) {
   std::size_t end = bytes;
   while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U) --end;
   return text.substr(0, end);
+}
+
+constexpr std::size_t kLongestName = 60;
+
+bool isSame(char one, char other) {
+  return std::tolower(static_cast<unsigned char>(one)) ==
+         std::tolower(static_cast<unsigned char>(other));
+}
+
+// The optimal string alignment distance: it counts insertions, deletions, changes, and swaps of
+// neighbours.
+std::size_t distance(const std::string& one, const std::string& other) {
+  std::vector<std::size_t> before(other.size() + 1);
+  std::vector<std::size_t> last(other.size() + 1);
+  std::vector<std::size_t> row(other.size() + 1);
+  std::iota(last.begin(), last.end(), 0);
+  for (std::size_t i = 1; i <= one.size(); ++i) {
+    row[0] = i;
+    for (std::size_t j = 1; j <= other.size(); ++j) {
+      const std::size_t change = last[j - 1] + (isSame(one[i - 1], other[j - 1]) ? 0 : 1);
+      row[j] = std::min({change, last[j] + 1, row[j - 1] + 1});
+      const bool isSwapped =
+          i > 1 && j > 1 && isSame(one[i - 1], other[j - 2]) && isSame(one[i - 2], other[j - 1]);
+      if (isSwapped) row[j] = std::min(row[j], before[j - 2] + 1);
+    }
+    before.swap(last);
+    last.swap(row);
+  }
+  return last.back();
 }
 
 }  // namespace
@@ -29,6 +61,20 @@ std::string Text::repaired(const std::string& text) {
 std::string Text::shortened(const std::string& text, std::size_t bytes) {
   if (text.size() <= bytes) return text;
   return cut(text, bytes) + "... (" + std::to_string(text.size()) + " bytes)";
+}
+
+std::string Text::didYouMean(const std::string& word, const std::vector<std::string>& known) {
+  if (word.size() > kLongestName) return "";
+  const std::string* best = nullptr;
+  std::size_t least = std::max<std::size_t>(word.size() / 3, 1) + 1;
+  for (const std::string& candidate : known) {
+    if (candidate.size() > kLongestName) continue;
+    const std::size_t steps = distance(word, candidate);
+    if (steps >= least) continue;
+    least = steps;
+    best = &candidate;
+  }
+  return best == nullptr ? "" : ", did you mean \"" + *best + "\"?";
 }
 
 }  // namespace bridge

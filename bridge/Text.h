@@ -1,18 +1,23 @@
-// Small things done to texts. Any thread may call.
+// Small helpers for texts. Any thread may call.
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace bridge {
 
 class Text {
  public:
-  // As UTF-8, in one piece: what isn't is U+FFFD, and it ends before a zero byte and after 200
-  // bytes.
+  // Returns the text as UTF-8: bytes that aren't become U+FFFD, and the text is cut before a zero
+  // byte and after 200 bytes.
   static std::string repaired(const std::string& text);
 
-  // At most so many bytes, never ending inside of a character, and how many there were.
+  // Returns at most so many bytes of the text, cut between characters, and says how many it had.
   static std::string shortened(const std::string& text, std::size_t bytes);
+
+  // Finds the known word that is nearest to a misspelt one. Returns `, did you mean "lamp"?`, or an
+  // empty text if no word is near.
+  static std::string didYouMean(const std::string& word, const std::vector<std::string>& known);
 };
 
 }  // namespace bridge

@@ -208,7 +208,8 @@ void Trainer::listNames(const std::string& pattern, Names done) {
   });
 }
 
-// What is done to it begins to move at once, not at the end of a second's rest.
+// Begins the next step at once, so that a lever moves when it is touched and not at the end of a
+// second's rest.
 void Trainer::tellSoon() {
   if (isTelling || !isConnected) return;
   isTelling = true;

@@ -1,5 +1,5 @@
-// The simulator that is always at hand: a small aeroplane, for a first look and for the
-// demonstration. It is in this process and never lost.
+// A simulator within this process: a small aeroplane, for a first look and for the demonstration.
+// Its connection is never lost.
 #pragma once
 
 #include <asio/io_context.hpp>

@@ -17,24 +17,24 @@ class Values {
     Unknown,  // the simulator has no such value
   };
 
-  // A new list, of which nothing is known.
+  // Begins a list of `count` values, none of which is known.
   void reset(std::size_t count) { entries = std::vector<Entry>(count); }
 
-  // The connection has ended: what was told doesn't count any longer.
+  // Forgets all values, because the connection has ended.
   void forget() { reset(entries.size()); }
 
-  void set(std::size_t place, const Value& value);
+  void set(std::size_t place, const Value& value) { entries[place] = {State::Known, value}; }
   void setUnknown(std::size_t place) { entries[place].state = State::Unknown; }
 
   std::size_t size() const { return entries.size(); }
   State state(std::size_t place) const { return entries[place].state; }
 
-  // Null unless it is known. Valid until the next change.
+  // Null: the value isn't known. Valid until the next change.
   const Value* find(std::size_t place) const {
     return entries[place].state == State::Known ? &entries[place].value : nullptr;
   }
 
-  // Nothing unless it is known and a number.
+  // nullopt: the value isn't known, or is a text.
   std::optional<double> number(std::size_t place) const {
     const Value* value = find(place);
     const double* number = value == nullptr ? nullptr : std::get_if<double>(value);

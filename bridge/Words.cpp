@@ -12,7 +12,7 @@ namespace {
 constexpr std::size_t kLongest = 200;
 constexpr std::size_t kMostDigits = 2;
 
-// A width of millions would cost as many bytes.
+// Long numbers are refused, because a width of millions would cost as many bytes.
 bool hasLongNumber(const std::string& format) {
   std::size_t digits = 0;
   for (const char c : format) {

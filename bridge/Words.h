@@ -1,4 +1,4 @@
-// Text made of values: expressions, and the format that they are put into.
+// Text made of values by expressions and a format.
 #pragma once
 
 #include <string>
@@ -15,10 +15,10 @@ struct Words {
 
   bool isEmpty() const { return show.empty(); }
 
-  // The text, or as much of it as can be shown. Empty: a value isn't known.
+  // Returns the text, cut to the length that can be shown. Empty: a value isn't known.
   std::string fill(const Values& values, bool isPressed) const;
 
-  // Why the format doesn't fit, in words; empty if it does.
+  // Says in words why the format doesn't fit. Empty: it does.
   std::string problem() const;
 };
 

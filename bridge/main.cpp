@@ -1,5 +1,5 @@
-// The ready-made simulator's side: a simulator on one side, the panel's end of the link on the
-// other, and a panel file between them.
+// velomar-bridge: the ready-made simulator's side. It joins a simulator to the panel's end of the
+// link by a panel file.
 #include <CLI/CLI.hpp>
 #include <asio/io_context.hpp>
 #include <chrono>

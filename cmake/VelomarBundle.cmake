@@ -1,5 +1,5 @@
-# The parts that are installed. `bundle` builds the plug-in's folder, ready to be copied to where
-# the host looks for plug-ins, and `installer` a file of it to be opened by a double click.
+# Two targets: `bundle` builds the plug-in's folder, ready to be copied to the host's folder of
+# plug-ins, and `installer` packs it into a file that a double click installs.
 include(VelomarPictures)
 
 if(APPLE)
@@ -21,7 +21,7 @@ if(VELOMAR_MACOS_PROGRAM)
     COMMAND ${CMAKE_COMMAND} -E copy ${VELOMAR_MACOS_PROGRAM} ${VELOMAR_BUNDLE}/velomar-macos)
 endif()
 
-# velomar-state says why the panel is black. It needs what the program needs and nothing else.
+# velomar-state says why the panel is black. It needs no library that the program doesn't need.
 set(add_state)
 if(TARGET velomar-state)
   set(add_state COMMAND ${CMAKE_COMMAND} -E copy $<TARGET_FILE:velomar-state> ${VELOMAR_BUNDLE}/)
@@ -31,8 +31,8 @@ if(VELOMAR_MACOS_STATE)
     COMMAND ${CMAKE_COMMAND} -E copy ${VELOMAR_MACOS_STATE} ${VELOMAR_BUNDLE}/velomar-state-macos)
 endif()
 
-# The folder is made again each time: a program that was started in it may have left files in the
-# two folders, which are to be empty.
+# The folder is made again each time, because a program that was started in it may have left files
+# in its two folders for pictures and layouts, which have to be empty.
 add_custom_target(bundle
   COMMAND ${CMAKE_COMMAND} -E rm -rf ${VELOMAR_BUNDLE}
   COMMAND ${CMAKE_COMMAND} -E copy_directory ${velomar_SOURCE_DIR}/bundle ${VELOMAR_BUNDLE}

@@ -1,5 +1,5 @@
-# The library for the simulator's side. As a CMake package: find_package(Velomar), Velomar::simulator
-# for C++ and Velomar::c for C. By pkg-config: velomar, which is the C library.
+# Installs the library for the simulator's side. It is a CMake package, find_package(Velomar), with
+# Velomar::simulator for C++ and Velomar::c for C; pkg-config knows the C library as velomar.
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
 
@@ -22,13 +22,14 @@ install(FILES
   ${CMAKE_CURRENT_LIST_DIR}/VelomarConfig.cmake ${velomar_BINARY_DIR}/VelomarConfigVersion.cmake
   DESTINATION ${package} COMPONENT simulator)
 
-# The file finds the package from where it lies itself, so that an installed folder can be moved.
+# The file refers to the package relative to its own place, so that an installed folder can be
+# moved.
 set(pkgconfig ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH VELOMAR_PREFIX_FROM_PC /${pkgconfig} /)
 configure_file(${CMAKE_CURRENT_LIST_DIR}/velomar.pc.in ${velomar_BINARY_DIR}/velomar.pc @ONLY)
 install(FILES ${velomar_BINARY_DIR}/velomar.pc DESTINATION ${pkgconfig} COMPONENT simulator)
 
-# The Python package looks for the library in its own folder's neighbourhood first.
+# The Python package looks for the library in the folders above its own first.
 set(python ${CMAKE_INSTALL_LIBDIR}/python3)
 install(DIRECTORY ${velomar_SOURCE_DIR}/python/velomar DESTINATION ${python} COMPONENT simulator
   PATTERN __pycache__ EXCLUDE)

@@ -1,4 +1,4 @@
-# The parts that are installed beside the library for the simulator's side, and the packages:
+# Installs the parts other than the library for the simulator's side, and makes the packages:
 #   velomar          component `program`: the bundle, for the user to copy to the host's folder, since
 #                    the program writes into it; and velomar-state
 #   velomar-bridge   component `bridge`: the ready-made simulator's side, its panels and symbols

@@ -1,10 +1,10 @@
-# The pictures of the bundle, drawn from artwork/ in the sizes that the hosts ask for.
+# Draws the pictures of the bundle from artwork/ in the sizes that the hosts ask for.
 find_program(VELOMAR_RSVG rsvg-convert REQUIRED)
 
 set(VELOMAR_PICTURES ${velomar_BINARY_DIR}/pictures)
 set(velomar_picture_files)
 
-# velomar_add_picture(<artwork> <file> <side>): a square PNG, its side in pixels.
+# velomar_add_picture(<artwork> <file> <side>) draws a square PNG of <side> pixels.
 function(velomar_add_picture artwork file side)
   set(source ${velomar_SOURCE_DIR}/artwork/${artwork}.svg)
   add_custom_command(OUTPUT ${VELOMAR_PICTURES}/${file}
@@ -16,7 +16,7 @@ function(velomar_add_picture artwork file side)
   set(velomar_picture_files ${velomar_picture_files} ${VELOMAR_PICTURES}/${file} PARENT_SCOPE)
 endfunction()
 
-# A picture that the manifest names: in its size, and in twice that for dense displays.
+# Draws a picture that the manifest names: in its size, and in twice that for dense displays.
 macro(velomar_add_icon artwork name side)
   velomar_add_picture(${artwork} icons/${name}.png ${side})
   math(EXPR doubled "2 * ${side}")

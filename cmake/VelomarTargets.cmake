@@ -9,16 +9,16 @@ target_compile_options(velomar_options INTERFACE
 if(VELOMAR_SANITIZE)
   target_compile_options(velomar_options INTERFACE
     -fsanitize=${VELOMAR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
-  # The sanitizers' code makes GCC take initialised objects of its own library for uninitialised.
-  # Builds without them keep the warning.
+  # With the sanitizers GCC takes initialised objects of its own library for uninitialised. Builds
+  # without them keep the warning.
   target_compile_options(velomar_options INTERFACE
     $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   target_link_options(velomar_options INTERFACE -fsanitize=${VELOMAR_SANITIZE})
 endif()
 
-# velomar_add_library(<name> <source>...): a static library, includes written from the tree's root. It
-# can be linked into a shared object, which then shows none of its symbols: two plug-ins in one
-# process must not take each other's.
+# velomar_add_library(<name> <source>...) adds a static library whose includes are written from the
+# tree's root. It can be linked into a shared object, which then shows none of its symbols, because
+# two plug-ins in one process must not take each other's.
 function(velomar_add_library name)
   add_library(${name} STATIC ${ARGN})
   velomar_set_up(${name} PUBLIC)
@@ -26,7 +26,7 @@ function(velomar_add_library name)
     POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
 endfunction()
 
-# velomar_add_executable(<name> <source>...): the same for a program.
+# velomar_add_executable(<name> <source>...) adds a program in the same way.
 function(velomar_add_executable name)
   add_executable(${name} ${ARGN})
   velomar_set_up(${name} PRIVATE)

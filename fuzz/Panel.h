@@ -18,7 +18,6 @@
 
 #include "StreamDeckSDK/ESDConnectionManager.h"
 #include "StreamDeckSDK/ESDLogger.h"
-#include "plugin/LinkClock.h"
 #include "plugin/ScratchFolders.h"
 #include "plugin/Velomar.h"
 #include "plugin/XPlaneManager.h"

@@ -4,7 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "plugin/SDContext.h"
+#include "plugin/Model.h"
 
 // Pushes a message onto the link's jsonQueue, where it waits until the link is up. Without a link
 // it is dropped.

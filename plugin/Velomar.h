@@ -24,7 +24,7 @@
 
 #include "StreamDeckSDK/ESDPlugin.h"
 #include "plugin/Action.h"
-#include "plugin/SDDevice.h"
+#include "plugin/Model.h"
 
 class Velomar : public ESDPlugin {
  public:

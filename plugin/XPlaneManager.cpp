@@ -1,6 +1,7 @@
 // The link's thread: passes, handshake, output. The messages have a file of their own.
 #include "plugin/XPlaneManager.h"
 
+#include <chrono>
 #include <cinttypes>
 #include <cstdio>
 #include <exception>
@@ -8,6 +9,7 @@
 #include <utility>
 
 #include "StreamDeckSDK/ESDLogger.h"
+#include "common/Helpers.h"
 #include "common/LinkProtocol.h"
 #include "plugin/Velomar.h"
 
@@ -15,6 +17,14 @@ using nlohmann::json;
 namespace protocol = velomar::protocol;
 
 namespace {
+
+class SystemClock : public LinkClock {
+ public:
+  std::int64_t now() override { return getElapsedMilliSeconds(); }
+  void pauseFor(std::int64_t milliseconds) override {
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+  }
+};
 
 // Ten digits make the order of strings the order of numbers.
 std::string formatKey(std::uint64_t number) {
@@ -36,6 +46,11 @@ bool reportOpen(const char* name, const simdb& store) {
 }
 
 }  // namespace
+
+LinkClock& LinkClock::system() {
+  static SystemClock sSystem;
+  return sSystem;
+}
 
 XPlaneManager* XPlaneManager::pInstance = nullptr;
 std::atomic<bool> XPlaneManager::connected{false};

@@ -1,4 +1,5 @@
-// Base64 as the link's images and layouts take it (standard alphabet of RFC 4648, with padding).
+// Base64 in the form of the link's images and layouts: the standard alphabet of RFC 4648, with
+// padding.
 #pragma once
 
 #include <string>
@@ -6,7 +7,7 @@
 
 namespace velomar {
 
-// The text of any bytes: four characters for each three of them. Any thread may call.
+// Returns the text of any bytes, four characters for each three of them. Any thread may call.
 std::string encodeBase64(std::string_view bytes);
 
 }  // namespace velomar

@@ -11,7 +11,7 @@ using nlohmann::json;
 namespace velomar {
 namespace {
 
-// How long a context may have been gone before its "Hide Context" is taken.
+// A context may have been gone for this long before its "Hide Context" is taken.
 constexpr Deliveries::Time kDoubt{2000};
 
 template <typename Map>
@@ -33,7 +33,7 @@ void Deliveries::heed(const json& message, Time now) {
   if (name == protocol::from_panel::kForceRefresh) forget();
   const json context = message.value("Context", json());
   if (!context.is_string()) return;
-  // A context that is told of again was blanked.
+  // A context that is added again has been blanked.
   if (name == protocol::from_panel::kAddContext) changed(context);
   if (name != protocol::from_panel::kHideContext) return;
   doubt(images, context, now);
@@ -97,7 +97,8 @@ void Deliveries::forget() {
   while (!movies.empty()) endMovie(movies.begin());
 }
 
-// Numbers of movies that have ended come first, so that no more are used than are on show at once.
+// Numbers of movies that have ended are used first, so that there are never more than the movies on
+// show at once need.
 Deliveries::Movie& Deliveries::movieOf(const std::string& context) {
   const auto [found, isNew] = movies.try_emplace(context);
   if (!isNew) return found->second;
@@ -109,7 +110,8 @@ Deliveries::Movie& Deliveries::movieOf(const std::string& context) {
   return found->second;
 }
 
-// The number that was shown last is the last to be used again.
+// Gives the movie's numbers back, the one that was shown last at the end, so that it is used again
+// last.
 void Deliveries::endMovie(Movies::iterator movie) {
   for (const Frame& frame : movie->second.frames) freeIds.push_back(frame.id);
   movies.erase(movie);

@@ -1,7 +1,8 @@
-// Images and layouts that the panel's end keeps: sent whole once, and only named from then on.
+// Makes the messages for images and layouts, which are sent whole once and only named after that,
+// because the panel's end keeps them.
 //
-// An object knows what was sent since the panel's end last forgot everything. For that it has to
-// see each message from there:
+// An object knows the images and layouts that were sent since the panel's end last forgot
+// everything. For that it has to see each message from there:
 //
 //   for (const nlohmann::json& message : MessageGroup::split(link.poll())) {
 //     deliveries.heed(message, now);
@@ -29,22 +30,22 @@ class Deliveries {
  public:
   using Time = std::chrono::milliseconds;
 
-  // Numbers from here on belong to the frames of moving pictures. Give other images smaller ones.
+  // The first number of those that frames of moving pictures use. Give other images smaller ones.
   static constexpr std::uint32_t kFirstFrameId = 4000000000U;
 
-  // Numbers that a moving picture uses in turn. The panel's end writes a file for each, so that one
-  // is written over only after three others, when the host has long read it, and a dial is never
-  // given the same name for other bytes.
+  // The count of numbers that a moving picture uses in turn. The panel's end writes a file for
+  // each. With four a file is written over only after three others, when the host has long read it,
+  // and a dial's next frame never has the name of the last one.
   static constexpr std::size_t kFrameIds = 4;
 
-  // Forgets what the panel's end has forgotten: everything at "Force Refresh". What was sent to a
-  // context is dropped, without a word, if the context has gone by then, so "Hide Context" puts
-  // what went there within the last two seconds in doubt, and it counts as not sent. A key or dial
-  // that was given its name only has to be sent it again then: see hasImage and hasLayout.
+  // Forgets all that the panel's end has forgotten: everything at "Force Refresh". The panel's end
+  // drops, without a word, an image or layout for a context that has gone. So at "Hide Context"
+  // those sent to that context within the last two seconds count as not sent. If another context
+  // was given the name of one of these, send it there again: see hasImage and hasLayout.
   void heed(const nlohmann::json& message, Time now);
 
-  // The message that shows an image, a PNG file in Base64, on a key or dial. A number stands for
-  // one image: other bytes under the same number aren't sent.
+  // The message that shows an image, a PNG file in Base64, on a key or dial. A number belongs to
+  // one image: other bytes with the same number aren't sent.
   nlohmann::json image(const std::string& context, std::uint32_t id, const std::string& base64,
                        Time now);
 
@@ -53,8 +54,8 @@ class Deliveries {
   // context shows already. If you show something there by other means than `image` and `frame`,
   // call `changed`. REQUIRES: bytes.
   //
-  // The panel's end keeps every number's image until the link comes up again. A new number a frame
-  // would have it grow without end.
+  // The panel's end keeps every number's image until the link comes up again. With a new number for
+  // each frame it would grow without end.
   std::optional<nlohmann::json> frame(const std::string& context, const std::string& base64);
 
   // The context doesn't show its last frame any more, as after "Reset Context".
@@ -68,7 +69,7 @@ class Deliveries {
   bool hasImage(std::uint32_t id) const { return images.count(id) != 0; }
   bool hasLayout(const std::string& name) const { return name.empty() || layouts.count(name) != 0; }
 
-  // Nothing of it was sent: to be called if the store didn't take a message.
+  // Counts everything as not sent. Call it if the store didn't take a message.
   void forget();
 
  private:
@@ -79,7 +80,7 @@ class Deliveries {
 
   struct Frame {
     std::uint32_t id = 0;
-    std::string base64;  // last sent under the number; empty: nothing yet
+    std::string base64;  // last sent with the number; empty: nothing yet
   };
 
   // The frames of one context, the one that was shown last at the end.

@@ -1,4 +1,5 @@
-// Several messages in one text, as the link carries them in both directions.
+// Joins several messages into one text and takes such a text apart. The link carries these in both
+// directions.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -11,13 +12,13 @@ namespace velomar {
 class MessageGroup {
  public:
   // The messages of a text in the order in which they are to be handled, groups within a group
-  // among them. Each is an object whose "Message" is a string. What is no message is left out.
+  // among them. Each is an object whose "Message" is a string. Anything else is left out.
   static std::vector<nlohmann::json> split(const std::string& text);
 
   // The same for several texts, as SimulatorLink::poll returns them.
   static std::vector<nlohmann::json> split(const std::vector<std::string>& texts);
 
-  // One text for all of the messages, of which there is at least one. Raises the JSON library's
+  // Joins the messages into one text. REQUIRES: at least one message. Raises the JSON library's
   // error for a string that isn't UTF-8.
   static std::string join(std::vector<nlohmann::json> messages);
 };

@@ -13,7 +13,8 @@ class OneAtATime {
 
   // Throws std::logic_error if another thread is inside.
   explicit OneAtATime(Flag& owned) : flag(owned) {
-    // Acquire: sees what the thread that was inside before has done. Pairs with the release below.
+    // Acquire, so that this thread sees the changes of the one that was inside before. Pairs with
+    // the release below.
     if (flag.test_and_set(std::memory_order_acquire)) {
       throw std::logic_error("the link is in use by another thread");
     }

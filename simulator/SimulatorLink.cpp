@@ -23,11 +23,11 @@ namespace {
 static_assert(SimulatorLink::kHeartbeatInterval.count() * 2 < protocol::kReceiveTimeoutMs);
 static_assert(SimulatorLink::kSilenceLimit.count() > protocol::kHeartbeatIntervalMs * 2);
 
-// A panel that is alive has written twice within this time.
+// A panel that is alive writes at least twice within this time.
 constexpr std::chrono::milliseconds kSignsOfLife{2 * protocol::kHeartbeatIntervalMs + 500};
 
-// A Hello this soon after a Welcome, with no answer to the Welcome yet, was said before the panel
-// had taken it: a panel that starts or fails pauses for longer than this before it says one.
+// A Hello that comes within this time after a Welcome, and before the answer to it, was said before
+// the panel had taken the Welcome: a panel that starts or fails pauses for longer before its Hello.
 constexpr std::chrono::milliseconds kWelcomeUnderWay{2000};
 static_assert(kWelcomeUnderWay.count() < protocol::kStartPauseMs &&
               kWelcomeUnderWay.count() < protocol::kErrorPauseMs);
@@ -119,15 +119,15 @@ void SimulatorLink::State::take(std::string value, std::vector<std::string>& mes
   }
 }
 
-// One Welcome for all Hellos that were said before the panel could take it: each one more would
-// have it list everything again.
+// One Welcome answers all Hellos that were said before the panel could take it, because with each
+// Welcome the panel lists everything again.
 void SimulatorLink::State::takeHello() {
   if (up && !isAnswered && lastReceived - lastWelcome < kWelcomeUnderWay) return;
   isAsked = true;
   isAnswered = false;
 }
 
-// What comes before the Welcome has been answered was written for an earlier run, or has waited.
+// Input that comes before the answer to the Welcome was meant for an earlier run, or has waited.
 void SimulatorLink::State::deliver(std::string text, std::vector<std::string>& messages) {
   if (isAnswered) {
     messages.push_back(std::move(text));
@@ -144,7 +144,8 @@ void SimulatorLink::State::deliver(std::string text, std::vector<std::string>& m
   if (!parts.empty()) messages.push_back(MessageGroup::join(std::move(parts)));
 }
 
-// With no room for it the Hello stays unanswered, until a later poll finds room.
+// If the store has no room for the Welcome, the Hello stays unanswered until a later poll finds
+// room.
 void SimulatorLink::State::welcome() {
   if (!send(protocol::kWelcome)) return;
   isAsked = false;
@@ -159,8 +160,8 @@ void SimulatorLink::State::keepUp(Clock::time_point now) {
   if (up && now - lastSent >= kHeartbeatInterval) send(protocol::kHeartbeat);
 }
 
-// Keys have to sort in the order of sending, also after what an earlier run has left in the store.
-// The wall clock at the start sees to that, a count goes on from there.
+// Keys have to sort in the order of sending, and after the keys that an earlier run has left in the
+// store. So they count on from the wall clock at the start.
 bool SimulatorLink::State::send(const std::string& value) {
   if (!isOpen) return false;
   lastKey = std::max(lastKey + 1, wallClockMicroseconds());

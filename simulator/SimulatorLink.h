@@ -1,7 +1,7 @@
 // The simulator's end of the link: both stores, their keys, the handshake and the heartbeat.
 //
-// A simulator plug-in takes it as it is. It has no thread: call poll from the simulator's own loop,
-// as often as a press should be noticed and at least twice a second, and act on what comes back.
+// A simulator plug-in uses it as it is. It has no thread: call poll from the simulator's own loop,
+// as often as a press should be noticed and at least twice a second, and act on the messages.
 //
 //   velomar::SimulatorLink link;
 //   // in the loop:
@@ -10,11 +10,11 @@
 //   }
 //   if (link.isUp()) link.send(nlohmann::json{{"Message", "Set Title"}, {"Context", "C1"}, ...});
 //
-// MessageGroup takes the texts apart and puts them together, and Deliveries knows which images and
-// layouts have to be sent whole.
+// MessageGroup takes the texts apart and joins them, and Deliveries knows which images and layouts
+// have to be sent whole.
 //
 // Threads: any, one at a time. A call of poll, send or close during another thread's call throws
-// std::logic_error and does nothing else. One process at a time stands at this end of the stores.
+// std::logic_error and does nothing else. Only one process at a time may be this end of the link.
 #pragma once
 
 #include <chrono>
@@ -34,8 +34,9 @@ class SimulatorLink {
   static constexpr std::chrono::milliseconds kHeartbeatInterval{2500};
   static constexpr std::chrono::milliseconds kSilenceLimit{10000};
 
-  // What becomes of presses, turns and taps that were made before the panel's end knew this one.
-  // They wait for the link, maybe for minutes: delivered then, they would be gear up on the ground.
+  // Whether to drop or deliver presses, turns and taps that were made before the panel's end knew
+  // this one. They may have waited for minutes, and delivering them could mean gear up on the
+  // ground.
   enum class LateInput { Drop, Deliver };
 
   // Opens or creates both stores. Throws std::runtime_error, with the store's name, code and
@@ -51,12 +52,12 @@ class SimulatorLink {
   // and context, and asks for the state of all of them. Input that comes before it is late.
   std::vector<std::string> poll();
 
-  // Whether the panel's end has been welcomed and heard of since. It may have gone since it said
-  // its Hello, and it is missed only after kSilenceLimit: see isAnybodyThere.
+  // Returns whether the panel's end has been welcomed and heard of since. It may have gone since
+  // its Hello, and is missed only after kSilenceLimit: see isAnybodyThere.
   bool isUp() const;
 
-  // Whether the panel's end has answered the welcome, and has written since the time within which
-  // it writes twice when it is alive.
+  // Returns whether the panel's end has answered the welcome, and has written within the time in
+  // which it writes twice when it is alive.
   bool isAnybodyThere() const;
 
   // Writes one message. False: the store is full, or closed, and nothing was written. Messages

@@ -33,7 +33,8 @@ constexpr int kDone = 1;
 constexpr int kNotNow = 0;
 constexpr int kMistake = -1;
 
-// Plain bytes: anything with a destructor would keep the library loaded as long as a thread lives.
+// These are plain bytes, because a destructor would keep the library loaded as long as a thread
+// lives.
 thread_local char lastError[256];
 
 void setError(const char* text) {
@@ -71,7 +72,7 @@ struct velomar_link {
   OneAtATime::Flag inUse = ATOMIC_FLAG_INIT;
   SimulatorLink link;
   Deliveries deliveries;
-  std::deque<json> messages;  // that have come and were not asked for yet
+  std::deque<json> messages;  // received, and not asked for yet
   json current;               // the one that was asked for last
   std::string text;           // of it
   std::string member;
@@ -80,7 +81,8 @@ struct velomar_link {
 
 namespace {
 
-// Calls `work` with the link, alone. Whatever it throws becomes a text and `failed`.
+// Calls `work` with the link while no other thread uses it. An exception becomes the last error's
+// text and the result `failed`.
 template <typename Result, typename Work>
 Result guarded(velomar_link* link, Result failed, Work work) noexcept {
   lastError[0] = '\0';
@@ -96,16 +98,18 @@ Result guarded(velomar_link* link, Result failed, Work work) noexcept {
   return failed;
 }
 
-// Written while the link is down, a message would wait in the store for a panel that forgets it.
+// Nothing is sent while the link is down, because the message would wait in the store for a panel
+// that then forgets it.
 int sendText(velomar_link& link, const std::string& text) {
   if (!link.link.isUp()) return notNow("the link is down");
   require(text.size() < protocol::kStoreBytes, "the message is longer than the store");
   if (link.link.send(text)) return kDone;
-  link.deliveries.forget();  // who was to have an image or layout has to get it whole again
+  link.deliveries.forget();  // images and layouts of this message have to go whole again
   return notNow("the store has no room");
 }
 
-// The message is made only while it can be sent, because the making of it counts as sending.
+// Makes the message only when it can be sent, because Deliveries counts a message that it has made
+// as sent.
 template <typename Make>
 int sendMade(velomar_link& link, Make make) {
   if (!link.link.isUp()) return notNow("the link is down");
@@ -117,7 +121,7 @@ int sendMade(velomar_link& link, Make make) {
   }
 }
 
-// A text that is no message would cost the link.
+// Checks a text first, because the panel gives the link up for a text that is no message.
 std::vector<json> partsOf(const std::string& text) {
   const json message = json::parse(text);
   require(message.is_object() && message.value("Message", json()).is_string(),
@@ -125,7 +129,7 @@ std::vector<json> partsOf(const std::string& text) {
   return MessageGroup::split(text);
 }
 
-// A picture that was set by hand takes the place of a frame.
+// A picture that was sent by other means replaces the frame on show.
 void noteChanges(const std::vector<json>& parts, Deliveries& deliveries) {
   using namespace protocol::to_panel;
   for (const json& part : parts) {

@@ -12,11 +12,11 @@
  *    1  done
  *    0  not now, and nothing has changed: the link is down, the store has no room, nothing waits
  *   -1  a mistake of the caller, and nothing has changed
- * After 0 and -1 velomar_last_error says why. A null pointer is such a mistake, a text that isn't
- * UTF-8 is another. No C++ exception leaves a function, and none of them waits.
+ * After 0 and -1 velomar_last_error says why. A null pointer is such a mistake, and so is a text
+ * that isn't UTF-8. No C++ exception leaves a function, and no function waits.
  *
  * Threads: any, one at a time for a link. A call during another thread's call for the same link
- * gets -1 and does nothing. One process at a time stands at this end of the link.
+ * gets -1 and does nothing. Only one process at a time may be this end of the link.
  *
  * Texts that come back belong to the link: they are good until the next velomar_poll or
  * velomar_close of it. Texts that go in are read before the function returns.
@@ -47,24 +47,24 @@ enum {
   VELOMAR_LATE_INPUT = 1
 };
 
-/* Joins the panel, which may be started before or after. NULL: it can't be, and velomar_last_error
- * says why. */
+/* Opens the link to the panel, which may be started before or after. NULL: it can't be opened, and
+ * velomar_last_error says why. */
 VELOMAR_API velomar_link* velomar_open(unsigned options);
 
-/* Leaves, and frees the link. The panel goes blank within 10 seconds. Nothing happens to NULL. -1:
- * another thread is in a call for it, and it isn't closed. */
+/* Closes and frees the link. The panel goes blank within 10 seconds. NULL does nothing. -1: another
+ * thread is in a call for the link, and it isn't closed. */
 VELOMAR_API int velomar_close(velomar_link* link);
 
-/* The next message of the panel into *message, a JSON object as text. Groups are taken apart. 0:
- * none waits; *message is NULL then, and after -1. Keeps the link up as well, so call it also when
- * no press is to be expected. */
+/* Puts the panel's next message into *message, a JSON object as text. Groups are taken apart. 0:
+ * none waits; *message is NULL then, and after -1. The call also keeps the link up, so make it even
+ * when no press is expected. */
 VELOMAR_API int velomar_poll(velomar_link* link, const char** message);
 
-/* A member of the message that velomar_poll returned last: a text as it is, a number or truth as
- * JSON writes it. NULL: there is no such member, and after a mistake. */
+/* Returns a member of the message that velomar_poll returned last: a text as it is, a number or
+ * truth value as JSON writes it. NULL: there is no such member, or the caller made a mistake. */
 VELOMAR_API const char* velomar_member(velomar_link* link, const char* name);
 
-/* 1: the panel has been welcomed, and heard of since. It is missed after 10 seconds only. */
+/* 1: the panel has been welcomed, and heard of since. It is missed only after 10 seconds. */
 VELOMAR_API int velomar_is_up(velomar_link* link);
 
 /* 1: the panel has answered the welcome, and has written within the last seconds. */
@@ -76,24 +76,23 @@ VELOMAR_API int velomar_send(velomar_link* link, const char* message);
 /* Sets the text of a key or dial. Lines are parted by a line feed. */
 VELOMAR_API int velomar_title(velomar_link* link, const char* context, const char* title);
 
-/* Shows an image, the bytes of a PNG file, on a key or dial. The number, below 4000000000, stands
- * for these bytes: they are sent once, and other bytes under it never. */
+/* Shows an image, the bytes of a PNG file, on a key or dial. The number, below 4000000000, belongs
+ * to these bytes: they are sent once, and other bytes with this number never are. */
 VELOMAR_API int velomar_image(velomar_link* link, const char* context, uint32_t id, const void* png,
                               size_t size);
 
-/* Shows the next frame of a moving picture, the bytes of a PNG file, on a key or dial. Nothing is
- * sent for bytes that are on show, and few numbers are used in turn, so that the panel doesn't
- * grow. */
+/* Shows the next frame of a moving picture, the bytes of a PNG file, on a key or dial. Bytes that
+ * are on show aren't sent, and a few numbers are used in turn, so that the panel doesn't grow. */
 VELOMAR_API int velomar_frame(velomar_link* link, const char* context, const void* png,
                               size_t size);
 
-/* Selects a layout for a dial. The name stands for this text of a layout file, which is sent once.
+/* Selects a layout for a dial. The name belongs to this text of a layout file, which is sent once.
  * The empty name is the default layout's; its text may be NULL. */
 VELOMAR_API int velomar_layout(velomar_link* link, const char* context, const char* name,
                                const char* layout);
 
-/* Why the last call of this thread returned 0, -1 or NULL; empty after any other. Good until the
- * next call of this thread. */
+/* Says why the last call of this thread returned 0, -1 or NULL; empty after any other result. Good
+ * until the next call of this thread. */
 VELOMAR_API const char* velomar_last_error(void);
 
 /* The library's version, such as "1.5.1". */

@@ -18,8 +18,9 @@
 // block still has the word's version after the comparison. That this key is there is proven by what
 // is done about it: a swap that expects the slot's own word, or a read after which the version is
 // still the word's. A slot is always swapped before its chain is marked deleted, so a word that is
-// still there names a whole chain. What isn't proven is looked at again, under a pin if it is to be
-// read; a word that hasn't changed has no more to tell, and only a damaged region leads there.
+// still there names a whole chain. A slot that proves neither is read again, with a pin if its
+// value is wanted. If its word hasn't changed then, the region is damaged, and reading on would
+// tell no more.
 //
 // Only the store's swaps decide: none expects anything that was read in a block, where two keys of
 // one hash could follow each other.
@@ -46,7 +47,7 @@ class CncrHsh {
   // Asserts "((u64)algnMem) % 16 == 0".
   CncrHsh(void* area, u32 count, CncrStr* values, bool owner);
 
-  // What slot `i` holds. Asserts "i < m_sz".
+  // Returns the word of slot `i`. Asserts "i < m_sz".
   VerIdx load(u32 i) const;
 
   // Writes or replaces a key. Asserts "klen>0". False: no room, and the key keeps its old value.

@@ -38,19 +38,19 @@ u32 CncrLst::takeChain(u32 count) {
   return first != LIST_END ? first : takeOneByOne(count);
 }
 
-// The list's first blocks are linked already, so one swap can take them all: it succeeds only if no
-// other operation came between, and what was walked is then what was there. The version moves on as
-// if they had been popped one after the other. LIST_END: too few, or too much going on.
+// The list's first blocks are linked already, so one swap can take them all. It succeeds only if no
+// other operation came between, and then the blocks that were walked are the list's. The version
+// moves on as if they had been popped one after the other. LIST_END: there are too few blocks, or
+// every try failed.
 u32 CncrLst::takeAtOnce(u32 count) {
   u64 seen = loadSeqCst(*head);
   for (int tries = 0; tries < kTriesAtOnce; ++tries) {
     const u32 first = indexOf(seen);
-    u32 behind = first;
+    u32 rest = first;  // the first block after those that are taken
     u32 left = count;
-    for (; left > 0 && behind < cnt; --left) behind = loadAcquire(links[behind]);
+    for (; left > 0 && rest < cnt; --left) rest = loadAcquire(links[rest]);
     if (left > 0) break;
-    if (compareAndSwap(*head, seen, makeHead(behind, advanced(versionOf(seen), count))))
-      return first;
+    if (compareAndSwap(*head, seen, makeHead(rest, advanced(versionOf(seen), count)))) return first;
   }
   return LIST_END;
 }

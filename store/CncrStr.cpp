@@ -73,7 +73,7 @@ CncrStr::VerIdx CncrStr::alloc(u32 size, u32 klen, u32 hash, BlkCnt* report) {
   fill(first, needed > 1 ? following : LIST_END, chain, size, klen, hash);
   for (u32 left = needed - 1; left > 0; --left) {
     const u32 block = following;
-    // Only a damaged region has a link here that is no block. What is left of the chain is lost.
+    // Only a damaged region has a link here that is no block. The rest of the chain is then lost.
     if (!isBlock(block)) return {LIST_END, 0};
     following = lst.link(block);
     fill(block, left > 1 ? following : LIST_END, chain, size, 0, 0);
@@ -293,7 +293,8 @@ bool CncrStr::unpin(u32 block) const {
 bool CncrStr::lengths(VerIdx chain, Lengths& lengths) const {
   const BlkEntry& entry = entries[chain.idx];
   lengths = {loadAcquire(entry.len), loadAcquire(entry.klen)};
-  // Both words came while the version stood, or they come from two chains and mean nothing.
+  // The two words belong together only if the version is still there; otherwise they may come from
+  // two chains.
   return isCurrent(chain) && lengths.len != 0 && lengths.len <= capacity() &&
          lengths.klen <= lengths.len;
 }

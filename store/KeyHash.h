@@ -1,5 +1,5 @@
 // The hash of a key: 64-bit FNV-1a (Fowler, Noll, Vo; draft-eastlake-fnv), its halves folded by
-// exclusive or. Every process must compute the same, since it picks the slot and stands in the
+// exclusive or. Every process must compute the same, because it picks the slot and is stored in the
 // region. Any thread; no error.
 #pragma once
 

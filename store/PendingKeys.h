@@ -2,7 +2,7 @@
 // another process writes messages to, under keys that sort in the order of writing. One thread.
 //
 // Messages are to be taken in key order, and one walk over the store is neither complete nor a
-// snapshot: a pass lists only some of the keys once used slots stand side by side, and a key
+// snapshot: a pass lists only some of the keys once used slots are side by side, and a key
 // written to a slot already passed is missed while a later one, written ahead of it, is seen. But
 // whatever sorts before a key was written before it. So a key is safe to take once the walk has
 // gone a full round that began after the key was first seen. Keys that were seen in the same round
@@ -45,12 +45,10 @@ class PendingKeys {
 
   simdb& source;
   std::map<std::string, Entry> pending;
-  store::u64 held =
-      0;  // bytes of the keys in both sets: in a sound store no more than its capacity
+  store::u64 held = 0;  // bytes of the keys in both sets; in a sound store at most its capacity
 
-  // Keys taken that the store couldn't delete. In a completely full store a key can come to stand
-  // in the one slot that a deletion doesn't reach, and there it stays. It is listed for ever, and
-  // must not be handled again, unless it was written again: only then does a deletion find
-  // something.
+  // Keys taken that the store couldn't delete. In a completely full store a key can get into the
+  // one slot that a deletion doesn't reach, and there it stays. It is listed for ever, and must not
+  // be handled again unless it was written again: only then does a deletion succeed.
   std::set<std::string> undeletable;
 };

@@ -140,7 +140,8 @@ void SharedMem::detach() {
     region = nullptr;
     return;
   }
-  // A thread that stood still here may find the file taken over, or another one under its name.
+  // If this thread was delayed here, the file may have been taken over, or another one may have its
+  // name.
   const RegionLock lock(*this);
   if (lock.isHeld() && isNamed() && loadSeqCst(count) == 0) {
     FreeAnon(*this);

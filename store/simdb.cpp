@@ -271,7 +271,7 @@ std::vector<simdb::VerStr> simdb::getKeyStrs() const {
     }
     total += searched;
   }
-  // Of a key that stands in two slots, or whose slot was passed twice, the first counts.
+  // If a key is in two slots, or its slot was passed twice, the first counts.
   std::stable_sort(keys.begin(), keys.end());
   keys.erase(std::unique(keys.begin(), keys.end(), isSameKey), keys.end());
   return keys;

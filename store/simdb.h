@@ -41,9 +41,9 @@ class simdb {
     bool operator<(const VerStr& other) const;
   };
 
-  // Opens or creates the store. Never throws for a failure of its own: see openError. What another
-  // process has created counts, not this one's block size and count. A region that is still being
-  // set up is waited for, about a second; one whose creator died is then set up again.
+  // Opens or creates the store. Never throws for a failure of its own: see openError. If another
+  // process has created the region, its block size and count are used, not these. Waits about a
+  // second for a region that is still being set up, and sets it up again if its creator died.
   simdb(const char* name, u32 blockSize, u32 blockCount, bool raw);
   ~simdb();
 

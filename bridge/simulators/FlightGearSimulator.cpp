@@ -1,7 +1,6 @@
 #include "bridge/simulators/FlightGearSimulator.h"
 
 #include <algorithm>
-#include <asio/post.hpp>
 #include <chrono>
 #include <cmath>
 #include <map>
@@ -11,6 +10,7 @@
 #include <utility>
 
 #include "bridge/simulators/Json.h"
+#include "bridge/simulators/RemoteSimulator.h"
 #include "bridge/simulators/RestClient.h"
 #include "bridge/simulators/Timer.h"
 #include "bridge/simulators/WebSocketClient.h"
@@ -23,8 +23,8 @@ namespace bridge {
 
 namespace {
 
-// FlightGear is asked again after this time: at rest; some rounds long after a write or a command,
-// whose effects may take a few frames; and at the least between two rounds.
+// The pauses before FlightGear is asked again: at rest; for some rounds after a write or a command,
+// whose effects may take a few frames; and the shortest one between two rounds.
 constexpr milliseconds kRestingPause{1000};
 constexpr milliseconds kLivelyPause{250};
 constexpr milliseconds kShortestPause{50};
@@ -36,19 +36,21 @@ static_assert(kRestingPause + kPatience < Simulator::kLongestSilence);
 
 constexpr milliseconds kListDeadline{30'000};
 
-// Answers come in the order of the questions. This node is always there, never has a value, and so
-// is reported only as the answer to the last question of a round.
+// Each round ends with a question for this node, whose answer ends the round, because answers come
+// in the order of the questions. The node is always there and never has a value, so nothing else
+// reports it.
 const char* const kLastOfRound = "/sim";
 
-// Stands for all names that no property with a value can have: never asked for, never there.
+// The path under which names are kept that no property with a value can have. It is never asked
+// for.
 const char* const kNameless = "";
 
-// The names of the aircraft, the most exact first. Which of them are there depends on how it was
-// loaded.
+// The names of the aircraft, the most exact first. FlightGear has some or all of them, by how the
+// aircraft was loaded.
 const char* const kAircraftNodes[] = {"/sim/aircraft-id", "/sim/aircraft", "/sim/description"};
 
-// FlightGear writes some numbers as JSON has no words for. A quotation mark within a text is
-// escaped, so that nothing else is met here.
+// FlightGear writes some numbers as `inf` or `nan`, which isn't JSON. A quotation mark within a
+// text is escaped, so the pattern can't match inside of one.
 json parsed(const std::string& text) {
   json read = json::parse(text, nullptr, false);
   if (!read.is_discarded()) return read;
@@ -74,15 +76,15 @@ Value valueOf(const json& value) {
   return std::nan("");
 }
 
-// Nothing: a branch of the tree, which can't be followed.
+// nullopt: the node is a branch of the tree, which has no value.
 std::optional<Value> reportedValue(const json& report) {
   const auto value = report.find("value");
   if (value == report.end()) {
     if (memberOf(report, "nChildren") != 0) return std::nullopt;
     return 0.0;
   }
-  // FlightGear gives a property a type when it is first written. Until then a number is a text that
-  // stood in a file.
+  // FlightGear gives a property a type when it is first written. Until then a number from a file is
+  // reported as a text.
   if (value->is_string() && memberOf(report, "type") == "unspecified") {
     const json read = json::parse(value->get_ref<const std::string&>(), nullptr, false);
     if (read.is_number() || read.is_boolean()) return valueOf(read);
@@ -90,7 +92,7 @@ std::optional<Value> reportedValue(const json& report) {
   return valueOf(*value);
 }
 
-// The paths below a node, and its own, that hold a value and contain the pattern.
+// The paths of a node and of those below it that hold a value and contain the pattern.
 std::vector<std::string> pathsWith(const std::string& pattern, const json& root) {
   std::vector<std::string> found;
   std::vector<const json*> waiting = {&root};
@@ -111,24 +113,14 @@ std::vector<std::string> pathsWith(const std::string& pattern, const json& root)
   return found;
 }
 
-class FlightGearSimulator final : public Simulator {
+class FlightGearSimulator final : public RemoteSimulator {
  public:
   FlightGearSimulator(asio::io_context& owner, Endpoint given)
-      : context(owner),
-        endpoint(std::move(given)),
-        alive(std::make_shared<char>()),
-        attempts(owner, [this] { socket.open(endpoint, "/PropertyListener"); }),
+      : RemoteSimulator(owner, std::move(given), "5480"),
         nextRound(owner),
         silence(owner),
         socket(owner, {[this] { ask(); }, [this](const std::string& text) { onText(text); },
-                       [this](const std::string& reason) { onEnd(reason); }}) {
-    if (endpoint.port.empty()) endpoint.port = "5480";
-  }
-
-  void start(Observer& given) override {
-    observer = &given;
-    attempts.now();
-  }
+                       [this](const std::string& reason) { onEnd(reason); }}) {}
 
   void follow(std::vector<std::string> values, std::vector<Command> /*all are known*/) override;
   void write(const std::string& name, const Value& value) override;
@@ -138,16 +130,15 @@ class FlightGearSimulator final : public Simulator {
   void listNames(const std::string& pattern, Names done) override;
 
  private:
-  enum class Told { nothing, unknown, value };
-
   struct Node {
     std::vector<std::size_t> places;
     std::optional<Value> value;
     bool isThere = false;  // reported since the round began
     bool isAlone = true;   // asked for by itself in that round
-    Told told = Told::nothing;
+    Told told = Told::Nothing;
   };
 
+  void connect() override { socket.open(endpoint, "/PropertyListener"); }
   void ask();
   void askFor(const char* member, const json& paths);
   void askSoon();
@@ -158,28 +149,22 @@ class FlightGearSimulator final : public Simulator {
   void tell(Node& node);
   void listen();
   void onEnd(const std::string& reason);
-  void refuse(const std::string& reason);
   std::optional<std::string> faultIn(const Command& command) const;
 
-  asio::io_context& context;
-  Endpoint endpoint;
-  Observer* observer = nullptr;  // not owned
-  std::shared_ptr<char> alive;   // for what is posted
-  Attempts attempts;
   Timer nextRound;
   Timer silence;
   std::unique_ptr<RestClient> rest;  // made when first needed: it has a thread
 
-  std::map<std::string, Node> nodes;  // what is followed, by path
+  std::map<std::string, Node> nodes;  // those that are followed, by path
 
-  // Of the connection.
-  bool isConnected = false;                     // a round has ended
-  bool isRoundOpen = false;                     // asked, and not yet answered
-  bool isRoundOutdated = false;                 // what is followed has changed since it was asked
-  bool isRoundWanted = false;                   // as soon as that has ended
-  int livelyRounds = 0;                         // still to come
-  steady_clock::time_point asked;               // when the last round began
-  std::set<std::string> listened;               // paths with a listener
+  // The state of the connection.
+  bool isConnected = false;        // a round has ended
+  bool isRoundOpen = false;        // asked, and not yet answered
+  bool isRoundOutdated = false;    // the followed nodes have changed since it was asked
+  bool isRoundWanted = false;      // as soon as that has ended
+  int livelyRounds = 0;            // still to come
+  steady_clock::time_point asked;  // when the last round began
+  std::set<std::string> listened;  // paths with a listener
   std::map<std::string, std::string> aircraft;  // by path
   std::vector<std::string> toldAircraft;
 
@@ -226,7 +211,7 @@ void FlightGearSimulator::run(const Command& command) {
   askSoon();
 }
 
-// What FlightGear would stop at.
+// Says why a command would stop FlightGear. nullopt: it wouldn't.
 std::optional<std::string> FlightGearSimulator::faultIn(const Command& command) const {
   for (const auto& [name, value] : command.arguments) {
     if (!propertyPath(name)) return "no argument can be named \"" + name + "\"";
@@ -255,8 +240,8 @@ void FlightGearSimulator::listNames(const std::string& pattern, Names done) {
       kListDeadline);
 }
 
-// FlightGear leaves a list at the first node that isn't there. So only those that were there at
-// last are asked for together.
+// FlightGear answers a list only up to the first node that isn't there. So only nodes that were
+// there in the last round are asked for together.
 void FlightGearSimulator::ask() {
   for (const char* const path : kAircraftNodes) askFor("node", path);
   json together = json::array();
@@ -311,7 +296,7 @@ void FlightGearSimulator::onText(const std::string& text) {
   const auto node = nodes.find(path);
   if (node == nodes.end()) return;
   node->second.isThere = true;
-  if (node->second.told == Told::value && isSame(*node->second.value, *value)) return;
+  if (node->second.told == Told::Known && isSame(*node->second.value, *value)) return;
   node->second.value = value;
   if (isConnected) tell(node->second);
 }
@@ -326,7 +311,8 @@ void FlightGearSimulator::onRoundEnd() {
     observer->onConnected();
   }
   tellAircraft();
-  // The observer may follow others by now. What isn't there may then not have been asked for.
+  // The observer may follow other nodes now. Then a new round is open, and a node that isn't there
+  // may just not have been asked for yet.
   if (isRoundOpen) return;
   if (isRoundOutdated) return askSoon();
   tellNodes();
@@ -357,13 +343,13 @@ void FlightGearSimulator::tellNodes() {
       continue;
     }
     if (!node.isThere) node.value.reset();
-    const bool isTold = node.told == (node.isThere ? Told::value : Told::unknown);
+    const bool isTold = node.told == (node.isThere ? Told::Known : Told::Unknown);
     if (!isTold) tell(node);
   }
 }
 
 void FlightGearSimulator::tell(Node& node) {
-  node.told = node.value ? Told::value : Told::unknown;
+  node.told = node.value ? Told::Known : Told::Unknown;
   for (const std::size_t place : node.places) {
     if (node.value) {
       observer->onValue(place, *node.value);
@@ -373,8 +359,8 @@ void FlightGearSimulator::tell(Node& node) {
   }
 }
 
-// Only what is there gets a listener, because FlightGear would create whatever is listened to. What
-// changed before the listener was there is asked for next.
+// Only nodes that are there get a listener, because FlightGear would create any other. The next
+// round finds the changes from before there was a listener.
 void FlightGearSimulator::listen() {
   json paths = json::array();
   for (const auto& [path, node] : nodes) {
@@ -400,12 +386,6 @@ void FlightGearSimulator::onEnd(const std::string& reason) {
   }
   attempts.later();
   if (std::exchange(isConnected, false)) observer->onLost(reason);
-}
-
-void FlightGearSimulator::refuse(const std::string& reason) {
-  asio::post(context, [this, here = std::weak_ptr<char>(alive), reason] {
-    if (here.lock()) observer->onRefused(reason);
-  });
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// What both simulators' JSON has in common.
+// Helpers for both simulators' JSON.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -9,7 +9,7 @@
 
 namespace bridge {
 
-// Bytes that aren't UTF-8 become U+FFFD.
+// The JSON text of a request. Bytes that aren't UTF-8 become U+FFFD.
 inline std::string textOf(const nlohmann::json& request) {
   return request.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
@@ -25,7 +25,7 @@ inline const nlohmann::json& memberOf(const nlohmann::json& object, const char* 
   return member == object.end() ? kNull : *member;
 }
 
-// Empty unless the member is a text.
+// A member's text; empty if the member isn't a text.
 inline std::string textMember(const nlohmann::json& object, const char* name) {
   const auto& member = memberOf(object, name);
   return member.is_string() ? member.get<std::string>() : std::string();

@@ -16,7 +16,7 @@ bool isDigit(char c) {
   return std::isdigit(static_cast<unsigned char>(c)) != 0;
 }
 
-// Appends "/name" or "/name[2]". False: it is neither.
+// Appends a part, "name" or "name[2]", to the path. False: the part is neither.
 bool appendPart(const std::string& part, std::string& path) {
   std::size_t end = 0;
   while (end < part.size() &&

@@ -1,7 +1,7 @@
 // GET requests to a simulator's web server.
 //
-// The transfers run on a thread of the object. The answers come on the thread that runs the
-// context, which alone uses the object, in any order, and never from inside an operation.
+// The transfers run on a thread of the object. Only the thread that runs the context may use the
+// object. The answers come on that thread, in any order, and never from inside an operation.
 #pragma once
 
 #include <asio/io_context.hpp>
@@ -37,7 +37,7 @@ class RestClient {
   // deadline or shortly after, unless `forget` or the object's end comes first.
   void get(const std::string& path, Done done, std::chrono::milliseconds deadline = kDeadline);
 
-  // None of the requests made so far is answered.
+  // Drops all requests made so far: their `done` isn't called.
   void forget();
 
   static std::string escaped(const std::string& text);

@@ -1,5 +1,5 @@
-// Calls of a function after a while, on the thread that runs the context. That thread alone may use
-// an object. What a timer has been asked for ends with it, or with its next call.
+// Calls a function after a while, on the thread that runs the context. That thread alone may use an
+// object. A call that is still to come is dropped when the timer is set again or goes.
 #pragma once
 
 #include <asio/io_context.hpp>

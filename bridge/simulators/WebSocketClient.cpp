@@ -13,9 +13,9 @@ using Client = websocketpp::client<websocketpp::config::asio_client>;
 
 }  // namespace
 
-// One connection and the library's client that it belongs to, whose address is in every pending
-// operation of the connection. The connection's handlers share the session, so that it lives until
-// the last operation has ended, which may be after the owner's end.
+// One connection and the library's client that it belongs to. Every pending operation of the
+// connection holds the client's address, so the connection's handlers share the session: it lives
+// until the last operation has ended, which may be after its owner has gone.
 struct WebSocketClient::Session : std::enable_shared_from_this<Session> {
   explicit Session(const Handlers& given) : handlers(given) {}
 
@@ -69,7 +69,7 @@ struct WebSocketClient::Session : std::enable_shared_from_this<Session> {
     if (std::exchange(isWanted, false)) handlers.closed(reason);
   }
 
-  // An attempt that is still under way ends by its own deadline, or when it has succeeded.
+  // An attempt that is still under way is left alone: it ends by its own deadline, or on success.
   void drop() {
     isWanted = false;
     if (std::exchange(isOpen, false)) terminate();
@@ -103,7 +103,7 @@ void WebSocketClient::open(const Endpoint& endpoint, const std::string& path) {
 
 void WebSocketClient::send(const std::string& text) {
   if (!session || !session->isOpen) return;
-  // A connection that can't take it is about to end, which its handler tells.
+  // An error is ignored: a connection that can't send is about to end, and its handler says so.
   if (const auto open = session->connection.lock()) {
     (void)open->send(text, websocketpp::frame::opcode::text);
   }

@@ -29,7 +29,7 @@ class WebSocketClient {
   WebSocketClient(const WebSocketClient&) = delete;
   WebSocketClient& operator=(const WebSocketClient&) = delete;
 
-  // Drops the connection that there may be, and begins another.
+  // Drops the present connection, if there is one, and begins another.
   void open(const Endpoint& endpoint, const std::string& path);
 
   // Sends a text message. Nothing happens unless the connection is open.

@@ -49,7 +49,7 @@ class Search : public std::enable_shared_from_this<Search> {
     if (--open == 0) found(known, error);
   }
 
-  // What can't be read names nothing.
+  // Entries that can't be read are left out: their names then count as unknown.
   void collect(const std::string& body) {
     const json read = json::parse(body, nullptr, false);
     for (const auto& entry : memberOf(read, "data")) {
@@ -68,7 +68,7 @@ class Search : public std::enable_shared_from_this<Search> {
   std::string error;
 };
 
-// Collects the names of one list after the other.
+// The state of a listing, which asks for one list after the other.
 struct Listing {
   RestClient& client;
   std::string pattern;

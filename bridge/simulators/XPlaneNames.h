@@ -1,7 +1,7 @@
 // Asks X-Plane for the ids of names.
 //
-// A list in which one name is unknown may fail as a whole; it is then asked for in halves. The
-// thread that runs the context alone uses this.
+// A request may fail as a whole if one of its names is unknown; its names are then asked for in
+// halves. Only the thread that runs the context may call.
 #pragma once
 
 #include <functional>
@@ -16,7 +16,7 @@ namespace bridge {
 
 using XPlaneNames = std::map<std::string, XPlaneName>;
 
-// `names` has those that X-Plane knows. With an error, which is a text for the log, it means
+// `names` are those that X-Plane knows. If `error`, a text for the log, isn't empty, `names` means
 // nothing.
 using XPlaneNamesFound = std::function<void(const XPlaneNames& names, const std::string& error)>;
 
@@ -25,10 +25,10 @@ using XPlaneNamesFound = std::function<void(const XPlaneNames& names, const std:
 void findXPlaneNames(RestClient& client, const std::string& list,
                      const std::vector<std::string>& names, XPlaneNamesFound found);
 
-// All names of values and commands that contain `pattern`.
+// Gets all names of values and commands that contain `pattern`.
 void listXPlaneNames(RestClient& client, const std::string& pattern, Simulator::Names done);
 
-// Why an answer is of no use.
+// Says why an answer is of no use.
 std::string faultOf(const RestClient::Answer& answer);
 
 }  // namespace bridge

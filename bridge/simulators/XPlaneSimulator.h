@@ -1,10 +1,10 @@
 // X-Plane 12's web API. Values are datarefs, "name[2]" for an element of an array; commands are
 // X-Plane's own, without arguments. X-Plane 12.1.1 to 12.1.3 has values only.
 //
-// Names are asked for by REST, all else goes over one WebSocket. An id holds until X-Plane ends;
-// the names are asked for again with each connection and each aircraft, and those that X-Plane
-// doesn't know every few seconds, because an aircraft's own come some seconds after it. At its main
-// menu X-Plane knows no name at all, and counts as not connected.
+// Names are asked for by REST, and everything else goes over one WebSocket. An id holds until
+// X-Plane ends. All names are asked for again with each connection and each aircraft. Names that
+// X-Plane doesn't know are asked for every few seconds, because an aircraft's own names appear some
+// seconds after the aircraft. At its main menu X-Plane knows no name, and counts as not connected.
 #pragma once
 
 #include <asio/io_context.hpp>

@@ -10,7 +10,8 @@ namespace bridge {
 
 namespace {
 
-// Requests that a result may still come for. Which result is the last of several can't be known.
+// The most requests that are kept for a result. A request can't be dropped at its first result,
+// because no result says whether it is the last one.
 constexpr std::size_t kMostPending = 256;
 
 std::string errorIn(const json& result) {

@@ -12,7 +12,7 @@
 
 namespace bridge {
 
-// What X-Plane knows by a name: a value of a type, or a command, which has none.
+// The thing that a name of X-Plane's denotes: a value, or a command, which has no type.
 struct XPlaneName {
   std::uint64_t id = 0;  // more than 32 bits
   std::string type;      // "int", "float", "double", "int_array", "float_array" or "data"
@@ -25,7 +25,7 @@ struct XPlaneName {
 struct XPlaneElement {
   explicit XPlaneElement(const std::string& written);
 
-  // The index to ask for; nothing: the value as a whole. A name without an index means the first
+  // The index to ask for. nullopt: the value as a whole. A name without an index means the first
   // element of an array.
   std::optional<std::size_t> indexIn(const XPlaneName& array) const;
 
@@ -36,15 +36,15 @@ struct XPlaneElement {
   std::optional<std::size_t> index;
 };
 
-// Nothing: it is neither a number nor a text in Base64, which zero bytes may follow.
+// nullopt: it is neither a number nor a text in Base64. Zero bytes after the text are cut off.
 std::optional<Value> fromXPlane(const nlohmann::json& value, const XPlaneName& name);
 
-// The value that belongs to each of several indices. Nothing: they don't fit each other. One index
-// alone may come without a list.
+// The value that belongs to each of several indices. nullopt: values and indices don't match. The
+// value of a single index may come without a list around it.
 std::optional<std::vector<Value>> fromXPlane(const nlohmann::json& values, const XPlaneName& name,
                                              std::size_t indices);
 
-// Nothing: the type can't hold the value.
+// nullopt: the type can't hold the value.
 std::optional<nlohmann::json> toXPlane(const Value& value, const XPlaneName& name);
 
 }  // namespace bridge

@@ -1,8 +1,9 @@
 // The page that the host shows beside a selected key or dial. It stores the key name with the key's
-// settings, and tells the program of it at once.
+// settings, and tells the program the name at once.
 //
-// The host doesn't tell a page whether the program runs, and the program has no word for a page. So
-// the page says no more than it knows: whether the host answers, and has stored the name.
+// The host doesn't tell a page whether the program runs, and the program sends nothing to a page.
+// So the page says only what it knows: whether the host answers, and whether it has stored the
+// name.
 "use strict";
 
 const kPatience = 3000; // ms; a host that answers does so at once
@@ -11,12 +12,15 @@ const kFallback = "en";
 const part = (id) => document.getElementById(id);
 const field = part("key-name");
 
-// Another kind of Chinese is nearer than English, and so is "de" to "de_AT".
+// Finds the nearest language that there is: another kind of Chinese rather than English, and "de"
+// for "de_AT".
 function findLanguage(wanted = kFallback) {
   const known = Object.keys(globalThis.kPageWords);
   const start = wanted.slice(0, 2);
   return (
-    known.find((each) => each === wanted) ?? known.find((each) => each.startsWith(start)) ?? kFallback
+    known.find((each) => each === wanted) ??
+    known.find((each) => each.startsWith(start)) ??
+    kFallback
   );
 }
 
@@ -39,7 +43,9 @@ function say(text, isBad = false) {
   part("answer").toggleAttribute("data-bad", isBad);
 }
 
-// Called by the host when the page has loaded, with where to connect and what is selected.
+/* exported connectElgatoStreamDeckSocket */
+
+// The host calls this when the page has loaded, with its port and the selected key or dial.
 function connectElgatoStreamDeckSocket(port, uuid, registerEvent, info, actionInfo) {
   const { action, payload } = JSON.parse(actionInfo);
   const words = showWords(findLanguage(JSON.parse(info).application?.language));
@@ -72,8 +78,8 @@ function connectElgatoStreamDeckSocket(port, uuid, registerEvent, info, actionIn
     ask();
   };
 
-  // A name counts when it is finished: with Enter, by a choice from the list, or when the field, the
-  // window or the page is left. Until then it may be the half of one.
+  // A name is stored when it is finished: with Enter, by a choice from the list, or when the user
+  // leaves the field, the window or the page. Until then it may be half typed.
   for (const event of ["change", "blur"]) field.addEventListener(event, store);
   for (const event of ["blur", "pagehide"]) window.addEventListener(event, store);
   document.addEventListener("visibilitychange", () => document.hidden && store());

@@ -6,15 +6,18 @@ globalThis.kPageWords = {
     waiting: "Waiting for the Stream Deck application.",
     ready: "The Stream Deck application answers. It stores the name and passes it on to the panel.",
     stored: "Stored: ",
-    silent: "The Stream Deck application doesn’t answer: the name isn’t stored. Select the key again.",
+    silent:
+      "The Stream Deck application doesn’t answer: the name isn’t stored. Select the key again.",
   },
   de: {
     label: "Name der Taste",
     hint: "Der Name, unter dem der Simulator diese Taste oder diesen Drehknopf kennt. Wähle einen aus oder gib einen eigenen ein: Er gilt, sobald du die Eingabetaste drückst oder das Feld verlässt.",
     waiting: "Warte auf die Stream-Deck-Anwendung.",
-    ready: "Die Stream-Deck-Anwendung antwortet. Sie speichert den Namen und gibt ihn an das Panel weiter.",
+    ready:
+      "Die Stream-Deck-Anwendung antwortet. Sie speichert den Namen und gibt ihn an das Panel weiter.",
     stored: "Gespeichert: ",
-    silent: "Die Stream-Deck-Anwendung antwortet nicht: Der Name ist nicht gespeichert. Wähle die Taste noch einmal aus.",
+    silent:
+      "Die Stream-Deck-Anwendung antwortet nicht: Der Name ist nicht gespeichert. Wähle die Taste noch einmal aus.",
   },
   fr: {
     label: "Nom de la touche",
@@ -22,7 +25,8 @@ globalThis.kPageWords = {
     waiting: "En attente de l’application Stream Deck.",
     ready: "L’application Stream Deck répond. Elle enregistre le nom et le transmet au panneau.",
     stored: "Enregistré : ",
-    silent: "L’application Stream Deck ne répond pas : le nom n’est pas enregistré. Sélectionnez la touche de nouveau.",
+    silent:
+      "L’application Stream Deck ne répond pas : le nom n’est pas enregistré. Sélectionnez la touche de nouveau.",
   },
   es: {
     label: "Nombre de la tecla",
@@ -30,7 +34,8 @@ globalThis.kPageWords = {
     waiting: "Esperando a la aplicación Stream Deck.",
     ready: "La aplicación Stream Deck responde. Guarda el nombre y lo pasa al panel.",
     stored: "Guardado: ",
-    silent: "La aplicación Stream Deck no responde: el nombre no está guardado. Selecciona la tecla otra vez.",
+    silent:
+      "La aplicación Stream Deck no responde: el nombre no está guardado. Selecciona la tecla otra vez.",
   },
   ja: {
     label: "キー名",
@@ -38,7 +43,8 @@ globalThis.kPageWords = {
     waiting: "Stream Deck アプリケーションを待っています。",
     ready: "Stream Deck アプリケーションは応答しています。名前は保存され、パネルに渡されます。",
     stored: "保存しました: ",
-    silent: "Stream Deck アプリケーションが応答しないため、名前は保存されていません。キーをもう一度選択してください。",
+    silent:
+      "Stream Deck アプリケーションが応答しないため、名前は保存されていません。キーをもう一度選択してください。",
   },
   ko: {
     label: "키 이름",
@@ -46,7 +52,8 @@ globalThis.kPageWords = {
     waiting: "Stream Deck 애플리케이션을 기다리는 중입니다.",
     ready: "Stream Deck 애플리케이션이 응답합니다. 이름을 저장하고 패널에 전달합니다.",
     stored: "저장됨: ",
-    silent: "Stream Deck 애플리케이션이 응답하지 않아 이름이 저장되지 않았습니다. 키를 다시 선택하세요.",
+    silent:
+      "Stream Deck 애플리케이션이 응답하지 않아 이름이 저장되지 않았습니다. 키를 다시 선택하세요.",
   },
   zh_CN: {
     label: "按键名称",

@@ -1,5 +1,5 @@
-// The panel as a module that a simulator loads. Every simulator has entry points of its own; these
-// three are stand-ins for them. No exception may leave them.
+// The panel as a module that a simulator loads. Every simulator has entry points of its own, and
+// these three take their place. No exception may leave them.
 #include <cstdio>
 #include <exception>
 #include <memory>

@@ -13,7 +13,7 @@ class Panel {
   // `layout` is the path of heading.json. Throws if that or the link can't be opened.
   explicit Panel(const std::string& layout);
 
-  // To be called in the simulator's loop, at least twice a second.
+  // Call it in the simulator's loop, at least twice a second.
   void poll();
 
  private:

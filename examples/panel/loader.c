@@ -25,7 +25,8 @@ static void sleep_briefly(void) {
   nanosleep(&pause, NULL);
 }
 
-/* Stays alive after its last poll: whatever the module keeps for a thread outlives the module. */
+/* Stays alive after its last poll, so that any data of the module for this thread stays too, which
+ * would keep the module from being unloaded. */
 static void* run(void* unused) {
   while (is_polling && poll_module()) sleep_briefly();
   has_stopped = 1;

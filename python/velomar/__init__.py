@@ -12,7 +12,7 @@ Nothing here is compiled: the package calls libvelomar through ctypes, and looks
 folder, where it was installed, and then where the system looks for libraries.
 
 Any thread may use a link, one at a time: a call during another thread's call raises Error and does
-nothing. One process at a time stands at this end of the link.
+nothing. Only one process at a time may be this end of the link.
 """
 
 from __future__ import annotations
@@ -31,12 +31,12 @@ Message = dict[str, Any]
 class Link:
     """The link to the panel, which may be started before or after.
 
-    What is sent comes back as True: it is on its way, or False: not now, nothing was sent, because
-    the link is down or the store has no room. A mistake of the caller raises Error.
+    A method that sends returns True when the message is on its way, and False when nothing was sent,
+    because the link is down or the store has no room. A mistake of the caller raises Error.
     """
 
     def __init__(self, *, late_input: bool = False, library: Optional[str] = None) -> None:
-        """Joins the panel; raises Error if that can't be.
+        """Opens the link to the panel; raises Error if that fails.
 
         Presses, turns and taps that were made before the panel knew this side are dropped, because
         they may be minutes old, unless late_input is true. library is the path of libvelomar.
@@ -45,7 +45,7 @@ class Link:
         self._link: Optional[int] = self._library.open(late_input)
 
     def poll(self) -> list[Message]:
-        """Every message that waits, in order, groups taken apart; also keeps the link up."""
+        """Returns every message that waits, in order, groups taken apart; also keeps the link up."""
         messages: list[Message] = []
         while (text := self._library.poll(self._link)) is not None:
             messages.append(json.loads(text))
@@ -70,9 +70,9 @@ class Link:
         return self.send({"Message": "Set Title", "Context": context, "Title": text})
 
     def image(self, context: str, number: int, png: bytes) -> bool:
-        """Shows an image on a key or dial. The number, below 4000000000, stands for these bytes.
+        """Shows an image on a key or dial. The number, below 4000000000, belongs to these bytes.
 
-        They are sent once; other bytes under a known number never are.
+        They are sent once; other bytes with a known number never are.
         """
         if not 0 <= number < 2**32:
             raise Error("an image's number has 32 bits")
@@ -81,21 +81,21 @@ class Link:
     def frame(self, context: str, png: bytes) -> bool:
         """Shows the next frame of a moving picture on a key or dial.
 
-        Nothing is sent for bytes that are on show, and few numbers are used in turn, so that the
-        panel doesn't grow.
+        Bytes that are on show aren't sent, and a few numbers are used in turn, so that the panel
+        doesn't grow.
         """
         return self._library.call("frame", self._link, context, png, len(png))
 
     def layout(self, context: str, name: str = "", layout: Union[str, Mapping[str, Any]] = "") -> bool:
         """Selects a layout for a dial: the text of a layout file, or the same as a dictionary.
 
-        The name stands for this layout, which is sent once. The empty name is the default layout.
+        The name belongs to this layout, which is sent once. The empty name is the default layout.
         """
         text = layout if isinstance(layout, str) else json.dumps(layout)
         return self._library.call("layout", self._link, context, name, text)
 
     def close(self) -> None:
-        """Leaves. The panel goes blank within 10 seconds. Nothing happens the second time."""
+        """Closes the link. The panel goes blank within 10 seconds. A second call does nothing."""
         self._library.close(self._link)
         self._link = None
 

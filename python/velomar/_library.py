@@ -29,7 +29,7 @@ _SIGNATURES: dict[str, tuple[type, list[type]]] = {
 
 
 class Error(RuntimeError):
-    """Why a call was refused. Nothing was sent or lost."""
+    """A call was refused, for the reason that the text gives. Nothing was sent or lost."""
 
 
 def _load(path: Optional[str]) -> ctypes.CDLL:

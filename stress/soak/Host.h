@@ -15,7 +15,7 @@ class Host {
   // Throws std::runtime_error if the program has gone.
   void send(const nlohmann::json& event);
 
-  // What came from the program since the last call, in its order.
+  // Returns the frames that came from the program since the last call, in order.
   std::vector<std::string> takeFrames();
 
   std::string port() const { return std::to_string(server.port()); }

@@ -1,5 +1,5 @@
-// Numbers that go in at one end of the program and have to come out at the other: each once, in
-// order, and none left out but where it may be dropped. One thread uses an object.
+// Checks numbers that go in at one end of the program and have to come out at the other: each once,
+// in order, and with no gap but at a drop that is allowed. One thread uses an object.
 #pragma once
 
 #include <chrono>
@@ -11,31 +11,31 @@ class Ledger {
   using Time = std::chrono::steady_clock::time_point;
   using Number = std::uint64_t;
 
-  // How far from the moment of a drop a number may have been given, on a machine that is busy.
+  // A drop accounts for numbers given at most this long before or after it, on a busy machine.
   static constexpr std::chrono::seconds kReach{2};
 
-  // The next number, from 1 on: it goes in now.
+  // Returns the next number, from 1 on, and notes that it goes in now.
   Number give(Time now);
 
-  // A number has come out.
+  // Notes that a number has come out.
   void take(Number number);
 
-  // What was on its way at this moment may be dropped: one run of numbers without a gap.
+  // Allows the numbers that are on their way at this moment to be dropped: one run without a gap.
   void allowDrop(Time at) { drops.push_back(at); }
 
   Number given() const { return times.size(); }
   Number taken() const { return count; }
-  Number last() const { return next - 1; }  // that came out, or 0
+  Number last() const { return next - 1; }  // the last that came out, or 0
   Number onTheirWay() const { return given() - last(); }
 
-  // Came twice, out of order, or was never given.
+  // The count of numbers that came twice, out of order, or were never given.
   Number strange() const { return strangers; }
 
   struct Missing {
     Number dropped = 0;  // by rule
     Number lost = 0;     // nothing accounts for them
   };
-  // What hasn't come out. What is still on its way counts as lost.
+  // The numbers that haven't come out. Those that are still on their way count as lost.
   Missing missing() const;
 
  private:

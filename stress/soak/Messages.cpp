@@ -13,7 +13,7 @@ constexpr std::size_t kImageBytes = 4000;
 constexpr std::size_t kMaxTitle = 20;
 constexpr unsigned kImageIds = 64;
 
-// The number that a text starts with, or 0: the blank state has none.
+// The number that a text starts with; 0 if there is none, as in the blank state.
 Ledger::Number numberIn(const std::string& text) {
   return std::strtoull(text.c_str(), nullptr, 10);
 }

@@ -1,5 +1,5 @@
-// What goes in at both ends of the program in a soak, each with a number, and how the number is
-// read where it comes out.
+// Makes the events and messages that go in at both ends of the program in a soak, each with a
+// number, and reads the number where it comes out.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -22,7 +22,7 @@ std::optional<Ledger::Number> pressIn(const nlohmann::json& message);
 // A title or, every eighth time, an image.
 std::string answer(Ledger::Number number);
 
-// What a frame shows on the key: an answer's number, or 0 for the blank state.
+// The content that a frame shows on the key: an answer's number, or 0 for the blank state.
 struct Shown {
   Ledger::Number number = 0;
   bool isWhole = true;

@@ -78,7 +78,7 @@ class Soak {
                     options);
     await("the registration", [this] { return isRegistered; });
     host.send(event("willAppear", kKey));
-    // A press that has waited for the link has to come too.
+    // Late input is wanted here, because a press that has waited for the link has to arrive too.
     link.emplace(SimulatorLink::LateInput::Deliver);
     await("the link", [this] { return replays > 0; });
   }
@@ -130,7 +130,7 @@ class Soak {
     }
   }
 
-  // A look at both ends.
+  // Looks once at both ends.
   void pass() {
     for (const std::string& frame : host.takeFrames()) takeFrame(json::parse(frame));
     if (link && !isSilent) {
@@ -205,7 +205,8 @@ class Soak {
     std::fflush(stdout);
   }
 
-  // One more of each ends the run: after it nothing is on its way. What still is counts as lost.
+  // Sends one more press and answer and waits for them. Numbers that haven't arrived after that
+  // count as lost.
   void settle() {
     isEnding = true;
     sendPress();
@@ -236,7 +237,8 @@ class Soak {
     expect(timeouts == losses, "the link was lost without a silence");
     if (!growth.hasBegun()) return;
     growth.print();
-    // As fast as they go, the first minute isn't over, and a sanitizer may keep what it likes.
+    // A run with a number of events is exempt: it ends within the first minute, in which memory
+    // still grows, and a sanitizer keeps memory of its own.
     expect(settings.events > 0 || growth.memory() < kMaxGrowth, "memory grows");
     expect(growth.descriptors() == 0, "descriptors grow");
   }

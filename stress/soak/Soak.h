@@ -1,10 +1,10 @@
-// The program between a host and a simulator that this process plays, for a long time or as fast as
-// it goes. Everything that is sent carries a number and has to arrive at the other end, in order
-// and once. What the program holds of the machine must not grow.
+// Runs the program between a host and a simulator that this process plays, for a long time or as
+// fast as it goes. Everything that is sent carries a number and has to arrive at the other end, in
+// order and once. The program's memory and its count of descriptors must not grow.
 //
-// A loss is a simulator that falls silent until the program gives the link up; every other one ends
-// with its end of the stores closed and opened again. What the user did just then is dropped by
-// rule. A restart closes and opens without a silence, and nothing is dropped.
+// At a loss the simulator falls silent until the program gives the link up; after every other loss
+// the simulator closes its stores and opens them again. Presses of just then are dropped by rule. A
+// restart closes and opens without a silence, and nothing is dropped.
 #pragma once
 
 #include <string>
@@ -18,6 +18,6 @@ struct SoakSettings {
   unsigned restarts = 0;
 };
 
-// Prints what was found. True: no fault. Uses the program's own two stores: no simulator plug-in
+// Prints its findings. True: no fault. Uses the program's own two stores, so no simulator plug-in
 // may run at the same time. Throws std::exception if the soak can't begin.
 bool runSoak(const SoakSettings& settings);

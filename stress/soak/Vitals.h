@@ -1,4 +1,4 @@
-// What a process holds of the machine.
+// The memory and descriptors that a process holds.
 #pragma once
 
 #include <sys/types.h>
@@ -10,7 +10,7 @@ struct Vitals {
   long anonymous = 0;  // KiB of it that no file backs
   std::size_t descriptors = 0;
 
-  // Looks at another process, which may just have a file open for a moment: the smallest count of
-  // descriptors in a few looks counts. All zero if there is no such process.
+  // Looks at another process. Returns the smallest count of descriptors in a few looks, because the
+  // process may have a file open just for a moment. All zero: there is no such process.
   static Vitals of(pid_t pid);
 };

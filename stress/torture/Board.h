@@ -1,4 +1,4 @@
-// What all processes of a torture share: how far each worker is, and what they found wrong.
+// Memory that all processes of a torture share: each worker's progress, and the faults found.
 #pragma once
 
 #include <sys/mman.h>
@@ -16,7 +16,7 @@ constexpr u32 kMaxWorkers = 64;
 // Written by one worker, read by the parent.
 struct alignas(64) Progress {
   std::atomic<u64> operations{0};
-  std::atomic<u64> longest{0};       // ns from one operation's end to the next one's
+  std::atomic<u64> longest{0};       // ns from the end of one operation to that of the next
   std::atomic<u64> longestAwake{0};  // the same, less what the scheduler kept the thread waiting
   std::atomic<u64> written{0};       // generations of its kept key, the last one complete
   std::atomic<u32> isDone{0};

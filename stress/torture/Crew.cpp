@@ -104,7 +104,7 @@ void Crew::watch() {
     const bool runs = processes[id / settings.threads] != -1 && board.progress[id].isDone == 0;
     if (!runs || watched[id].operations != operations(id)) watched[id] = {operations(id), now};
     if (now - watched[id].since < settings.patience) continue;
-    throw std::runtime_error("a hang: worker " + std::to_string(id) + " stands still after " +
+    throw std::runtime_error("a hang: worker " + std::to_string(id) + " makes no progress after " +
                              std::to_string(operations(id)) + " operations");
   }
 }

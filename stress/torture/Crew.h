@@ -13,18 +13,18 @@
 struct TortureSettings {
   u64 operations = 1000000;  // of all workers together
   u32 kills = 0;             // 0: no process is killed, and the operations count
-  u32 killsPerStore = 50;    // a fresh store then, before the blocks that the dead took run short
+  u32 killsPerStore = 50;  // then a fresh store, before the dead have taken too many of its blocks
   u32 processes = 3;
   u32 threads = 2;     // of each process
   u32 blockSize = 64;  // bytes
   u32 blocks = 0;      // of a store; 0: as many as the mode needs
   u32 seed = 1;
-  std::chrono::seconds patience{30};  // with a worker that gets no operation done
+  std::chrono::seconds patience{30};  // how long a worker may take for an operation
 
   u32 workers() const { return processes * threads; }
 };
 
-// Forks its processes, so no thread may be started before. One thread uses it.
+// Forks its processes, so no thread may have been started before. One thread uses it.
 class Crew {
  public:
   Crew(const std::string& storeName, const TortureSettings& torture, Board& sharedBoard);
@@ -33,17 +33,17 @@ class Crew {
   Crew(const Crew&) = delete;
   Crew& operator=(const Crew&) = delete;
 
-  // Starts the process of that place, each of whose workers does that many operations.
+  // Starts the process of that place. Each of its workers does that many operations.
   void start(u32 place, u64 operations);
 
-  // Kills the process of that place in the midst of its work.
+  // Kills the process of that place in the middle of its work.
   void kill(u32 place);
 
-  // Waits for the end of all. False: one ended with a fault of its own.
+  // Waits until all have ended. False: one ended with an error.
   bool join();
 
-  // Waits until `done` returns true. Throws std::runtime_error if a worker stands still for longer
-  // than the patience lasts.
+  // Waits until `done` returns true. Throws std::runtime_error if a worker makes no progress for
+  // longer than `patience`.
   template <typename Done>
   void await(Done done) {
     constexpr std::chrono::microseconds kTick{200};

@@ -39,7 +39,7 @@ void declareArguments(CLI::App& app, TortureSettings& settings) {
   });
 }
 
-// As many blocks as the dead can take, and room for the others.
+// The blocks that the dead can take, and room for the others.
 u32 blocksFor(const TortureSettings& settings) {
   return kBlocksAtPeace + std::min(settings.kills, settings.killsPerStore) * kLongestChain;
 }

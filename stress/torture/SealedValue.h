@@ -1,5 +1,5 @@
-// Values that prove themselves: each carries its key, a generation and bytes that follow from both,
-// so that a reader needs no other witness.
+// Values that prove themselves: each carries its key, a generation and bytes computed from both, so
+// that a reader can check it without knowing who wrote it.
 #pragma once
 
 #include <cstdint>

@@ -25,7 +25,7 @@ constexpr u32 kMaxLife = 3000;  // operations of a victim
 constexpr u32 kMaxLastMicroseconds = 300;
 constexpr double kNanosecondsPerMs = 1e6;
 
-// A store that goes away with the object, whatever attachments the dead have left.
+// A store whose file is removed with the object, whatever attachments the dead have left.
 class TortureStore {
  public:
   TortureStore(const TortureSettings& settings, u32 round)
@@ -101,7 +101,7 @@ class Torture {
     expectEmptyAfterDeletion(its);
   }
 
-  // The process of place 0 is the one that dies.
+  // Kills the process of place 0 again and again.
   void killInOneStore(u32 kills) {
     TortureStore its(settings, round++);
     plantKeptKeys(its.store);
@@ -132,7 +132,7 @@ class Torture {
     u32 above100 = 0;  // of the second figure, windows with more than 100 ms
   };
 
-  // Looks for the longest pause of all survivors while `act` happens and for some time after.
+  // Measures the longest pause of all survivors while `act` runs and for some time after it.
   template <typename Act>
   void measure(Crew& crew, Pauses& pauses, Act act) {
     u64 from[kMaxWorkers] = {};
@@ -175,7 +175,7 @@ class Torture {
   void add(const RegionAudit& audit) {
     lost += audit.lost;
     pinned += audit.pinnedChains;
-    expect(audit.twice == 0, "a block stands in two places");
+    expect(audit.twice == 0, "a block is in two places");
     expect(audit.brokenSlots == 0, "a slot names a chain that isn't whole");
   }
 
@@ -193,7 +193,8 @@ class Torture {
     }
   }
 
-  // A key can stand in more than one slot, and then comes up again after it was deleted.
+  // Deletes keys more than once, because a key can be in more than one slot, and an older value
+  // then comes to light when the newer is deleted.
   void expectEmptyAfterDeletion(TortureStore& its) {
     for (const auto& key : allKeys()) {
       while (its.store.del(key.data(), static_cast<u32>(key.size()))) {

@@ -3,13 +3,13 @@
 // exactly one chain, and every value is whole.
 //
 // With kills, one of the processes is killed again and again at random moments and replaced. The
-// others have to go on; what the dead took is counted, and nothing else may be lost.
+// others have to go on. The blocks that the dead took are counted, and no other may be lost.
 #pragma once
 
 #include "stress/torture/Crew.h"
 
 constexpr u32 kLongestChain = 24;  // blocks
 
-// Prints what was found. True: no fault. REQUIRES: no other thread runs, blocks > 0, and two
+// Prints its findings. True: no fault. REQUIRES: no other thread runs, blocks > 0, and two
 // processes if one of them is to be killed. Throws std::exception if the torture itself fails.
 bool runTorture(const TortureSettings& settings);

@@ -142,7 +142,7 @@ void Worker::notePause() {
   if (pause > wait && pause - wait > progress.longestAwake) progress.longestAwake = pause - wait;
 }
 
-// Nanoseconds that this thread has stood in the queue for a processor.
+// Nanoseconds that this thread has waited for a processor.
 u64 Worker::waited() const {
   char text[96] = {};
   unsigned long long onCpu = 0;

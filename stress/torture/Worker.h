@@ -13,12 +13,11 @@
 // The keys: most are short, one fills a block, one needs two.
 std::vector<std::string> tortureKeys(u32 blockSize);
 
-// The key that this worker alone replaces, and no worker deletes. It is to be written before any
-// other, so that it stands at the start of its probe and never moves. REQUIRES: worker < workers <=
-// slots.
+// The key that only this worker replaces, and no worker deletes. Write it before any other, so that
+// it is in the first slot of its probe and never moves. REQUIRES: worker < workers <= slots.
 std::string keptKey(u32 worker, u32 workers, u32 slots);
 
-// Whether a value is whole and of that key. An empty one always is.
+// Returns whether a value is whole and of that key. An empty one always is.
 bool isWhole(const std::string& key, const std::string& value);
 
 class Worker {
@@ -37,7 +36,7 @@ class Worker {
   Worker(const Worker&) = delete;
   Worker& operator=(const Worker&) = delete;
 
-  // Until that many operations are done, the board says stop, or `parent` has gone.
+  // Works until that many operations are done, the board says stop, or `parent` has gone.
   void work(u64 operations, int parent);
 
  private:

@@ -1,6 +1,6 @@
-// Flies FlightGear from the virtual deck, through the bridge: node fly.mjs BUILD_FOLDER. Ends with 0
-// if all is as it should be. FlightGear is set and read by its line protocol, which the bridge has no
-// part in. The two stores have to be free.
+// Flies FlightGear from the virtual deck, through the bridge: node fly.mjs BUILD_FOLDER. Ends with
+// 0 if all is right. The test sets and reads FlightGear by its line protocol, which the bridge
+// doesn't use. No other program may use the two stores.
 import { spawn } from "node:child_process";
 import { cpSync, mkdtempSync, rmSync } from "node:fs";
 import { get } from "node:http";
@@ -60,8 +60,11 @@ class Program {
   }
 
   line(text, from = 0, patience = kPatience) {
-    return eventually(`a line with "${text}"`,
-      () => this.lines.slice(from).find((line) => line.includes(text)), patience);
+    return eventually(
+      `a line with "${text}"`,
+      () => this.lines.slice(from).find((line) => line.includes(text)),
+      patience,
+    );
   }
 
   write(line) {
@@ -80,14 +83,32 @@ class Program {
 
 class FlightGear extends Program {
   constructor(aircraft) {
-    super("dbus-run-session", [
-      "--", "xvfb-run", "-a", "-s", "-screen 0 320x240x24", "/usr/games/fgfs",
-      `--aircraft=${aircraft}`, "--airport=PHTO", `--httpd=${webPort}`,
-      `--telnet=socket,bi,60,127.0.0.1,${linePort},tcp`, "--geometry=160x120", "--disable-sound",
-      "--disable-ai-models", "--disable-ai-traffic", "--disable-real-weather-fetch",
-      "--disable-terrasync", "--timeofday=noon", "--disable-clouds3d",
-      "--prop:/sim/rendering/shaders/quality-level=0", "--prop:/sim/frame-rate-throttle-hz=15",
-    ], { LIBGL_ALWAYS_SOFTWARE: "1", FG_HOME: join(folder, "home") });
+    super(
+      "dbus-run-session",
+      [
+        "--",
+        "xvfb-run",
+        "-a",
+        "-s",
+        "-screen 0 320x240x24",
+        "/usr/games/fgfs",
+        `--aircraft=${aircraft}`,
+        "--airport=PHTO",
+        `--httpd=${webPort}`,
+        `--telnet=socket,bi,60,127.0.0.1,${linePort},tcp`,
+        "--geometry=160x120",
+        "--disable-sound",
+        "--disable-ai-models",
+        "--disable-ai-traffic",
+        "--disable-real-weather-fetch",
+        "--disable-terrasync",
+        "--timeofday=noon",
+        "--disable-clouds3d",
+        "--prop:/sim/rendering/shaders/quality-level=0",
+        "--prop:/sim/frame-rate-throttle-hz=15",
+      ],
+      { LIBGL_ALWAYS_SOFTWARE: "1", FG_HOME: join(folder, "home") },
+    );
   }
 
   // Sends a line. The answer is the next one, if there is one.
@@ -124,12 +145,14 @@ let address;
 let bridge;
 let simulator;
 
-// Each with a connection of its own: the deck closes one after its answer.
+// Each call makes a connection of its own, because the deck closes one after its answer.
 function state() {
   return new Promise((resolve, reject) => {
     const request = get(`${address}state`, { agent: false }, (answer) => {
       let text = "";
-      answer.on("data", (part) => { text += part; });
+      answer.on("data", (part) => {
+        text += part;
+      });
       answer.on("end", () => resolve(JSON.parse(text)));
       answer.on("error", reject);
       answer.on("close", () => reject(new Error("the deck's answer is cut off")));
@@ -146,15 +169,19 @@ async function face(id) {
 }
 
 function faceOtherThan(id, others, patience) {
-  return eventually(`${id} shows something else`, async () => {
-    const now = await face(id);
-    return others.includes(now) ? null : now;
-  }, patience);
+  return eventually(
+    `${id} shows something else`,
+    async () => {
+      const now = await face(id);
+      return others.includes(now) ? null : now;
+    },
+    patience,
+  );
 }
 
 // The face, once it has not changed for a second.
 async function restingFace(id) {
-  for (let now = await face(id); ; ) {
+  for (let now = await face(id); ;) {
     await pause(1000);
     const next = await face(id);
     if (next === now) return now;
@@ -182,11 +209,18 @@ async function startSimulator(aircraft) {
   const seen = bridge.lines.length;
   simulator = new FlightGear(aircraft);
   running.push(simulator);
-  await measured(`start of FlightGear to the aircraft known, ${aircraft}`, () => {},
-    () => bridge.line(`aircraft ${aircraft}`, seen, kStartPatience));
-  // Until then it stops answering for some time again, and drops connections.
+  await measured(
+    `start of FlightGear to the aircraft known, ${aircraft}`,
+    () => {},
+    () => bridge.line(`aircraft ${aircraft}`, seen, kStartPatience),
+  );
+  // Before that FlightGear stops answering for some time again, and drops connections.
   const isReady = () => simulator.get("/sim/sceneryloaded").catch(() => "");
-  await eventually("the scenery is there", async () => (await isReady()) === "true", kStartPatience);
+  await eventually(
+    "the scenery is there",
+    async () => (await isReady()) === "true",
+    kStartPatience,
+  );
 }
 
 async function open() {
@@ -194,8 +228,12 @@ async function open() {
   const installed = join(folder, basename(bundle));
   cpSync(bundle, installed, { recursive: true });
   deck = start(join(build, "tools/velomar-deck"), [installed]);
-  bridge = start(join(build, "bridge/velomar-bridge"),
-    ["--simulator", "flightgear", "--port", String(webPort)]);
+  bridge = start(join(build, "bridge/velomar-bridge"), [
+    "--simulator",
+    "flightgear",
+    "--port",
+    String(webPort),
+  ]);
   [address] = /http:\S+/.exec(await deck.line("http://"));
   for (const line of ["plug D", "appear K D 0 0 BEACON", "dial E D 0 HEADING"]) deck.write(line);
   return restingFace("K");
@@ -226,23 +264,37 @@ async function flyBeacon(absent) {
   const off = await beaconFace("false", [absent]);
   const on = await beaconFace("true", [absent, off]);
   await beaconFace("false", [on]);
-  await measured("a press to the face", () => press("K"), () => shows("K", on));
+  await measured(
+    "a press to the face",
+    () => press("K"),
+    () => shows("K", on),
+  );
   await beaconIs("true");
-  await measured("a press to the property", () => press("K"), () => beaconIs("false"));
+  await measured(
+    "a press to the property",
+    () => press("K"),
+    () => beaconIs("false"),
+  );
   await shows("K", off);
-  await measured("a change inside FlightGear to the face", () => simulator.set(kBeacon, "true"),
-    () => shows("K", on));
+  await measured(
+    "a change inside FlightGear to the face",
+    () => simulator.set(kBeacon, "true"),
+    () => shows("K", on),
+  );
   return { on, off };
 }
 
-// A slow detent is a degree. Of two quick turns of three, one at least counts tenfold.
+// A slow detent is one degree. Of two quick turns by three detents, at least one counts tenfold.
 async function turnHeading() {
   const heading = async () => Number(await simulator.get(kHeading));
   const start = 100;
-  // This makes it a number: it has no value at first, and the line protocol would make it a text.
+  // The bug has no value at first, and the line protocol would make it a text, so the deck sets it
+  // first, which makes it a number.
   deck.write("hold E");
-  await eventually("it is set to north",
-    async () => (await simulator.get(kHeading)) !== "" && (await heading()) === 0);
+  await eventually(
+    "it is set to north",
+    async () => (await simulator.get(kHeading)) !== "" && (await heading()) === 0,
+  );
   await pause(2000);
   const before = await face("E");
   await simulator.set(kHeading, start);
@@ -253,17 +305,29 @@ async function turnHeading() {
   const turned = await faceOtherThan("E", [ready]);
   await pause(2000);
   const ends = [start + 34, start + 61];
-  await measured("two fast turns to the property",
-    () => { deck.write("rotate E 3"); deck.write("rotate E 3"); },
-    () => eventually("ten degrees a detent", async () => ends.includes(await heading())));
+  await measured(
+    "two fast turns to the property",
+    () => {
+      deck.write("rotate E 3");
+      deck.write("rotate E 3");
+    },
+    () => eventually("ten degrees a detent", async () => ends.includes(await heading())),
+  );
   await faceOtherThan("E", [turned]);
 }
 
 async function killAndStart({ on, off }) {
-  await measured("FlightGear's end to the marked key", () => simulator.end("SIGKILL"),
-    () => faceOtherThan("K", [on, off]));
+  await measured(
+    "FlightGear's end to the marked key",
+    () => simulator.end("SIGKILL"),
+    () => faceOtherThan("K", [on, off]),
+  );
   await startSimulator("c172p");
-  await eventually("a face of before", async () => [on, off].includes(await face("K")), kStartPatience);
+  await eventually(
+    "a face of before",
+    async () => [on, off].includes(await face("K")),
+    kStartPatience,
+  );
 }
 
 // FlightGear's own change of aircraft ends its servers, and headless it hangs soon after.

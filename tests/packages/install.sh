@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Makes the packages of a build tree, unpacks them into a folder as a system has them, and uses what
-# is in it: the bundle, copied as a user does, under the virtual deck; the deck's page; velomar-state;
-# and the library, found by CMake.
+# Makes the packages of a build tree, unpacks them into a folder as a system has them, and uses
+# their content: the bundle, copied as a user does, under the virtual deck; the deck's page;
+# velomar-state; and the library, found by CMake.
 #
 #   install.sh BUILD_FOLDER SOURCE_FOLDER
 set -euo pipefail
@@ -27,7 +27,7 @@ mkfifo "$place/commands"
 deck=$!
 exec 3>"$place/commands"
 
-# seen TEXT: waits until the deck has printed it.
+# seen TEXT waits until the deck has printed the text.
 seen() {
   for _ in $(seq 300); do
     ! grep -qF -e "$1" "$place/log" || return 0

@@ -63,7 +63,7 @@ TEST(PendingKeys, EveryMessageOfACrowdedStoreIsTakenOnceAndInOrder) {
 // A walk is no snapshot either: keys written during it may be seen in any order.
 TEST(PendingKeys, TheOrderHoldsWhileAnotherThreadWrites) {
   constexpr u32 kMessages = 10000;
-  constexpr u32 kWaiting = 28;  // of 32, so that nothing comes to stand where it can't be deleted
+  constexpr u32 kWaiting = 28;  // of 32, so that no key gets into a slot where it can't be deleted
   Store s(32);
   simdb writersEnd(s.region.name(), 64, 32, false);
   std::atomic<u32> taken{0};

@@ -1,4 +1,4 @@
-// What processes do to each other at the ends of a store's life, and one case that the torture of a
+// Tests of several processes that open and leave a store, and of one case that the torture of a
 // store meets only by chance.
 #include <sys/mman.h>
 

@@ -1,7 +1,7 @@
 // Stores to test with: one in a file that goes away with the test, and one in ordinary memory whose
 // ends a memory checker guards. Both can be looked at and damaged byte by byte.
 //
-// The offsets stand here once more, apart from those of the store, so that a slip in either shows.
+// The offsets are repeated here, apart from those of the store, so that a slip in either shows.
 #pragma once
 
 #include <gtest/gtest.h>

@@ -46,7 +46,7 @@ std::string withHeader(u32 flags, u64 b, u64 n, u64 length) {
   return bytes;
 }
 
-// Where the fields of a region stand whose place depends on its numbers.
+// The offsets of the fields whose place depends on the region's block size and count.
 struct Shape {
   u32 n, b;
   u64 indexSize, version, head, links, length;
@@ -218,15 +218,15 @@ TEST(simdb, WhatADeadProcessLeftWholeIsAttachedTo) {
   const TestRegion region;
   ASSERT_EQ(endOf(startProcess([&region] {
               auto* neverClosed = new simdb(region.name(), 64, 5, false);
-              return neverClosed->put("key", "left behind") ? 0 : 1;
+              return neverClosed->put("key", "of the dead") ? 0 : 1;
             })),
             0);
   region.set(0, u32{0});  // but for its flag
   {
     simdb store(region.name(), 128, 10, false);
     ASSERT_EQ(store.openError(), SIMDB_OK);
-    EXPECT_EQ(store.get("key"), "left behind");
-    EXPECT_TRUE(store.put("key", "written anew"));
+    EXPECT_EQ(store.get("key"), "of the dead");
+    EXPECT_TRUE(store.put("key", "written again"));
   }
   EXPECT_EQ(region.at<u32>(4), 1U) << "the dead process still counts";
 }
@@ -246,7 +246,7 @@ TEST(simdb, ARegionThatItsLastOwnerIsAboutToRemoveIsNotJoined) {
   EXPECT_EQ(region.at<u32>(4), 1U) << "of a file of its own";
 }
 
-TEST(simdb, ARegionThatNobodyHoldsAndNobodyRemovesIsTakenOver) {
+TEST(simdb, ARegionThatNoProcessHoldsOrRemovesIsTakenOver) {
   const TestRegion region;
   std::string left = fresh(kSmall);
   write(left, 4, u32{0});
@@ -386,7 +386,7 @@ TEST(simdb, SlotsAnswerForTheVersionThatTheyHold) {
   EXPECT_EQ(step(store).first, "");
 }
 
-// What a store does while one thread uses it: a map from slot to entry, and blocks as a mere count.
+// A model of a store that one thread uses: a map from slot to entry, and blocks as a mere count.
 class Model {
  public:
   using Entry = std::pair<std::string, std::string>;
@@ -493,7 +493,7 @@ TEST(simdb, BehavesAsTheModelUnderRandomOperations) {
 
 // Every block looks pinned, free and the whole of a chain that goes in a circle, and every second
 // slot names one.
-TEST(simdb, ARegionOfNothingButDamageHoldsNobodyUp) {
+TEST(simdb, ARegionOfNothingButDamageHoldsNoProcessUp) {
   constexpr u32 kN = 4096;
   constexpr u32 kB = 2048;
   std::string bytes = withHeader(1, kB, kN, 200 + 36 * kN) + std::string(u64{kB} * kN, 'k');
@@ -517,7 +517,7 @@ TEST(simdb, ARegionOfNothingButDamageHoldsNobodyUp) {
 TEST(simdb, ListsTheStoresOfThisMachine) {
   const TestRegion one, two;
   one.create("");
-  two.create("whatever stands in it");
+  two.create("whatever is in it");
   simdb_error error = SIMDB_MAP_FAILED;
   const Strings names = simdb_listDBs(&error);
   EXPECT_EQ(error, SIMDB_OK);

@@ -90,7 +90,7 @@ TEST_F(PageServerTest, AnswersUnderItsOwnAddressAlone) {
   }
 }
 
-TEST_F(PageServerTest, SaysNothingToWhoeverDoesNotKnowTheToken) {
+TEST_F(PageServerTest, SaysNothingToAPeerWithoutTheToken) {
   serve("0.0.0.0", kToken);
   const std::string root = std::string("/") + kToken + "/";
   EXPECT_THAT(ask(root + "page.html", host), HasSubstr("the page"));

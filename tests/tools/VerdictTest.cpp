@@ -95,7 +95,7 @@ TEST_F(VerdictTest, OneOfTheTwoIsMissingOrThereTwice) {
   EXPECT_EQ(code(), "no-panel");
 }
 
-TEST_F(VerdictTest, ASideThatHasAnotherFileMeetsNobody) {
+TEST_F(VerdictTest, ASideThatHasAnotherFileHasNoPeer) {
   simulator() = process(8, "/sim/X-Plane", Hold::RemovedFile);
   EXPECT_EQ(code(), "apart");
   simulator() = process(8, "/sim/X-Plane", Hold::OtherFile);
@@ -118,7 +118,7 @@ TEST_F(VerdictTest, ASideThatHasAnotherFileMeetsNobody) {
   EXPECT_EQ(code(), "hidden");
 }
 
-TEST_F(VerdictTest, WhoeverTakesNothingIsNamedWithWhatWaits) {
+TEST_F(VerdictTest, ASideThatTakesNothingIsNamedWithTheWaitingMessages) {
   letWait(3);
   EXPECT_EQ(code(), "not-taken");
   EXPECT_THAT(judge(facts).words, HasSubstr("for 4 s"));

@@ -1,4 +1,4 @@
-// Finds the barriers that keep people from using a page, as far as a program can find them.
+// Finds barriers that keep people from using a page, as far as a program can find them.
 import { createRequire } from "node:module";
 
 const { source } = createRequire(import.meta.url)("axe-core");
@@ -10,7 +10,7 @@ export const kSchemes = {
   forced: { colorScheme: "dark", forcedColors: "active" },
 };
 
-// A line for each fault, with the first element that has it.
+// Returns a line for each fault, with the first element that has it.
 export async function findBarriers(page) {
   await page.evaluate(source);
   const { violations } = await page.evaluate(() =>

@@ -22,14 +22,14 @@ const click = (name, on = page) => on.getByRole("button", { name }).click();
 // Waits until one of the lights says this.
 const light = (text) => page.locator(".light", { hasText: text }).waitFor();
 
-// The text of a line of a dial's strip.
+// Returns the text of a line of a dial's strip.
 const stripLine = (dial, item, on = page) =>
   on.locator(`[data-context=${dial}] [data-item=${item}] text`).textContent();
 
 const saysLine = (dial, item, text, on = page) =>
   eventually(`${text} on ${dial}`, async () => (await stripLine(dial, item, on)) === text);
 
-// How many lines the deck has written with all these words.
+// Counts the lines that the deck has written with all these words.
 const count = (...words) =>
   stage.deck.lines.filter((line) => words.every((word) => line.includes(word))).length;
 
@@ -47,7 +47,7 @@ async function plugIn(kind) {
   await page.getByRole("button", { name: "Plug in", exact: true }).click();
 }
 
-// In one go: on a slow machine two steps could make a long tap.
+// Taps in one step, because two steps could make a long tap on a slow machine.
 function tap(dial) {
   return page.getByRole("button", { name: `Strip of ${dial}` }).evaluate((strip) => {
     strip.dispatchEvent(new KeyboardEvent("keydown", { key: "Enter" }));
@@ -55,7 +55,7 @@ function tap(dial) {
   });
 }
 
-// A page of its own whose timers can be stopped.
+// Opens another page whose timers can be stopped.
 async function openTimedPage(options) {
   const timed = await stage.openPage(options);
   await timed.clock.install();
@@ -63,15 +63,15 @@ async function openTimedPage(options) {
   return timed;
 }
 
-// Stops the page's timers for as long as `act` takes: on a busy machine a pointer that moves would
-// otherwise seem to rest.
+// Stops the page's timers for as long as `act` takes, because on a busy machine a pointer that
+// moves would otherwise seem to rest.
 async function inNoTime(timed, act) {
   await timed.clock.pauseAt(await timed.evaluate(() => Date.now() + 1000));
   await act();
   await timed.clock.resume();
 }
 
-// From the middle of an element to one of its sides, and on to others, in steps.
+// Drags from the middle of an element to one of its sides, and on to others, in steps.
 async function dragRound(element, sides) {
   const { mouse } = element.page();
   const { x, y, width } = await element.boundingBox();
@@ -97,7 +97,7 @@ async function drag(from, to) {
 const contextsAt = (device, ...places) =>
   Promise.all(places.map((place) => slot(device, place).getAttribute("data-context")));
 
-// Returns the status of the answer to a WebSocket that says it comes from there.
+// Returns the status of the answer to a WebSocket with this origin.
 function knock(origin) {
   const headers = {
     Connection: "Upgrade",
@@ -220,11 +220,16 @@ describe("the virtual deck", { timeout: 600_000 }, () => {
     const places = ["key:0,0", "key:1,0"];
     const [first, second] = await contextsAt("DECK1", ...places);
     const presses = count("to plug-in", "keyDown");
-    for (const expected of [[second, first], [first, second]]) {
+    for (const expected of [
+      [second, first],
+      [first, second],
+    ]) {
       await click("Arrange");
       await drag(slot("DECK1", places[0]), slot("DECK1", places[1]));
-      await eventually("a swap", async () =>
-        (await contextsAt("DECK1", ...places)).join() === expected.join());
+      await eventually(
+        "a swap",
+        async () => (await contextsAt("DECK1", ...places)).join() === expected.join(),
+      );
       await click("Arrange");
     }
     assert.equal(count("to plug-in", "keyDown"), presses);
@@ -241,7 +246,11 @@ describe("the virtual deck", { timeout: 600_000 }, () => {
 
   it("has no barriers at any width, in light, dark and forced colours", async () => {
     await slot("DECK1", "key:0,0").focus(); // its place is shown beside the devices
-    for (const [width, height] of [[360, 780], [1280, 800], [2560, 1440]]) {
+    for (const [width, height] of [
+      [360, 780],
+      [1280, 800],
+      [2560, 1440],
+    ]) {
       await page.setViewportSize({ width, height });
       for (const [name, media] of Object.entries(kSchemes)) {
         await page.emulateMedia(media);
@@ -255,10 +264,13 @@ describe("the virtual deck", { timeout: 600_000 }, () => {
     await page.setViewportSize({ width: 1280, height: 800 });
     await page.evaluate(() => window.scrollTo(0, 0));
     for (const part of [".key", ".strip", ".knob"]) {
-      const boxes = await page.locator(`[data-device=DECK1] ${part}`).evaluateAll((parts) =>
-        parts.map((each) => each.getBoundingClientRect().bottom),
+      const boxes = await page
+        .locator(`[data-device=DECK1] ${part}`)
+        .evaluateAll((parts) => parts.map((each) => each.getBoundingClientRect().bottom));
+      assert.ok(
+        boxes.every((bottom) => bottom > 0 && bottom <= 800),
+        `each ${part} is in sight`,
       );
-      assert.ok(boxes.every((bottom) => bottom > 0 && bottom <= 800), `each ${part} is in sight`);
     }
     const line = page.locator(".line").last();
     assert.ok((await line.boundingBox()).height >= 24, "a finger hits a line of the log");
@@ -398,8 +410,10 @@ describe("the virtual deck", { timeout: 600_000 }, () => {
     await light("Simulator: not come yet");
     await lightsPicture("awaited");
     stage.startBridge();
-    await eventually("all contexts", async () =>
-      (await page.locator("[data-context]").count()) === before);
+    await eventually(
+      "all contexts",
+      async () => (await page.locator("[data-context]").count()) === before,
+    );
     await light("Simulator: up");
     await lightsPicture("up");
   });

@@ -14,8 +14,12 @@ let page;
 let frames;
 let host;
 
-// Loads the page as a host does, and keeps what it sends.
-async function open({ settings = { KeyName: "AP1", other: 1 }, language = "en", answers = true } = {}) {
+// Loads the page as a host does, and keeps the messages that it sends.
+async function open({
+  settings = { KeyName: "AP1", other: 1 },
+  language = "en",
+  answers = true,
+} = {}) {
   frames = [];
   page = await browser.newPage();
   host?.close();
@@ -33,7 +37,7 @@ async function open({ settings = { KeyName: "AP1", other: 1 }, language = "en", 
   await page.goto(kAddress);
   await page.evaluate(
     ([port, info, selected]) =>
-      connectElgatoStreamDeckSocket(port, "U", "registerIt", info, selected),
+      globalThis.connectElgatoStreamDeckSocket(port, "U", "registerIt", info, selected),
     [
       host.address().port,
       JSON.stringify({ application: { language } }),
@@ -45,7 +49,6 @@ async function open({ settings = { KeyName: "AP1", other: 1 }, language = "en", 
 const names = () =>
   frames.filter(({ event }) => event === "sendToPlugin").map(({ payload }) => payload.KeyName);
 const field = () => page.locator("#key-name");
-const answer = () => page.locator("#answer");
 
 describe("the page for a key's name", { timeout: 300_000 }, () => {
   before(async () => {
@@ -87,7 +90,9 @@ describe("the page for a key's name", { timeout: 300_000 }, () => {
 
   it("offers the names of the panels, those of keys to a key", async () => {
     await open();
-    const offered = await page.locator("#names option").evaluateAll((all) => all.map((o) => o.value));
+    const offered = await page
+      .locator("#names option")
+      .evaluateAll((all) => all.map((o) => o.value));
     assert.ok(offered.includes("GEAR") && !offered.includes("HEADING"), `${offered}`);
   });
 

@@ -1,5 +1,5 @@
-// The processes that a test needs, the plug-in installed in a folder of its own, and a browser to
-// look at them with. All of it is removed at the end.
+// Starts the processes that a test needs, with the plug-in installed in a folder of its own, and a
+// browser. All of it is removed at the end.
 import { spawn } from "node:child_process";
 import { cpSync, mkdtempSync, rmSync } from "node:fs";
 import { tmpdir } from "node:os";
@@ -12,8 +12,12 @@ import { chromium } from "playwright-core";
 export const kPatience = 60_000; // ms
 
 const kQuietFlags = [
-  "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-background-networking",
-  "--disable-component-update", "--disable-sync",
+  "--disable-gpu",
+  "--disable-quic",
+  "--no-first-run",
+  "--disable-background-networking",
+  "--disable-component-update",
+  "--disable-sync",
 ];
 
 // Waits until `look` gives something, and returns it.
@@ -73,7 +77,7 @@ export class Stage {
   #folder = mkdtempSync(join(tmpdir(), "velomar-web-"));
   #deckCommand;
   pages = [];
-  errors = []; // what any page's console has complained of
+  errors = []; // from the console of any page
 
   async open() {
     this.#removeRegions();
@@ -91,7 +95,7 @@ export class Stage {
     [this.address] = /http:\S+/.exec(await this.deck.line("http://"));
   }
 
-  // Starts it again at the same port, which is only then free.
+  // Starts the deck again at the same port, which is free only after the first one has ended.
   async restartDeck() {
     const { port } = new URL(this.address);
     await this.deck.quit();

@@ -1,10 +1,15 @@
-// Tests of the modules that know nothing of the page.
+// Tests of those parts of the page that need no browser.
 import assert from "node:assert/strict";
 import { describe, it } from "node:test";
-import { parseColor } from "../../tools/deck/web/colors.js";
 import { describeLink } from "../../tools/deck/web/lights.js";
-import { describeSlot, inPageOrder, parseSlot, slotOf, slotsOf } from "../../tools/deck/web/places.js";
-import { describeStrip } from "../../tools/deck/web/strip.js";
+import {
+  describeSlot,
+  inPageOrder,
+  parseSlot,
+  slotOf,
+  slotsOf,
+} from "../../tools/deck/web/places.js";
+import { describeStrip, parseColor } from "../../tools/deck/web/strip.js";
 import { Turning, Wheel } from "../../tools/deck/web/turning.js";
 
 const at = (angle, radius = 20) => ({
@@ -26,7 +31,10 @@ describe("turning", () => {
     assert.deepEqual(turn(170, -170), [1]);
     assert.deepEqual(turn(-170, 170), [-1]);
     const round = turn(...Array.from({ length: 73 }, (_, i) => i * 10 + 0.01));
-    assert.equal(round.reduce((sum, ticks) => sum + ticks), 48);
+    assert.equal(
+      round.reduce((sum, ticks) => sum + ticks),
+      48,
+    );
   });
   it("passes the middle without a jump", () => {
     const turning = new Turning({ x: 100, y: 100 }, at(0, 1));
@@ -70,8 +78,18 @@ describe("places", () => {
     assert.equal(describeSlot("dial:1"), "column 2");
   });
   it("show devices with dials first, otherwise in the order of plugging", () => {
-    const plugged = [["B", 0], ["C", 4], ["A", 0], ["D", 2]].map(([id, dials]) => ({ id, dials }));
-    assert.equal(inPageOrder(plugged).map(({ id }) => id).join(""), "CDBA");
+    const plugged = [
+      ["B", 0],
+      ["C", 4],
+      ["A", 0],
+      ["D", 2],
+    ].map(([id, dials]) => ({ id, dials }));
+    assert.equal(
+      inPageOrder(plugged)
+        .map(({ id }) => id)
+        .join(""),
+      "CDBA",
+    );
   });
 });
 
@@ -99,9 +117,12 @@ describe("a dial's strip", () => {
     node.tag === tag ? node : (node.children ?? []).map((child) => find(child, tag)).find(Boolean);
 
   it("reads its texts aloud and cuts one that is too long", () => {
-    const { nodes, text } = draw([item("a", "text"), item("b", "text", { value: "off", enabled: false })], {
-      a: { value: "a text of more than a line" },
-    });
+    const { nodes, text } = draw(
+      [item("a", "text"), item("b", "text", { value: "off", enabled: false })],
+      {
+        a: { value: "a text of more than a line" },
+      },
+    );
     assert.equal(text, "a text of more than a line");
     assert.match(find(nodes[0], "text").children[0], /^a text of .*…$/);
   });

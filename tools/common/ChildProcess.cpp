@@ -19,9 +19,9 @@ void require(int error, const std::string& what) {
   if (error != 0) throw std::system_error(error, std::generic_category(), what);
 }
 
-// Moves a descriptor above the standard ones, with the mark to be closed at exec, and closes the
-// old one. In a process that was started without some of the standard streams, a pipe may have got
-// their numbers, which the child needs for its own.
+// Moves a descriptor above the standard ones, to be closed at exec, and closes the old one. In a
+// process that was started without some of the standard streams, a pipe may have got their numbers,
+// which the child needs for its own.
 int aboveStandard(int fd) {
   const int moved = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
   require(moved == -1 ? errno : 0, "fcntl");
@@ -46,7 +46,7 @@ struct Pipe {
   Pipe(const Pipe&) = delete;
   Pipe& operator=(const Pipe&) = delete;
 
-  // Hands one end over to the caller, who has to close it.
+  // Hands one end over to the caller, which has to close it.
   int take(int end) {
     return std::exchange(ends[end], -1);
   }
@@ -63,7 +63,8 @@ class Birth {
     require(posix_spawnattr_init(&attributes), "posix_spawn");
     short flags = POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF;
 #ifdef POSIX_SPAWN_CLOEXEC_DEFAULT
-    // Where a pipe can't be made with its mark for exec, the child keeps the standard streams only.
+    // On a system that can't make a pipe that is closed at exec, all descriptors but the standard
+    // ones are closed in the child.
     flags |= POSIX_SPAWN_CLOEXEC_DEFAULT;
     if (fcntl(STDERR_FILENO, F_GETFD) != -1) {
       require(posix_spawn_file_actions_addinherit_np(&actions, STDERR_FILENO), "posix_spawn");
@@ -144,7 +145,8 @@ ChildProcess::~ChildProcess() {
 
 void ChildProcess::writeLine(const std::string& line) {
   const std::string text = line + '\n';
-  // A child's end is noticed elsewhere, so a write to one that has gone must not raise a signal.
+  // The end of a child is noticed elsewhere, so a write to one that has ended must not raise a
+  // signal.
   std::signal(SIGPIPE, SIG_IGN);
   (void)!write(input, text.data(), text.size());
 }

@@ -7,8 +7,8 @@
 constexpr int kWronglyAsked = 2;  // exit code
 
 // Fills in the options that `app` declares. After --help, --version, or a wrong argument it prints
-// the answer and ends the process, with 0 or kWronglyAsked: so call it before anything that leaves
-// traces.
+// the answer and ends the process, with 0 or kWronglyAsked. Call it before anything that has to be
+// cleaned up.
 inline void readCommandLine(CLI::App& app, int argc, char* argv[]) {
   app.set_version_flag("--version", VELOMAR_VERSION);
   try {

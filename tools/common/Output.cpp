@@ -24,7 +24,7 @@ volatile std::sig_atomic_t sToldToEnd = 0;
 // The state of the terminal's line, shared by the threads that print and the one that reads.
 struct Terminal {
   std::mutex mutex;
-  bool hasPrompt = false;  // on show just now, in the library's hands
+  bool hasPrompt = false;  // the library shows it just now
   bool hasLine = false;    // the library has handed over a line, or the input's end
   bool isEnd = false;
   std::string line;
@@ -68,7 +68,7 @@ void catchSignal(int number) {
   struct sigaction before {};
   action.sa_handler = [](int) { sToldToEnd = 1; };
   sigaction(number, nullptr, &before);
-  // Under nohup the end of the terminal isn't the end of the program.
+  // Under nohup SIGHUP is ignored, and stays so: the program outlives its terminal.
   if (number != SIGHUP || before.sa_handler != SIG_IGN) sigaction(number, &action, nullptr);
 }
 

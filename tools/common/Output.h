@@ -4,7 +4,7 @@
 #include <chrono>
 #include <string>
 
-// Lines of output. With a prompt on show they appear above it, and a half-typed line stays.
+// Prints lines. If a prompt is on show they appear above it, and a half-typed line stays.
 class Output {
  public:
   // Sets the common start, in nanoseconds of the monotonic clock. Without it the process's own
@@ -27,7 +27,7 @@ class Output {
 // terminal it shows a prompt, and lines can be edited and called back. One object, one thread.
 class Input {
  public:
-  // Takes over the three signals for the whole process. An empty prompt: none is shown.
+  // Takes over the three signals for the whole process. If `prompt` is empty, none is shown.
   explicit Input(const std::string& prompt = "");
   ~Input();
 
@@ -36,13 +36,13 @@ class Input {
 
   enum class Event { Line, Nothing, End };
 
-  // Waits for the next line, for `patience` or a tenth of a second at most.
+  // Waits for the next line, at most for `patience` or a tenth of a second, whichever is shorter.
   Event next(std::string& line, std::chrono::milliseconds patience);
 
   // Takes the prompt away, until the next line is waited for.
   void hidePrompt();
 
-  // Whether one of the signals has come.
+  // Returns whether one of the signals has come.
   static bool isToldToEnd();
 
  private:

@@ -1,4 +1,4 @@
-// A folder with a name of its own under the system's temporary folder, gone with the object.
+// A folder with a name of its own under the system's temporary folder, removed with the object.
 #pragma once
 
 #include <stdlib.h>

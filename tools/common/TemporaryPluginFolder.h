@@ -1,5 +1,5 @@
-// A folder like the one that the plug-in is installed in, and the real stores' files: both are new
-// when the object is made, and gone when it goes.
+// A folder like the one that the plug-in is installed in. The folder is made with the object and
+// removed with it, and the real stores' files are removed at both times.
 #pragma once
 
 #include <filesystem>

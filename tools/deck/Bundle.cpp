@@ -1,10 +1,10 @@
 #include "tools/deck/Bundle.h"
 
 #include <algorithm>
+#include <fstream>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
-
-#include "tools/deck/PluginFolder.h"
 
 namespace fs = std::filesystem;
 using nlohmann::json;
@@ -44,7 +44,8 @@ fs::path findProgram(const fs::path& folder, const json& manifest) {
   return program;
 }
 
-// The manifest names images without an extension: one for displays of double density comes first.
+// Finds the file of an image, which the manifest names without an extension. The file for displays
+// of double density is preferred.
 std::string findImage(const fs::path& folder, const std::string& path) {
   for (const char* ending : {"@2x.png", ".png", ".svg"}) {
     if (readPluginFile(folder, path + ending)) return path + ending;
@@ -66,4 +67,20 @@ Bundle openBundle(const fs::path& given) {
   bundle.layout = action.at("Encoder").at("layout");
   bundle.stateImage = findImage(bundle.folder, action.at("States").at(0).at("Image"));
   return bundle;
+}
+
+bool leavesFolder(const fs::path& folder, const std::string& path) {
+  std::error_code error;
+  const fs::path root = fs::canonical(folder, error);
+  if (error) return true;
+  const fs::path file = fs::weakly_canonical(root / path, error);
+  return error ||
+         std::mismatch(root.begin(), root.end(), file.begin(), file.end()).first != root.end();
+}
+
+std::optional<std::string> readPluginFile(const fs::path& folder, const std::string& path) {
+  std::error_code error;
+  if (leavesFolder(folder, path) || !fs::is_regular_file(folder / path, error)) return std::nullopt;
+  std::ifstream stream(folder / path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(stream), {});
 }

@@ -1,6 +1,6 @@
-// Stands in for the Stream Deck application: starts the plug-in as the application does, turns the
-// lines that it reads into events, prints every frame that comes back, and serves a web page on
-// which all of it can be seen and touched.
+// velomar-deck: plays the Stream Deck application. It starts the plug-in as the application does,
+// turns the lines that it reads into events, prints every frame that comes back, and serves a web
+// page on which the devices can be seen and touched.
 #include <atomic>
 #include <cstdio>
 #include <filesystem>
@@ -9,16 +9,15 @@
 #include <sstream>
 #include <string>
 
+#include "StreamDeckSDK/ESDUtilities.h"
 #include "tools/common/ChildProcess.h"
 #include "tools/common/CommandLine.h"
 #include "tools/common/Output.h"
 #include "tools/deck/Bundle.h"
 #include "tools/deck/HostServer.h"
 #include "tools/deck/PageServer.h"
-#include "tools/deck/PluginFolder.h"
 #include "tools/deck/Profile.h"
 #include "tools/deck/VirtualDeck.h"
-#include "tools/deck/WebFolder.h"
 
 namespace {
 
@@ -29,8 +28,14 @@ constexpr int kEndTries = 30;
 
 constexpr char kRegisterEvent[] = "registerPlugin";
 
-// Where the page is served unless something else is there already.
+// The page's port, unless another program has it already.
 constexpr std::uint16_t kUsualPort = 8913;
+
+// The folder of the page's files, both in the build tree and where the program is installed.
+std::string webFolder() {
+  const auto folder = ESDUtilities::GetPluginExecutablePath().parent_path();
+  return (folder.parent_path() / "share" / "velomar" / "deck").string();
+}
 
 struct Options {
   std::string bundle;
@@ -67,7 +72,7 @@ std::string contentType(const std::string& path) {
   return found == kTypes.end() ? "application/octet-stream" : found->second;
 }
 
-// A command of the deck's program, beside those of its devices and contexts.
+// A command to the program itself. The commands to devices and contexts are the model's.
 struct Command {
   const char* name;
   const char* purpose;
@@ -110,7 +115,7 @@ class Deck {
     startPlugin();
   }
 
-  // No page may speak to the plug-in's end any more once that is taken down.
+  // Stops the pages first, because their commands use the plug-in's end, which is destroyed next.
   ~Deck() { pages.stop(); }
 
   Deck(const Deck&) = delete;
@@ -128,7 +133,8 @@ class Deck {
   }
 
  private:
-  // Closes until the plug-in has ended: it may not even have connected yet.
+  // Closes the connection again and again until the plug-in has ended, because the plug-in may
+  // connect only later.
   void end() {
     std::optional<int> result;
     for (int tries = 0; !result && tries < kEndTries; ++tries) {
@@ -183,15 +189,15 @@ class Deck {
     return made;
   }
 
-  // Returns an error text, empty on success. Whatever changes the places is kept in the profile.
+  // Returns an error text, empty on success. A change of the places is saved in the profile.
   std::string obeyDeck(const std::string& command) {
     const std::string error = deck.obey(command);
     if (!error.empty() || !DeckModel::isOfPlaces(command)) return error;
     return profile.save([this] { return deck.profile(); });
   }
 
-  // On the serving thread. Nothing counts but a registration under the identifier that the plug-in
-  // was given; once its line is out, commands reach the plug-in.
+  // Runs on the serving thread. Only a registration with the identifier that the plug-in was given
+  // counts. From the time that its line is printed, commands reach the plug-in.
   void onFrame(const std::string& frame) {
     std::string refusal;
     if (isRegistered) {
@@ -237,7 +243,7 @@ class Deck {
 
   void sendToPlugin(const std::string& event) {
     Output::line("to plug-in    " + event);
-    (void)host.sendText(event);  // it may just have gone
+    (void)host.sendText(event);  // fails if the plug-in has just gone
   }
 
   void obey(const std::string& line) {

@@ -78,7 +78,7 @@ std::string lowerCase(std::string text) {
   return text;
 }
 
-// Says that no entry has this name, and which one may be meant.
+// Says that no entry has this name, and suggests the one that differs in case only, or lists some.
 template <typename Map>
 std::string noSuch(const char* what, const std::string& name, const Map& known) {
   constexpr std::size_t kListed = 20;
@@ -381,14 +381,14 @@ DeckModel::Events DeckModel::ofShown(const char* event,
   return {contextEvent(event, context->first, std::move(details))};
 }
 
-// Adds an event for each context that the device has on show.
+// Adds an event for each context that is on show on the device.
 void DeckModel::tell(Events& events, const char* event, const std::string& device) const {
   for (const auto& [id, context] : placed) {
     if (context.device == device && isShown(context)) events.push_back(contextEvent(event, id));
   }
 }
 
-// `details`, and the members that every event of a context carries.
+// Returns `details` with the members that every event of a context carries.
 json DeckModel::contextEvent(const char* event, const std::string& id, json details) const {
   const Context& context = placed.at(id);
   details["settings"] = context.settings;

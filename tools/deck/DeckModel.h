@@ -1,5 +1,5 @@
-// The devices that a user has, and which key or dial lies where on which of their pages. Turns
-// short commands into the JSON events of the Stream Deck application. One thread.
+// The devices that a user has, and the keys and dials on their pages. Turns short commands into the
+// JSON events of the Stream Deck application. One thread.
 #pragma once
 
 #include <map>
@@ -23,8 +23,8 @@ class DeckModel {
     bool isPlugged = true;
   };
 
-  // A key or a dial that was placed. It is on show while its device is plugged in and its page
-  // turned up.
+  // A key or a dial that was placed. It is on show while its device is plugged in and shows its
+  // page.
   struct Context {
     std::string device;
     std::string controller;
@@ -42,20 +42,20 @@ class DeckModel {
   // The commands, a line each.
   static std::string help();
 
-  // The events that a command makes, in order; there may be none. A text in `error`: the command
-  // isn't understood, or can't be done at present, and nothing has changed. It is a sentence for
-  // the user who typed the command.
+  // Carries a command out and returns the events that it makes, in order; there may be none. If the
+  // command isn't understood or can't be done now, nothing changes, and `error` becomes a sentence
+  // for the user who typed it.
   Events obey(const std::string& command, std::string& error);
 
-  // The commands that make all that there is, a line each, for load().
+  // Returns the commands that make the present devices and contexts, a line each, for load().
   std::string save() const;
 
-  // Makes what save() returned; empty lines and those that begin with '#' are passed over. Returns
-  // the events that tell of all that is on show then. REQUIRES: there are no devices yet. A text in
-  // `error` names the line that can't be obeyed, and the model is as it was.
+  // Makes the devices and contexts that save() returned; empty lines and those that begin with '#'
+  // are passed over. Returns the events that tell of all contexts then on show. REQUIRES: there are
+  // no devices yet. If a line can't be obeyed, `error` names it, and the model is as it was.
   Events load(const std::string& profile, std::string& error);
 
-  // Whether a command is one of those that change the model, rather than what fingers do.
+  // Returns whether a command changes the model, and isn't a press, turn or touch.
   static bool isOfPlaces(const std::string& command);
 
   const std::map<std::string, Device>& devices() const { return plugged; }

@@ -1,4 +1,5 @@
-// A profile is the list of commands that make a deck, so that it can be written by hand too.
+// Saves and loads profiles. A profile is the list of commands that make a deck, so that it can be
+// written by hand too.
 #include <algorithm>
 #include <sstream>
 #include <utility>
@@ -7,7 +8,7 @@
 
 namespace {
 
-// A key or a dial on the page that its device shows.
+// The command that places a key or a dial on the page that its device shows.
 std::string placingOf(const std::string& id, const DeckModel::Context& context) {
   const bool isDial = context.controller == "Encoder";
   std::ostringstream line;

@@ -68,8 +68,9 @@ struct HostServer::Server {
     return plugin;
   }
 
-  // Does something with the plug-in's connection on the serving thread, which reads a connection's
-  // state without a lock: no other may change it. Nothing happens if the connection has gone.
+  // Runs `work` with the plug-in's connection on the serving thread. That thread reads a
+  // connection's state without a lock, so no other thread may change it. Does nothing if the
+  // connection has gone.
   template <typename Work>
   void onPlugin(Work work) {
     asio::post(endpoint.get_io_service(), [this, handle = getPlugin(), work] {

@@ -17,7 +17,7 @@ class HostServer {
     std::function<void()> closed;                   // it has gone
   };
 
-  // Listens on any free port. Empty handlers are allowed. Throws if there is no port to be had.
+  // Listens on any free port. Empty handlers are allowed. Throws if no port is free.
   explicit HostServer(Handlers handlers);
 
   // Ends all connections at once, and the thread.

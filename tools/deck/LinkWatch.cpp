@@ -9,7 +9,7 @@ struct Saying {
   State state;
 };
 
-// How the lines begin, after the name of the file that they come from.
+// The beginnings of the log lines, after the name of the source file that they start with.
 constexpr Saying kSayings[] = {
     {"Sent Hello", State::Awaited},
     {"Got Welcome Message", State::Up},
@@ -18,7 +18,7 @@ constexpr Saying kSayings[] = {
     {"Can't open the store", State::Impossible},
 };
 
-// How long the plug-in waits for a sign of life.
+// Seconds that the plug-in waits for a sign of life.
 constexpr double kPatience = 10;
 
 }  // namespace
@@ -28,7 +28,8 @@ bool LinkWatch::heard(const std::string& line, double now) {
   if (line.rfind(kSource, 0) != 0) return false;
   for (const Saying& saying : kSayings) {
     if (line.rfind(saying.start, kSource.size()) != kSource.size()) continue;
-    // A simulator that was there once is missed, not awaited.
+    // The plug-in says the same at its start and after a loss. After a loss the state stays what it
+    // is, because that simulator is missed and not awaited.
     const bool wasThere = current == State::Silent || current == State::Dropped;
     if (saying.state == current || (saying.state == State::Awaited && wasThere)) return false;
     current = saying.state;

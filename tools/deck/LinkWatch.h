@@ -1,5 +1,6 @@
-// Whether the plug-in has a simulator's side to talk to. The Stream Deck application isn't told,
-// and the deck keeps out of the link: it reads the plug-in's own log lines. One thread.
+// Finds out whether the plug-in is linked to a simulator's side. The Stream Deck application isn't
+// told of the link, and the deck must not take part in it, so this reads the plug-in's log lines.
+// One thread.
 #pragma once
 
 #include <string>
@@ -15,7 +16,7 @@ class LinkWatch {
     Impossible  // a store can't be opened: there is no link in this run
   };
 
-  // Takes the text of a log line that came at `now`. True: it has changed what is known.
+  // Takes the text of a log line that came at `now`. True: the state has changed.
   bool heard(const std::string& line, double now);
 
   // The plug-in has gone.
@@ -23,10 +24,11 @@ class LinkWatch {
 
   State state() const { return current; }
 
-  // As a word, for JSON.
+  // The state as a word, for JSON.
   const char* word() const;
 
-  // In seconds, on the clock of `now`. Silence began before the plug-in spoke of it.
+  // The time at which the state began, in seconds on the clock of `now`. Silence begins before the
+  // plug-in logs it.
   double since() const { return start; }
 
  private:

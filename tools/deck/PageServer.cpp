@@ -31,7 +31,8 @@ asio::ip::address_v4 parseAddress(const std::string& text) {
   return address;
 }
 
-// How long it takes tells nothing of where they differ.
+// Takes as long for texts that differ early as for those that differ late, so that the time doesn't
+// help to guess the token.
 bool areEqual(const std::string& a, const std::string& b) {
   if (a.size() != b.size()) return false;
   unsigned difference = 0;
@@ -41,7 +42,7 @@ bool areEqual(const std::string& a, const std::string& b) {
   return difference == 0;
 }
 
-// Those of all interfaces that are up.
+// The addresses of all interfaces that are up.
 std::vector<std::string> ownAddresses() {
   std::vector<std::string> found;
   ifaddrs* interfaces = nullptr;
@@ -111,7 +112,7 @@ struct PageServer::Server {
     thread.join();
   }
 
-  // Whether this is the address that the connection came to: no other name is served.
+  // Returns whether `host` is the address that the connection came to: no other name is served.
   static bool isOwnName(const Endpoint::connection_ptr& connection, const std::string& host) {
     asio::error_code error;
     const auto local = connection->get_raw_socket().local_endpoint(error);
@@ -121,7 +122,7 @@ struct PageServer::Server {
            (local.address().is_loopback() && host == "localhost" + number);
   }
 
-  // The path below the root. nullopt: the request isn't for this server.
+  // The path of the request below the root. nullopt: the request isn't for this server.
   std::optional<std::string> pathOf(const Endpoint::connection_ptr& connection) const {
     const std::string resource = connection->get_resource();
     const std::string path = resource.substr(0, resource.find('?'));
@@ -130,7 +131,7 @@ struct PageServer::Server {
     return path.substr(root.size());
   }
 
-  // Refuses the request with an answer, or without any where a token is asked for.
+  // Refuses the request: with an answer, or, if a token is asked for, by closing the connection.
   void refuse(const Endpoint::connection_ptr& connection, http::status_code::value status) const {
     asio::error_code ignored;
     if (!options.token.empty()) connection->get_raw_socket().close(ignored);
@@ -152,7 +153,7 @@ struct PageServer::Server {
     const auto file = handlers.file(*path);
     connection->replace_header("Cache-Control", "no-store");
     connection->replace_header("Referrer-Policy", "no-referrer");
-    // A page from elsewhere can't lead a user's clicks here by a frame either.
+    // A page from elsewhere must not show this one in a frame and so draw the user's clicks.
     connection->replace_header("Content-Security-Policy", "frame-ancestors 'none'");
     connection->replace_header("Cross-Origin-Resource-Policy", "same-origin");
     connection->replace_header("X-Content-Type-Options", "nosniff");
@@ -181,7 +182,7 @@ struct PageServer::Server {
     handlers.said(pageOf(handle), text);
   }
 
-  // 0: it isn't open.
+  // The page with this connection. 0: it isn't open.
   PageId pageOf(const connection_hdl& handle) {
     const Lock lock(mutex);
     for (const auto& [id, page] : pages) {

@@ -1,10 +1,10 @@
-// Serves the deck's web page and keeps a WebSocket to each page that is open. The plug-in has a
-// server of its own: nothing that comes in here is taken for a frame of it.
+// Serves the deck's web page and keeps a WebSocket to each page that is open. The plug-in connects
+// to another server, so nothing that comes in here can be taken for a frame of the plug-in.
 //
-// Only a request under the address that it came to is answered, and only a WebSocket whose Origin
-// is that address too: neither a page from elsewhere nor a foreign name that leads here can drive
-// the deck. With a token, all addresses begin with "/TOKEN/", and a request without it gets no
-// answer at all: the connection is closed.
+// A request is answered only if it names the address that it came to, and a WebSocket only if its
+// Origin is that address too: neither a page from elsewhere nor a foreign name that leads here can
+// drive the deck. With a token, all paths begin with "/TOKEN/"; the connection of a request without
+// it is closed with no answer.
 //
 // The server works on a thread of its own, on which the handlers are called. The other operations
 // may come from any thread but must not be called once the object is being destroyed.
@@ -39,7 +39,7 @@ class PageServer {
   };
 
   // Takes the port, or the next one that is free. Throws std::runtime_error if the address isn't
-  // one of this machine's or there is no port to be had. Nothing is answered yet.
+  // one of this machine's or no port is free. Answers nothing before start().
   PageServer(Options options, Handlers handlers);
 
   // Stops.
@@ -48,20 +48,20 @@ class PageServer {
   PageServer(const PageServer&) = delete;
   PageServer& operator=(const PageServer&) = delete;
 
-  // Starts answering, once.
+  // Starts answering. Called once.
   void start();
 
   // Ends all connections at once, and the thread. Frames sent afterwards are lost.
   void stop();
 
-  // Where a browser finds the page: at each of the machine's addresses that it listens on.
+  // The URLs of the page: one for each of the machine's addresses that the server listens on.
   std::vector<std::string> urls() const;
 
   // Sends a text frame to one page, or to all. A page that has gone is no error.
   void sendTo(PageId page, const std::string& text);
   void sendToAll(const std::string& text);
 
-  // 128 random bits, as letters and digits.
+  // Makes a token of 128 random bits, as letters and digits.
   static std::string makeToken();
 
  private:

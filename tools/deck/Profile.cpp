@@ -24,14 +24,15 @@ std::string readFile(const fs::path& path) {
   const auto status = fs::status(path, error);
   if (!fs::exists(status)) return {};
   std::ifstream stream(path, std::ios::binary);
-  // Opening a folder succeeds, and a pipe would wait for a writer.
+  // Anything but a regular file is refused: a folder can be opened and not read, and a pipe would
+  // wait for a writer.
   if (!fs::is_regular_file(status) || !stream) {
     throw std::runtime_error("can't read " + path.string());
   }
   return std::string(std::istreambuf_iterator<char>(stream), {});
 }
 
-// Returns the system's reason, empty on success.
+// Writes a new file and renames it. Returns the system's reason for a failure, empty on success.
 std::string replaceFile(const fs::path& path, const std::string& text, bool isPrivate) {
   const fs::path fresh = beside(path, ".new");
   std::error_code error;

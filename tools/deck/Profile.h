@@ -9,7 +9,7 @@
 
 class Profile {
  public:
-  // An empty path: nothing is kept.
+  // If the path is empty, nothing is kept.
   explicit Profile(std::filesystem::path file) : path(std::move(file)) {}
 
   // The file's content, empty if there is none yet. Throws std::runtime_error if it can't be read.
@@ -25,5 +25,5 @@ class Profile {
 
  private:
   const std::filesystem::path path;
-  std::mutex mutex;  // the last to save is the last to have looked
+  std::mutex mutex;  // held while `content` runs too, so that the newest content is saved last
 };

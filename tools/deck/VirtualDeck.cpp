@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "tools/common/Output.h"
-#include "tools/deck/PluginFolder.h"
 
 using nlohmann::json;
 using Lock = std::lock_guard<std::mutex>;
@@ -20,7 +19,7 @@ std::string news(const char* kind, const char* name, json value) {
                                                              json::error_handler_t::replace);
 }
 
-// Empty: it is missing, or something else.
+// A member's text; empty if it is missing or no text.
 std::string textOf(const json& object, const char* name) {
   const auto found = object.find(name);
   return found != object.end() && found->is_string() ? found->get<std::string>() : std::string();
@@ -83,7 +82,8 @@ void VirtualDeck::showState() {
   toPages(news("state", "state", stateLocked()));
 }
 
-// The application forgets what a context showed when it goes, and starts from the default layout.
+// Drops the faces of contexts that aren't on show any more. The application does so too, and begins
+// again with the default layout.
 void VirtualDeck::dropHiddenFaces() {
   for (const auto& [id, context] : model.contexts()) {
     if (!model.isShown(context)) {
@@ -170,7 +170,7 @@ std::string VirtualDeck::setLayout(Face& face, const std::string& path) {
   return face.layout.is_null() ? "a layout that can't be read: " + path : "";
 }
 
-// An item keeps what was set of it earlier, unless it is set again.
+// Fills items of the layout. Properties that were set earlier and aren't named now stay.
 std::string VirtualDeck::fill(Face& face, const json& feedback) {
   if (face.layout.is_null()) return "feedback without a layout";
   for (const auto& [key, given] : feedback.items()) {
@@ -244,7 +244,7 @@ json VirtualDeck::describeLink() const {
           {"time", Output::now()}};
 }
 
-// The devices are in the order in which they were first plugged in.
+// Lists the devices in the order in which they were first plugged in.
 json VirtualDeck::describeDevices() const {
   std::map<std::size_t, json> devices;
   for (const auto& [id, device] : model.devices()) {

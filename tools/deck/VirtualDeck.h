@@ -1,7 +1,6 @@
 // A virtual Stream Deck: the model, the face of every context on show, and the log of the frames in
-// both directions. It speaks in two directions through callbacks, which are called under its lock
-// and must not call back: events to the plug-in, and news to the web pages as JSON texts. Any
-// thread may call.
+// both directions. It hands events to the plug-in and news, as JSON texts, to the web pages through
+// callbacks, which are called under its lock and must not call back. Any thread may call.
 //
 // It keeps to the rules of today's hosts: events from before the plug-in's registration are sent
 // right after it; a path that leaves the plug-in's folder is refused; a layout that can't be read
@@ -40,15 +39,15 @@ class VirtualDeck {
   // Starts from a profile, before anything else. Returns an error text, empty on success.
   std::string load(const std::string& profile);
 
-  // The deck as it is, in the form that load() takes.
+  // The present deck in the form that load() takes.
   std::string profile() const;
 
-  // The plug-in has registered or gone. Each happens once: it isn't started again.
+  // The plug-in has registered or gone. Each happens once, since it isn't started again.
   void pluginRegistered();
   void pluginGone();
 
-  // A frame from the plug-in. An unknown one is ignored. Returns why it was refused, empty if it
-  // wasn't.
+  // Takes a frame from the plug-in. An unknown one is ignored. Returns why it was refused, empty if
+  // it wasn't.
   std::string frame(const std::string& text);
 
   // Adds a line to the log.
@@ -97,8 +96,8 @@ class VirtualDeck {
   DeckModel model;
   LinkWatch link;
   std::map<std::string, Face> faces;
-  std::size_t lastRevision = 0;  // of any face: no two ever have the same
+  std::size_t lastRevision = 0;  // given to any face; no two faces ever share one
   std::deque<nlohmann::json> lines;
   bool pluginIsThere = false;
-  std::optional<std::vector<std::string>> kept{std::in_place};  // until it has registered
+  std::optional<std::vector<std::string>> kept{std::in_place};  // events, until it has registered
 };

@@ -1,5 +1,6 @@
-// Shows the whole road: starts the bridge with its trainer, the virtual deck and, through that, the
-// plug-in, waits for the link, and lets a press go out and the image that answers it come back.
+// The demonstration: starts the bridge with its trainer, the virtual deck and, through that, the
+// plug-in, waits for the link, and shows a press going out and the image that answers it coming
+// back.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -32,7 +33,7 @@ constexpr milliseconds kTick{100};
 constexpr std::size_t kLastWords = 4;  // lines of a child that are shown when something fails
 constexpr std::size_t kLastWordsLength = 69;
 
-// The program that stands in for the simulator, and how it is started.
+// The command that starts the simulator's side.
 std::vector<std::string> simulatorCommand(const fs::path& build) {
   return {(build / "bridge/velomar-bridge").string(),
           "--simulator",
@@ -69,11 +70,12 @@ constexpr const char* kPanel[] = {
     "appear FAIL FIFTEEN 4 0 FAIL",
 };
 
-// The first face is the first context's that answers the replay, the last one the last's.
+// The beginning of an image's frame. The first such frame after the link is up answers the replay's
+// first context, the last one its last.
 constexpr char kFirstFace[] = R"("event":"setImage","payload":{"image":"data:)";
 constexpr char kLastFace[] = R"("context":"TAXI","event":"setImage","payload":{"image":"data:)";
 
-// The plug-in as it is installed, in a folder that goes with the object.
+// The plug-in, installed in a folder that is removed with the object.
 class Installation {
  public:
   explicit Installation(const fs::path& bundle) : path(folder.path() / bundle.filename()) {
@@ -87,19 +89,19 @@ class Installation {
   const fs::path path;
 };
 
-// One of the programs that the demonstration starts. Its lines are shown if the user wants to see
-// all of them, or if they are meant for the user.
+// One of the programs that the demonstration starts. Its lines are shown if they are meant for the
+// user, or all of them if the user has asked for that.
 class Actor {
  public:
   Actor(const char* role, const std::vector<std::string>& command, bool showsAll)
       : name(role), process(command, options(role, showsAll)) {}
 
-  // Seconds from the common start that a line carries in front.
+  // The time at the beginning of a line, in seconds since the common start.
   double timeOf(std::size_t after) const {
     return std::atof(process.lines().at(after - 1).c_str());
   }
 
-  // The last lines, which tell of an error if there was one.
+  // Shows the last lines, because an error is told there.
   void showLastWords() const {
     const auto lines = process.lines();
     const std::size_t from = lines.size() - std::min(lines.size(), kLastWords);
@@ -116,7 +118,8 @@ class Actor {
     Output::plain(text + line.substr(0, length));
   }
 
-  // The deck answers what was typed with lines of these two kinds. Empty: it is no answer.
+  // The answer to a typed command in one of the deck's lines, of which two kinds are answers.
+  // Empty: the line is no answer.
   static std::string answerIn(const std::string& line) {
     char* text = nullptr;
     (void)std::strtod(line.c_str(), &text);
@@ -149,12 +152,13 @@ class Demo {
         deck("deck", deckCommand(build, plugin.path), showsAll),
         simulator("simulator", simulatorCommand(build), showsAll) {}
 
-  // False: something didn't come in time, or has ended, or the user has had enough.
+  // False: a line didn't come in time, a program has ended, or the user has ended the
+  // demonstration.
   bool show() {
     return showAddress() && bringUpPanel() && awaitLink() && awaitFaces() && pressAndAnswer();
   }
 
-  // True: it ended because the user wanted it to.
+  // True: the user has ended it.
   bool stayUntilTold() {
     Output::plain(
         "\nAll three go on. help lists what you can type, such as press GEAR; quit ends.");
@@ -233,7 +237,7 @@ class Demo {
     return true;
   }
 
-  // Waits for a line, for as long as all are there and the user wants to.
+  // Waits for a line, until a program ends or the user ends the demonstration.
   std::optional<std::size_t> await(Actor& actor, const std::string& text, milliseconds patience,
                                    std::size_t from = 0) {
     const double end = Output::now() + std::chrono::duration<double>(patience).count();
@@ -245,7 +249,7 @@ class Demo {
     return std::nullopt;
   }
 
-  // Whether all three are there. Says which one has ended if not.
+  // Returns whether all three run. If not, says which one has ended.
   bool isWhole() {
     for (Actor* actor : {&deck, &simulator}) {
       const auto code = actor->process.waitForEnd(milliseconds(0));
@@ -254,7 +258,7 @@ class Demo {
     return !wasToldOfEnd;
   }
 
-  // The deck ends with the panel, and says how the panel ended.
+  // Says how a program ended. The deck ends with the panel, and its lines say how the panel ended.
   void tellOfEnd(const Actor& actor, int code) {
     static const std::string kPanelEnd = "plug-in ended with ";
     wasToldOfEnd = true;
@@ -296,8 +300,8 @@ class Demo {
   bool wasToldOfEnd = false;
 };
 
-// Another program on the stores would get the demonstration's presses, or the demonstration the
-// user's.
+// The processes that use the stores already: another simulator's side would get the demonstration's
+// presses, and the demonstration those of the user's own panel.
 std::string usersOfStores() {
   std::string users;
   for (const Process& process : findProcesses().found) {
@@ -308,8 +312,8 @@ std::string usersOfStores() {
   return users;
 }
 
-// A program that was started without its standard streams would get the descriptors of others in
-// their place.
+// Opens /dev/null in place of the standard streams that are missing: otherwise the next files to be
+// opened would get their numbers and be taken for them.
 void openStandardStreams() {
   for (int fd = open("/dev/null", O_RDWR); fd != -1; fd = open("/dev/null", O_RDWR)) {
     if (fd <= STDERR_FILENO) continue;
@@ -339,7 +343,7 @@ int run(const std::string& build, bool showsAll) {
 int main(int argc, char* argv[]) {
   std::string build;
   bool showsAll = false;
-  CLI::App app("Shows the panel at work between stand-ins for its two neighbours.");
+  CLI::App app("Shows the panel at work between the virtual deck and the bridge's trainer.");
   app.add_option("BUILD_FOLDER", build, "where the programs were built")->required()->type_name("");
   app.add_flag("--frames", showsAll, "show every line of every program");
   readCommandLine(app, argc, argv);

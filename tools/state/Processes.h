@@ -1,5 +1,5 @@
-// The processes that have to do with the two stores: those that have one of the files in memory,
-// and every panel, whether it has or not. A process keeps no descriptor of a store's file, so its
+// Finds the processes that have to do with the two stores: those that map one of the files, and
+// every panel, whether it maps one or not. A process keeps no descriptor of a store's file, so its
 // mappings are looked at.
 #pragma once
 
@@ -11,11 +11,11 @@
 #include <string>
 #include <vector>
 
-// How a process has a store's file in memory.
+// The file of a store's name that a process maps.
 enum class Hold {
-  ThisFile,     // the one that a process which starts now would open
-  RemovedFile,  // one that has lost its name since
-  OtherFile,    // one of the same name in another view of the file system, that of a sandbox
+  ThisFile,     // the file that a process would open now
+  RemovedFile,  // a file that has been removed since
+  OtherFile,    // a file of the same name in a sandbox's view of the file system
 };
 
 struct Process {
@@ -24,21 +24,21 @@ struct Process {
   std::string user;
   std::time_t since = 0;
   bool isStopped = false;             // by a signal, or a debugger
-  std::map<std::string, Hold> holds;  // store: how
+  std::map<std::string, Hold> holds;  // by store
 
   bool isPanel() const;
-  bool has(const std::string& store) const;  // the file that counts
+  bool has(const std::string& store) const;  // maps its present file
 };
 
 struct Processes {
   std::vector<Process> found;  // in the order of their ids
-  std::size_t hidden = 0;      // those of other users, which root could look into
+  std::size_t hidden = 0;      // other users' processes, which only root may look into
 };
 
 // Looks through all processes on the machine. Those that end while it looks are left out.
 Processes findProcesses();
 
-// The store whose file has this path. Empty: it is no store's.
+// The store whose file has this path. Empty: it is no store's file.
 std::string storeOfPath(const std::string& path);
 
 // The name of a user, or the number if there is none.

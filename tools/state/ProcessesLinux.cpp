@@ -18,7 +18,7 @@ namespace {
 constexpr char kDeleted[] = " (deleted)";
 constexpr std::size_t kDeletedLength = sizeof kDeleted - 1;
 
-// Takes the mark that the system appends to the path of a file without a name.
+// Cuts off the mark that the system appends to the path of a removed file. True: there was one.
 bool takeDeleted(std::string& path) {
   const bool isDeleted = path.size() > kDeletedLength &&
                          path.compare(path.size() - kDeletedLength, kDeletedLength, kDeleted) == 0;
@@ -33,14 +33,15 @@ bool isSameFile(const std::string& a, const std::string& b) {
          first.st_dev == second.st_dev && first.st_ino == second.st_ino;
 }
 
-// The numbers of a mapping aren't compared with those of the file: on some file systems they come
-// from different layers. The file that the process would open under the path tells the same.
+// Tells the files apart by the file that the process would open under the path. The device and
+// inode numbers of a mapping can't be compared with the file's: on some file systems they come from
+// different layers.
 Hold holdOf(const fs::path& process, const std::string& path, bool isDeleted) {
   if (isDeleted) return Hold::RemovedFile;
   return isSameFile((process / "root").string() + path, path) ? Hold::ThisFile : Hold::OtherFile;
 }
 
-// False: another user's process, or it has just gone.
+// False: it is another user's process, or has just ended.
 bool readMappings(const fs::path& process, std::map<std::string, Hold>& holds) {
   std::ifstream maps(process / "maps");
   if (!maps) return false;
@@ -86,7 +87,7 @@ bool readStatus(const fs::path& folder, Process& process) {
   return true;
 }
 
-// False: it has gone.
+// False: the process has ended.
 bool read(const fs::path& folder, Process& process) {
   struct stat status {};
   if (stat(folder.c_str(), &status) != 0 || !readStatus(folder, process)) return false;
@@ -94,7 +95,7 @@ bool read(const fs::path& folder, Process& process) {
   process.user = nameOfUser(status.st_uid);
   std::error_code error;
   std::string program = fs::read_symlink(folder / "exe", error).string();
-  (void)takeDeleted(program);  // it was replaced while it ran
+  (void)takeDeleted(program);  // there is a mark if the program was replaced while it ran
   if (!error) process.program = program;
   return true;
 }
@@ -105,7 +106,7 @@ bool isProcess(const fs::path& folder) {
                      [](unsigned char c) { return std::isdigit(c) != 0; });
 }
 
-// A process without memory of its own is the kernel's.
+// Returns whether a process is one of the kernel's: these have no memory of their own.
 bool isKernels(const fs::path& folder) {
   std::ifstream stream(folder / "cmdline");
   return stream.peek() == std::ifstream::traits_type::eof();

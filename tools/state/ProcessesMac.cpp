@@ -13,7 +13,7 @@ namespace {
 constexpr std::uint32_t kStopped = 4;  // SSTOP of <sys/proc.h>, which the kernel keeps to itself
 
 std::vector<pid_t> allIds() {
-  // A few more than there are, for those that start between the two calls.
+  // Leaves room for processes that start between the two calls.
   constexpr std::size_t kSpare = 64;
   std::vector<pid_t> ids(static_cast<std::size_t>(std::max(proc_listallpids(nullptr, 0), 0)) +
                          kSpare);
@@ -30,7 +30,7 @@ Hold holdOf(const vinfo_stat& mapped, const char* path) {
   return isThis ? Hold::ThisFile : Hold::RemovedFile;
 }
 
-// False: another user's process, or it has just gone.
+// False: it is another user's process, or has just ended.
 bool readMappings(pid_t pid, std::map<std::string, Hold>& holds) {
   bool isOpen = false;
   proc_regionwithpathinfo region{};
@@ -45,7 +45,7 @@ bool readMappings(pid_t pid, std::map<std::string, Hold>& holds) {
   return isOpen;
 }
 
-// False: it has gone, or is the kernel.
+// False: the process has ended, or is the kernel.
 bool read(pid_t pid, Process& process) {
   proc_bsdshortinfo status{};
   if (proc_pidinfo(pid, PROC_PIDT_SHORTBSDINFO, 0, &status, sizeof status) <= 0) return false;

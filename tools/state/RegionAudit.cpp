@@ -29,7 +29,7 @@ using Copy = std::unique_ptr<u8, Release>;
 
 class File {
  public:
-  // Doesn't wait for a writer if the name turns out to be a pipe's.
+  // O_NONBLOCK, so that it doesn't wait for a writer if the name is a pipe's.
   explicit File(const std::string& path) : fd(open(path.c_str(), O_RDONLY | O_NONBLOCK)) {
     if (fd != -1 && (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode))) status.st_size = -1;
   }
@@ -96,7 +96,7 @@ class Census {
     note(slot, lengths);
   }
 
-  // False: the chain isn't as long as its size asks for, or a block is another chain's.
+  // False: the chain hasn't as many blocks as its size needs, or a block belongs to another chain.
   bool followChain(CncrStr::VerIdx chain) {
     const u64 size = store::loadAcquire(entries[chain.idx].len);
     u32 block = chain.idx;
@@ -110,7 +110,8 @@ class Census {
     return isWhole && block == CncrStr::LIST_END;
   }
 
-  // Takes every block off the copy's list. One that goes in a circle never ends.
+  // Takes every block off the copy's list, at most as many as there are: a damaged list may go in a
+  // circle.
   void walkFreeList() {
     for (u64 steps = 0; steps < n; ++steps) {
       const u32 block = list.nxt();
@@ -132,7 +133,8 @@ class Census {
     if (keys.size() > RegionAudit::kShownKeys) keys.pop_back();
   }
 
-  // The bytes of a chain from `from` to `to` that lie in its first block, and not too many of them.
+  // The chain's bytes from `from` to `to`, as far as they lie in its first block, at most
+  // kShownBytes.
   std::string firstBytes(CncrStr::VerIdx chain, u32 from, u32 to) {
     const u32 end = std::min(to, b);
     std::string text(from < end ? std::min(end - from, RegionAudit::kShownBytes) : 0, '\0');

@@ -6,8 +6,8 @@
 // walked by the store's own classes. Whatever is in it, every index is checked before it is used
 // and no walk is longer than the region has blocks.
 //
-// No snapshot: while others use the store the words of a copy come from different moments, and
-// blocks that an operation holds just then count as lost. Exact at rest.
+// The copy is no snapshot: while others use the store its words come from different moments, and
+// blocks that an operation holds just then count as lost. At rest the audit is exact.
 #pragma once
 
 #include <optional>
@@ -31,7 +31,7 @@ struct RegionAudit {
   static constexpr u32 kShownBytes = 50;
   static constexpr u64 kMaxBytes = u64{1} << 28U;  // a larger region is refused
 
-  // Audits the store of that name. nullopt: it can't be done, and `problem` says why in a few
+  // Audits the store of that name. nullopt: that isn't possible, and `problem` says why in a few
   // words.
   static std::optional<RegionAudit> of(const std::string& name, std::string& problem);
 
@@ -48,10 +48,10 @@ struct RegionAudit {
   u64 usedBlocks = 0;  // in a chain that a slot names
   u64 lost = 0;        // in neither
   u64 twice = 0;       // met more than once
-  u64 usedSlots = 0;   // name a chain
+  u64 usedSlots = 0;   // slots that name a chain
   u64 deletedSlots = 0;
-  u64 brokenSlots = 0;   // of the used ones: the chain isn't whole
-  u64 pinnedChains = 0;  // readers are inside, or died there
+  u64 brokenSlots = 0;   // used slots whose chain isn't whole
+  u64 pinnedChains = 0;  // a reader is inside, or died there
 
-  std::vector<Key> keys;  // the first few of all, in order
+  std::vector<Key> keys;  // the first few, in order
 };

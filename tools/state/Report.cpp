@@ -93,7 +93,7 @@ void writeDamage(std::ostream& out, const RegionAudit& audit) {
            "               file; it is then made again.\n";
   }
   if (audit.twice > 0) {
-    out << "  damaged      " << audit.twice << " blocks stand in more than one place\n";
+    out << "  damaged      " << audit.twice << " blocks are in more than one place\n";
   }
   if (audit.brokenSlots > 0) {
     out << "  damaged      " << audit.brokenSlots << " slots name a value that isn't whole\n";

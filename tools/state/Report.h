@@ -7,7 +7,8 @@
 
 #include "tools/state/Verdict.h"
 
-// Text that may have come out of a damaged region: everything but printable ASCII is a '?'.
+// Makes text that may come from a damaged region printable: anything but printable ASCII becomes
+// '?'.
 std::string printable(const std::string& text);
 
 // A store's figures, its first keys, and what is damaged, in several lines.

@@ -1,6 +1,6 @@
 // velomar-state [NAME...]: shows the stores' content, their users, and why the panel is black.
 //
-// Reads only. Ends with 0 if all is well, 1 if something isn't, 2 if asked in the wrong way.
+// It only reads. Ends with 0 if all is well, 1 if something isn't, 2 if the arguments are wrong.
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
@@ -26,7 +26,8 @@ constexpr char kToPanel[] = "FromXPlane";
 constexpr milliseconds kBetweenGlances{100};
 constexpr milliseconds kBetweenVerdicts{500};
 
-// Blocks that an operation holds while the copy is made look lost. Lost blocks stay so.
+// The most times that a store with lost blocks is audited. Blocks that an operation holds while the
+// copy is made look lost too, but only blocks that are really lost stay so.
 constexpr int kLooks = 5;
 constexpr milliseconds kBetweenLooks{40};
 
@@ -53,7 +54,7 @@ StoreFacts factsOf(const std::string& name) {
   return store;
 }
 
-// The link between the panel and the simulator's side, looked at time and again.
+// Looks again and again at the link between the panel and the simulator's side.
 class Link {
  public:
   Facts look() {
@@ -65,7 +66,7 @@ class Link {
     return facts;
   }
 
-  // Looks until all is well, or for so long that it can't be.
+  // Looks until all is well, or until it is certain that all isn't.
   Facts lookLong() {
     const auto end = Clock::now() + Watch::kSpan;
     for (;;) {
@@ -76,7 +77,7 @@ class Link {
     }
   }
 
-  // Whether something waits that may be taken the next moment.
+  // Returns whether a value waits that may be taken the next moment.
   static bool isUnsure(const Facts& facts) {
     const auto waits = std::max(facts.toSimulator.waits, facts.toPanel.waits);
     return waits > waits.zero() && waits < kPatience;
@@ -131,7 +132,7 @@ void tell(const Verdict& verdict, std::time_t time, bool asJson) {
   std::cout << text << "\n" << textOf(verdict) << std::endl;
 }
 
-// Says the verdict whenever it becomes another, until the user has seen enough.
+// Prints the verdict whenever it changes, until the user ends the program.
 [[noreturn]] void follow(bool asJson) {
   Link link;
   std::string last;

@@ -10,7 +10,7 @@ namespace {
 using Found = std::optional<Verdict>;
 using Group = std::vector<const Process*>;
 
-// The panel says nothing in its first seconds.
+// Seconds after its start in which a panel may have said nothing yet.
 constexpr std::time_t kPanelPause = 6;
 
 std::string nameOf(const Process& process) {
@@ -191,7 +191,7 @@ class Judge {
   Found simulatorTakesNothing() const {
     if (facts.toSimulator.waits < kPatience) return {};
     const std::string since = " has taken nothing for " + seconds(facts.toSimulator.waits);
-    // A write from before it stopped taking proves nothing.
+    // Only a write since it stopped taking proves that it lives.
     if (facts.toPanel.sinceWritten < facts.toSimulator.waits) {
       return Verdict{
           "not-taken",
@@ -266,7 +266,7 @@ class Judge {
                       : " " + std::to_string(count) + " messages wait for it.";
   }
 
-  // A process that isn't found may be another user's.
+  // A note that a process which wasn't found may be another user's.
   std::string ofOthers() const {
     const auto& audit = facts.toSimulator.audit;
     const auto living = static_cast<std::size_t>(
@@ -278,10 +278,10 @@ class Judge {
 
   const Facts& facts;
   Group panels;
-  Group others;     // who has one of the files, or had
-  Group farPanels;  // in a sandbox
+  Group others;     // processes that have one of the files, or had
+  Group farPanels;  // those in a sandbox
   Group farOthers;
-  Group simulators;  // who has both, as they are now
+  Group simulators;  // processes that have both present files
 };
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Why a panel is black, in words, and what to do about it.
+// Judges why a panel is black, and says what to do about it.
 #pragma once
 
 #include <chrono>
@@ -15,7 +15,7 @@ struct StoreFacts {
   StoreFile file;
   std::optional<RegionAudit> audit;
   std::string problem;     // why there is no audit
-  bool isWritten = false;  // lately
+  bool isWritten = false;  // within the last seconds, as isTaken
   bool isTaken = false;
   std::chrono::duration<double> sinceWritten{0};
   std::chrono::duration<double> waits{0};  // how long its oldest value was seen to wait
@@ -36,8 +36,8 @@ struct Verdict {
   bool isWell() const { return code == "well"; }
 };
 
-// How long a value has to have waited before we take it that no process empties the store.
+// A value that has waited for less than this doesn't mean yet that no process empties the store.
 constexpr std::chrono::seconds kPatience{1};
 
-// The first of all that is wrong, in the order in which one thing hides the next.
+// Returns the first fault, in an order in which each fault could cause those after it.
 Verdict judge(const Facts& facts);

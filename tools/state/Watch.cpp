@@ -4,7 +4,7 @@
 
 void Watch::see(const std::optional<RegionAudit>& audit, Clock::time_point time) {
   lastLook = time;
-  if (!audit || (writes && audit->writes < *writes)) {  // gone, or made again
+  if (!audit || (writes && audit->writes < *writes)) {  // the store has gone, or was made again
     *this = Watch();
     oldestSince = lastLook = time;
     if (!audit) return;

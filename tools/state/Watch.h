@@ -1,5 +1,4 @@
-// Watches a store for changes: whether something is written, whether it is taken, and since when
-// nothing is.
+// Watches a store for changes: whether values are written and taken, and how long the oldest waits.
 #pragma once
 
 #include <chrono>
@@ -12,21 +11,21 @@ class Watch {
  public:
   using Clock = std::chrono::steady_clock;
 
-  // A panel that is connected writes at least every 2.5 s, and looks can be half a second apart.
-  // Whatever is older than this counts no more.
+  // A change counts for this long. A panel that is connected writes at least every 2.5 s, and looks
+  // can be half a second apart.
   static constexpr std::chrono::milliseconds kSpan{3500};
 
-  // Takes in a look at the store; nullopt if it couldn't be looked into.
+  // Takes in an audit of the store; nullopt if there is none.
   void see(const std::optional<RegionAudit>& audit, Clock::time_point time);
 
-  // Whether something was written, or taken, within the span before the last look.
+  // Returns whether a value was written, or taken, within kSpan before the last look.
   bool isWritten() const { return isWithinSpan(lastWritten); }
   bool isTaken() const { return isWithinSpan(lastTaken); }
 
-  // How long ago something was seen to be written. Endless: nothing was.
+  // The time since a value was last seen to be written; endless if none was.
   std::chrono::duration<double> sinceWritten() const;
 
-  // How long the oldest value has waited, as far as that was seen. Zero: nothing waits.
+  // The time for which the oldest value was seen to wait. Zero: none waits.
   std::chrono::duration<double> waits() const { return lastLook - oldestSince; }
 
  private:
@@ -34,7 +33,7 @@ class Watch {
     return time && lastLook - *time <= kSpan;
   }
 
-  std::optional<u64> writes;  // as of the last look; nothing before it
+  std::optional<u64> writes;  // as of the last look
   u64 waiting = 0;
   std::string oldest;
   Clock::time_point oldestSince;

@@ -1,4 +1,4 @@
-# The library as headers only.
+# Finds the headers only, since the library has nothing else.
 find_path(CLI11_INCLUDE_DIR CLI/CLI.hpp)
 mark_as_advanced(CLI11_INCLUDE_DIR)
 

@@ -1,4 +1,4 @@
-# The package's library is for Linux, so its code is compiled in place.
+# Takes the headers only, since the package's library is for Linux.
 find_path(fmt_INCLUDE_DIR fmt/format.h)
 include(FindPackageHandleStandardArgs)
 find_package_handle_standard_args(fmt REQUIRED_VARS fmt_INCLUDE_DIR)

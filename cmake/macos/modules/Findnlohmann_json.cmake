@@ -1,4 +1,4 @@
-# The package's own description would bring all of /usr/include with it.
+# Replaces the package's own description, which would add all of /usr/include.
 find_path(nlohmann_json_INCLUDE_DIR nlohmann/json.hpp)
 include(FindPackageHandleStandardArgs)
 find_package_handle_standard_args(nlohmann_json REQUIRED_VARS nlohmann_json_INCLUDE_DIR)

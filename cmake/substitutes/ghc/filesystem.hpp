@@ -1,4 +1,4 @@
-// Stands in for the library of this name where it isn't installed, by means of the standard's.
+// Replaces the library of this name where it isn't installed, by the standard library's.
 #pragma once
 
 #include <filesystem>

@@ -120,7 +120,7 @@ TEST_F(FlightGearSimulatorTest, WhatIsNotThereIsNeitherMadeNorKnownUntilItIs) {
   EXPECT_TRUE(client->until([&] { return flightgear.requests("addListener") == 2; }));
   flightgear.remove("/nothing");
   EXPECT_TRUE(client->until([&] { return client->unknown.count(0) > 0; }));
-  EXPECT_EQ(client->values.count(4), 1U) << "stands after it in a list";
+  EXPECT_EQ(client->values.count(4), 1U) << "it comes after the other in a list";
 }
 
 TEST_F(FlightGearSimulatorTest, NeverSendsANameThatWouldStopTheSimulator) {

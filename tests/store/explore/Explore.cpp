@@ -70,8 +70,8 @@ class Exploration {
   explicit Exploration(const Options& given)
       : options(given), end(given.seconds > 0 ? clockSeconds() + given.seconds : 0) {}
 
-  // All scenarios with no preemption, then all with one, and so on, so that time that runs out
-  // leaves none of them out. A fifth of it is for random programs.
+  // Runs all scenarios with no preemption, then all with one, and so on, so that every scenario has
+  // been run when time runs out. A fifth of the time is for random programs.
   int all() {
     std::vector<explore::Scenario> open;
     for (const auto& scenario : explore::scenarios()) {

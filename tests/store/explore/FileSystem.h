@@ -1,7 +1,6 @@
-// A file system in memory, in place of the system's, for the store's sources: calls on it are
-// steps, a lock that is held makes its caller sleep, and files are as many mappings as there are
-// attachments at one address. Reached through the linker's --wrap, so that the sources stay as they
-// are.
+// A file system in memory that replaces the system's for the store's sources. A call is a step, a
+// lock that another thread holds makes the caller sleep, and all mappings of a file are at one
+// address. The linker's --wrap redirects the calls, so that the sources stay as they are.
 #pragma once
 
 #include <cstddef>
@@ -9,7 +8,7 @@
 
 namespace explore {
 
-// No files, none open.
+// Removes all files and closes all descriptors.
 void formatFiles();
 
 // The bytes of the file of that name, or null.
@@ -19,7 +18,7 @@ std::size_t lengthOf(const std::string& path);
 // A user removes the file by hand.
 void removeByHand(const std::string& path);
 
-// Names the place in a file at which an address lies.
+// Names the place in a file that an address belongs to.
 std::string placeInFile(const void* address);
 
 }  // namespace explore

@@ -18,7 +18,7 @@ bool isDel(const Event& event) {
   return event.action.kind == Action::Del || event.action.kind == Action::LetterDel;
 }
 
-// Whether the map gives this answer; if so, the call has had its effect.
+// Returns whether the map gives this answer; if so, applies the call's effect to the map.
 bool answers(Map& map, const Event& event, bool mayRefuse) {
   const auto at = map.find(event.action.key);
   const bool isThere = at != map.end();
@@ -90,7 +90,7 @@ bool isLinearizable(const History& history, bool mayRefuse) {
   History events;
   for (const Event& event : history) {
     const auto kind = event.action.kind;
-    // What a peer reads is its own affair.
+    // A peer's reads are left out, because it isn't the store under test.
     const bool isOther = kind == Action::List || kind == Action::Drain || kind == Action::LetterGet;
     if (!isOther) events.push_back(event);
   }

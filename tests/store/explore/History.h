@@ -1,4 +1,5 @@
-// What threads did to a store and what they were told, and whether a map could have told the same.
+// The calls of threads on a store with their answers, and checks whether a map could have given the
+// same answers.
 #pragma once
 
 #include <cstdint>
@@ -40,16 +41,16 @@ using History = std::vector<Event>;
 
 std::string text(const Event& event);
 
-// Whether there is an order of the events that respects which ended before which began, and in
-// which a map gives each answer (M. Herlihy, J. Wing: linearizability, TOPLAS 1990; searched as by
-// Wing and Gong). A call that was killed may have had its effect or not. `mayRefuse`: a put may say
-// that there is no room.
+// Returns whether the events have an order in which a map gives each answer, and in which an event
+// that ended before another began comes first (M. Herlihy, J. Wing: linearizability, TOPLAS 1990;
+// searched as by Wing and Gong). A call that was killed may have had its effect or not.
+// `mayRefuse`: a put may say that there is no room.
 bool isLinearizable(const History& history, bool mayRefuse);
 
-// Whether each key of each listing was in the store at some moment of that listing.
+// Returns whether each key of each listing was in the store at some moment of that listing.
 bool listsWhatWasThere(const History& history);
 
-// Whether keys were taken in rising order, each once, with the value that was put.
+// Returns whether keys were taken in rising order, each once, with the value that was put.
 bool tookInOrder(const History& history);
 
 }  // namespace explore

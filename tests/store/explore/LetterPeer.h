@@ -1,7 +1,7 @@
-// Another implementation of the store, that keeps to the format and no more: it stores a block's
-// state plainly, wiping out a pin that comes late, looks at each thing once, expects in a swap the
-// version that it read in the block, and pins for every look. The store has to be right beside it.
-// Values and keys of one block only.
+// Another implementation of the store, which keeps to the format and does no more: it writes a
+// block's state by a plain store, which wipes out a late pin, reads each word once, expects in a
+// swap the version that it read in the block, and pins for every read. The store has to be right
+// beside it. It takes values and keys of one block only.
 #pragma once
 
 #include <string>

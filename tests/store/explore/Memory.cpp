@@ -24,7 +24,7 @@ struct Place {
 };
 
 struct Eyes {
-  View seen;      // of everything that is read from now on
+  View seen;      // the oldest values that later reads may get
   View acquired;  // joins `seen` at an acquire fence
   View released;  // goes along with relaxed values
 };
@@ -111,7 +111,7 @@ void put(void* at, std::size_t bytes, std::uint64_t bits, Order order, const Vie
   setPlain(at, bytes, bits);
 }
 
-// What a swap finds: the newest value.
+// The newest value, which is the one that a swap finds.
 std::uint64_t newest(const void* at, std::size_t bytes, View& view) {
   if (isWeak(at)) {
     const std::size_t id = placeOf(at, bytes);

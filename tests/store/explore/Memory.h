@@ -1,13 +1,14 @@
 // A region's memory as the explorer runs it. Each call is one step of the running thread.
 //
-// Outside a run, and on memory of no region, these are plain accesses. In a run under weak memory,
+// Outside a run, and for memory of no region, these are plain accesses. In a run under weak memory,
 // each word and each byte of a block keeps all the values written to it, in their order, each with
 // what its writer had seen when it wrote it (a view, as in Kang, Hur, Lahav, Vafeiadis, Dreyer: "A
 // promising semantics for relaxed-memory concurrency", POPL 2017, without its promises). A load may
-// get any value that isn't older than what its thread has seen; an acquiring one then has seen what
-// the value's view says, which is the writer's own if it was released and the writer's at its last
-// release fence otherwise. Swaps and sequentially consistent loads get the newest value. So a store
-// never comes before a load that precedes it in the program; everything else that C++ allows is in.
+// get any value that isn't older than those that its thread has seen. An acquiring load then adds
+// the value's view to its thread's: the writer's own view if the value was released, otherwise the
+// writer's view at its last release fence. Swaps and sequentially consistent loads get the newest
+// value. So no store takes effect before a load that precedes it in the program; every other order
+// that C++ allows can occur.
 #pragma once
 
 #include <cstddef>

@@ -29,7 +29,8 @@ u32 size32(const std::string& text) {
   return static_cast<u32>(text.size());
 }
 
-// The region at rest: every block free or in one chain, and everything as its last writer left it.
+// Checks the region at rest: every block is free or in one chain, and every word is as its last
+// writer left it.
 class Rest {
  public:
   Rest(const Scenario& shape, bool mayLose, bool mayHavePins)
@@ -175,7 +176,7 @@ class StoreRun {
     }
   }
 
-  // Takes what is listed, a few times.
+  // Takes the listed keys, a few times.
   void drain(Event& event, simdb& store) {
     if (!pending) pending = std::make_unique<PendingKeys>(store);
     for (int i = 0; i < 2; ++i) {
@@ -184,7 +185,7 @@ class StoreRun {
     }
   }
 
-  // What simdb doesn't offer.
+  // Does the actions that simdb doesn't offer, on the layers below it.
   void actBelow(Event& event) {
     const std::string& key = event.action.key;
     CncrStr values(fileAt(kPath) + store::versionOffset(scenario.n), scenario.b, scenario.n, false);
@@ -200,7 +201,8 @@ class StoreRun {
       event.value = event.result ? trimmed(key, bytes.substr(0, length)) : "";
     }
     if (event.action.kind == Action::Len) {
-      // The value's bytes aren't known to a look at its length; those of a scenario differ in it.
+      // A length is taken for the value with that length: the values of a scenario differ in
+      // length.
       u32 length = 0;
       event.result = index.len(key.data(), size32(key), &length, nullptr) != 0;
       if (event.result) event.value = valueOfLength(key, length);
@@ -250,7 +252,8 @@ class StoreRun {
     return atRest.empty() ? listingFault() : atRest;
   }
 
-  // Most schedules give one of a few histories, and a search for an order is long.
+  // Verdicts are kept by history, because most schedules give one of a few histories, and the
+  // search for an order takes long.
   bool isSound() const {
     static std::set<std::string> sound;
     std::string all = scenario.mayRefuse ? "may refuse" : "";
@@ -268,7 +271,7 @@ class StoreRun {
                        [](const Event& event) { return event.action.kind >= Action::LetterPut; });
   }
 
-  // Whatever can be read is listed, and nothing else.
+  // Checks that exactly the keys that can be read are listed.
   std::string listingFault() const {
     std::set<std::string> listed, readable;
     // Each step of the walk goes to the next used slot.
@@ -291,8 +294,8 @@ class StoreRun {
   std::unique_ptr<PendingKeys> pending;
 };
 
-// One run of processes that come and go. A process whose open succeeded has to be met by each that
-// opens later.
+// One run of processes that open and close a store. A process that opens later has to see the keys
+// of each that has it open.
 class DoorRun {
  public:
   explicit DoorRun(const Scenario& what) : kind(what.kind) {}
@@ -313,7 +316,7 @@ class DoorRun {
     });
     runOnce(program, preemptions);
     if (!fault().empty()) return fault();
-    // A process that holds the lock for seconds keeps others out, and they are told so.
+    // A process that holds the lock for seconds keeps others out, and their open says so.
     if (anyoneOverslept() && second->openError() == SIMDB_LOCK_FAILED) return "";
     if (anyoneOverslept() && third && third->openError() == SIMDB_LOCK_FAILED) return "";
     return verdict(*second, third.get());
@@ -327,8 +330,8 @@ class DoorRun {
     if (third != nullptr && third->openError() != SIMDB_OK) return "couldn't open either";
     if (!second.put("a", "x")) return "couldn't write";
     const auto later = open();
-    if (later->get("a") != "x") return "isn't met by whoever opens later";
-    if (third != nullptr && third->get("a") != "x") return "don't meet each other";
+    if (later->get("a") != "x") return "a later opener doesn't see its key";
+    if (third != nullptr && third->get("a") != "x") return "don't see each other's keys";
     const u32 expected = third != nullptr ? 3 : 2;
     const auto count = *reinterpret_cast<const u32*>(fileAt(kPath) + store::kCountOffset);
     return count == expected ? "" : "the count is " + std::to_string(count);
@@ -361,7 +364,7 @@ Action of(Action::Kind kind, const std::string& key = "", const std::string& val
 const std::string kTwo = "two-blocks!";          // of 8 bytes, with its key
 const std::string kThree = "three blocks, yes";  // likewise
 
-// Programs of which each is run as it is, and those of one block also under weak memory.
+// Adds programs that are run as they are, and those of one block also under weak memory.
 void addPairs(std::vector<Scenario>& all) {
   const std::string a = keyAt(0, 4), b = keyAt(1, 4), c = keyAt(2, 4);
   const std::vector<Action> begin{put(a, "old"), put(b, "other")};
@@ -406,7 +409,7 @@ void addLong(std::vector<Scenario>& all) {
 }
 
 void addHard(std::vector<Scenario>& all) {
-  // Two keys of one hash and length: which of them a block holds, only its bytes tell.
+  // Two keys of the same hash and length, which only their bytes tell apart.
   const std::string one = "0000091387", other = "0000097966";
   Scenario equal{
       "equal hashes", 4, 16, {put(one, "1")}, {{put(one, "2")}, {del(one), put(other, "3")}}};
@@ -428,7 +431,8 @@ void addHard(std::vector<Scenario>& all) {
   late.setup = {put(keyAt(0, 3), "x"), put(keyAt(1, 3), "y")};
   late.threads[1] = {del(keyAt(1, 3)), del(keyAt(0, 3)), put(keyAt(2, 3), kTwo)};
   all.push_back(late);
-  // A block that was another chain's second refuses no pin, neither free nor taken again.
+  // A block that was another chain's second block refuses no pin, neither when free nor when taken
+  // again.
   late.name = "late pins, on a block that came second";
   late.threads[1] = {del(keyAt(0, 3)), del(keyAt(1, 3)), put(keyAt(2, 3), kTwo), del(keyAt(2, 3)),
                      put(keyAt(1, 3), kTwo)};
@@ -524,7 +528,7 @@ std::vector<Scenario> scenarios() {
   return all;
 }
 
-// Keys that start at different slots, so that none of them can come to stand twice.
+// The keys start at different slots, so that none of them can get into two slots.
 Scenario randomScenario(u32 seed) {
   std::mt19937 engine(seed);
   const auto dice = [&](u32 below) { return static_cast<u32>(engine() % below); };

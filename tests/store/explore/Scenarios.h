@@ -15,7 +15,7 @@ struct Scenario {
   std::uint32_t b = 8;
   std::vector<Action> setup;
   std::vector<std::vector<Action>> threads;
-  enum Kind { Threads, Leave, Replace, Meet } kind = Threads;  // the others: of attaching, closing
+  enum Kind { Threads, Leave, Replace, Meet } kind = Threads;  // the others open and close stores
   std::uint64_t versions = 0;  // where the counter of versions begins; 0: as in a new region
   bool isDeep = false;         // worth one preemption more than the others
   bool isKilled = false;       // the first thread, at any of its steps

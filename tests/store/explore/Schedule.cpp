@@ -37,7 +37,7 @@ struct Run {
   std::uint64_t steps = 0;
   std::chrono::nanoseconds time{0};
   bool overslept = false;
-  int stall = 0;  // naps that the others still stand still for
+  int stall = 0;  // naps for which the others still do nothing
   bool traced = false;
   std::vector<Choice> trail;
   std::size_t at = 0;  // the next choice
@@ -67,7 +67,7 @@ void enter() {
   self.isDone = true;
 }
 
-// The threads other than the running one that can go on.
+// The threads that can go on, other than the running one.
 class Others {
  public:
   Others() {
@@ -176,7 +176,7 @@ void sleep() {
     --r.stall;
     return;
   }
-  // To wake up before the others have gone on means that they stood still for so long.
+  // A thread that wakes up before the others have gone on means that they did nothing for so long.
   const std::size_t taken = pick(able.size() + (r.budget > 0 ? 1 : 0));
   if (taken < able.size()) return switchTo(able[taken]);
   --r.budget;

@@ -8,8 +8,8 @@
 // again.
 //
 // Time is the explorer's, too: it moves on by kNap whenever a thread sleeps, and at no other time.
-// That a thread wakes up before the others have gone on costs a preemption, and they may then stand
-// still for as long as it waits for anything.
+// It costs a preemption if a thread wakes up before the others have gone on, and the others may
+// then do nothing for as long as the thread waits for anything.
 #pragma once
 
 #include <chrono>
@@ -28,13 +28,13 @@ constexpr std::chrono::milliseconds kNap{25};
 // Unwinds a thread that is killed.
 struct Killed {};
 
-// What a step does: `what` and the address that it touches, for the trace.
+// Makes a step. `what` and the address that it touches are for the trace.
 void step(const char* what, const void* address);
 
 // A choice among `options` within a step. 0 is free, any other costs a preemption.
 std::size_t choose(std::size_t options);
 
-// Gives way to the others, and lets time pass.
+// Lets the others go on, and lets time pass.
 void sleep();
 std::chrono::nanoseconds now();
 
@@ -44,10 +44,10 @@ int current();
 // Steps of the present run so far.
 std::uint64_t steps();
 
-// Whether a sleep has ever ended while other threads still had something to do.
+// Returns whether a sleep has ever ended while other threads still had something to do.
 bool anyoneOverslept();
 
-// Writes a line of the trace, if this run is traced.
+// Returns whether this run is traced.
 bool isTraced();
 void trace(const std::string& line);
 void traceValue(std::uint64_t bits);
@@ -60,11 +60,11 @@ struct Program {
   int victim = -1;  // a thread that may be killed at any of its steps, or -1
 };
 
-// Runs the program under the present choices, and the free one after them.
+// Runs the program under the present choices, and with the free choice at every later step.
 void runOnce(const Program& program, int preemptions);
 
-// To the next schedule: the last choice that has another option takes it, and those after it begin
-// again. False: that was the last one, and the choices are empty again.
+// Goes on to the next schedule: the last choice that has another option takes it, and those after
+// it begin again. False: there is no next schedule, and the choices are empty again.
 bool advance();
 
 // The choices of the last run, without the free ones at its end, and those of the next run.
@@ -72,7 +72,7 @@ Choices choices();
 void setChoices(const Choices& taken);
 void setTraced(bool traced);
 
-// Why the last run didn't come to an end, or "".
+// Says why the last run didn't come to an end, or "".
 const std::string& fault();
 
 }  // namespace explore

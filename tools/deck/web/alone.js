@@ -1,12 +1,14 @@
-// The view of a single deck, for a screen that serves as a panel. The address names the deck, so
-// that it can be kept: "#only=DEVICE".
+// Shows a single deck, for a screen that serves as a panel. The address names the deck,
+// "#only=DEVICE", so that it can be kept as a bookmark.
 import { part } from "./dom.js";
 
 const kStart = "#only=";
 
-// Undefined: all are on show.
+// The device that the address names. Undefined: all are shown.
 const wantedDevice = () =>
-  location.hash.startsWith(kStart) ? decodeURIComponent(location.hash.slice(kStart.length)) : undefined;
+  location.hash.startsWith(kStart)
+    ? decodeURIComponent(location.hash.slice(kStart.length))
+    : undefined;
 
 // Shows a deck alone. Where the browser can't fill the screen, it fills the window.
 export function showAlone(device) {
@@ -24,7 +26,7 @@ function leave() {
   document.querySelector(`[data-device="${CSS.escape(device)}"] .alone`)?.focus();
 }
 
-// Marks the deck that the address asks for. If that one isn't there, all stay on show.
+// Marks the deck that the address names. If there is no such deck, all stay on show.
 export function showWanted() {
   const wanted = wantedDevice();
   const decks = [...document.querySelectorAll("[data-device]")];

@@ -1,9 +1,9 @@
-// Moving keys and dials with a mouse, a pen or a finger. On while its button is pressed; keys are
-// dragged then, and not pressed.
+// Lets the user move keys and dials with a mouse, a pen or a finger while the button "Arrange" is
+// on. Keys are dragged then, and not pressed.
 const kDragDistance = 6; // px; less is a click
 
-// Calls `move(context, slot)` for a drop on a place, which may be taken, and `turnTo(context, page)`
-// for one on a page's button; both of the same device.
+// Calls `move(context, slot)` for a drop on a place, which may be taken, and `turnTo(context,
+// page)` for a drop on a page's button. Both are of the context's own device.
 export function watchArranging(decks, button, { move, turnTo }) {
   let isOn = false;
   button.addEventListener("click", () => {
@@ -11,7 +11,7 @@ export function watchArranging(decks, button, { move, turnTo }) {
     button.setAttribute("aria-pressed", `${isOn}`);
     document.body.toggleAttribute("data-arranging", isOn);
   });
-  // Taken on its way down, before a key can feel it as a press.
+  // The event is taken in the capture phase, before a key takes it for a press.
   decks.addEventListener(
     "pointerdown",
     (event) => {

@@ -15,7 +15,7 @@ export class Connection {
     this.#open();
   }
 
-  // Sends one command. Without a connection it is dropped: a press can't be made up for later.
+  // Sends one command. Without a connection it is dropped, because a late press would do harm.
   send(command) {
     if (this.#socket.readyState === WebSocket.OPEN) this.#socket.send(command);
   }

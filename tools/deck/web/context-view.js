@@ -1,4 +1,5 @@
-// The common part of keys and dials on the page: a place, a selection, and passing signs.
+// The common part of keys and dials on the page: the place, the selection, and the signs that
+// appear for a moment.
 import { setAttribute } from "./dom.js";
 import { slotOf } from "./places.js";
 

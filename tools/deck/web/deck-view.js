@@ -1,4 +1,4 @@
-// A device with the page that it shows.
+// The view of a device with the page that it shows.
 import { DialView } from "./dial.js";
 import { make, makeButton, nameButton, setAttribute, setText } from "./dom.js";
 import { KeyView } from "./key.js";
@@ -107,7 +107,7 @@ export class DeckView {
     return place;
   }
 
-  // Undefined: the device doesn't show it.
+  // The view of a context. Undefined: the device doesn't show it.
   view(id) {
     return this.#views.get(id);
   }

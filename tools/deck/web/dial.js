@@ -1,4 +1,4 @@
-// A dial with its segment of the touch strip.
+// The view of a dial with its segment of the touch strip.
 import { ContextView } from "./context-view.js";
 import { make, makeButton, nameButton, patchSvg, setAttribute, setText } from "./dom.js";
 import { watchKnob } from "./knob.js";
@@ -20,7 +20,7 @@ function measure(text, size, weight) {
 export class DialView extends ContextView {
   #picture = document.createElementNS("http://www.w3.org/2000/svg", "svg");
   #missing = make("span", { class: "missing" });
-  #words = make("span", { class: "hidden" }); // of the strip, for those who can't see it
+  #words = make("span", { class: "hidden" }); // the strip's words, for users who can't see it
   #strip = make("button", { type: "button", class: "strip" });
   #knob = make("button", { type: "button", class: "knob", "aria-describedby": "dial-hint" });
   #left;
@@ -71,7 +71,7 @@ export class DialView extends ContextView {
     setText(this.#words, `Strip of ${this.name}${text ? `: ${text}` : ""}`);
   }
 
-  // The faults that the author of a layout should know of.
+  // The faults of the layout, for its author.
   get notes() {
     const layout = this.#layoutPath ? [`Layout: ${this.#layoutPath}`] : [];
     return [...layout, ...this.#problems];

@@ -1,4 +1,4 @@
-// Finding, making and changing elements.
+// Finds, makes and changes elements.
 
 export const part = (id) => document.getElementById(id);
 
@@ -9,7 +9,7 @@ export function make(tag, attributes = {}, ...children) {
   return element;
 }
 
-// `name` is read to users who can't see the text, and shown to those who point at it.
+// Makes a button. `name` is read to users who can't see `text`, and shown to those who point at it.
 export function makeButton(text, name, act) {
   const button = make("button", { type: "button" }, text);
   button.addEventListener("click", act);
@@ -22,7 +22,8 @@ export function nameButton(button, name) {
   setAttribute(button, "title", name);
 }
 
-// Setting an unchanged value would still cost a style calculation, or a picture's decoding.
+// Sets an attribute if it has another value: to set the same again would cost a style calculation,
+// or the decoding of a picture.
 export function setAttribute(element, name, value) {
   if (element.getAttribute(name) !== value) element.setAttribute(name, value);
 }
@@ -33,8 +34,8 @@ export function setText(element, text) {
 
 const kSvg = "http://www.w3.org/2000/svg";
 
-// Makes `parent` hold the elements that are described as {tag, attributes, children}. Elements that
-// fit are kept, so that a picture that stays isn't loaded again.
+// Makes `parent` hold the elements that are described as {tag, attributes, children}. An element
+// whose tag fits is kept and changed, so that an unchanged picture isn't loaded again.
 export function patchSvg(parent, descriptions) {
   descriptions.forEach((description, index) => {
     let element = parent.childNodes[index];

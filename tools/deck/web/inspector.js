@@ -1,8 +1,9 @@
-// The panel beside the selected place. It plays the property inspector, and moves things.
+// The panel beside the selected place. It plays the property inspector, and places, moves and
+// removes keys and dials.
 import { make, part, setText } from "./dom.js";
 import { describeSlot, isDial, kindOf, parseSlot } from "./places.js";
 
-// The bundle's list of names. Another bundle has none.
+// Loads the bundle's list of names, which another bundle may not have.
 const kNone = { key: [], dial: [] };
 await import("./bundle/inspector/names.js").catch(() => {});
 const offeredNames = (kind) => globalThis.namesOfPanels?.(kind) ?? [];
@@ -52,7 +53,7 @@ export class Inspector {
     }
     this.#describe(device);
     if (isOther) this.#isEdited = false;
-    // A half-typed name stays, whatever another page does.
+    // A half-typed name isn't replaced when another page changes something.
     if (!this.#isEdited) part("key-name").value = context?.keyName ?? "";
     if (context && isOther) this.#offerMove(device);
   }

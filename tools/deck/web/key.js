@@ -1,4 +1,4 @@
-// A key: an image with a title over it, that can be pressed and held.
+// The view of a key: an image with a title over it, which can be pressed and held.
 import { ContextView } from "./context-view.js";
 import { make, setAttribute, setText } from "./dom.js";
 import { describeSlot } from "./places.js";
@@ -24,7 +24,7 @@ export class KeyView extends ContextView {
     this.show(context.face);
   }
 
-  // Null: the plug-in has yet to say what is on the key. Users who can't see the picture are told
+  // Shows a face; null if the plug-in hasn't sent one yet. Users who can't see the picture are told
   // the title, which gives the key's state in words.
   show(face) {
     const image = face?.image ?? "";

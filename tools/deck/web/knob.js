@@ -1,9 +1,9 @@
-// The gestures on a knob: a press, a turn by dragging round it, by the wheel or by the arrow keys,
-// and a turn while it is held down.
+// Recognises the gestures on a knob: a press, a turn by dragging round it, by the wheel or by the
+// arrow keys, and a turn while it is held down.
 import { Turning, Wheel } from "./turning.js";
 
 const kDragDistance = 6; // px; less is a press
-const kHoldTime = 300; // ms; one that rests for so long is pressed, and may then be turned
+const kHoldTime = 300; // ms; a pointer that rests for so long presses, and may then turn
 const kKeyTicks = { ArrowRight: 1, ArrowUp: 1, ArrowLeft: -1, ArrowDown: -1 };
 
 const isPressKey = (event) => event.key === "Enter" || event.key === " ";
@@ -22,7 +22,7 @@ export function watchKnob(element, actions) {
     },
     { passive: false },
   );
-  // A resting finger would open the context menu.
+  // Without this a resting finger would open the context menu.
   element.addEventListener("contextmenu", (event) => event.preventDefault());
 }
 
@@ -37,7 +37,7 @@ function makePress(element, { down, up }) {
   return { begin: () => set(true, down), end: () => set(false, up) };
 }
 
-// A pointer that goes down may press or turn: it presses when it has rested for a while, or when it
+// A pointer that goes down may press or turn. It presses when it has rested for a while, or when it
 // is lifted at the same place.
 function watchPointer(element, press, turn) {
   let drag = null; // {id, start, turning, isTurning, timer}

@@ -10,7 +10,7 @@ export class LogView {
   #rows = []; // {line, element}
   #waiting = [];
   #isPaused = false;
-  #frame = null;
+  #isDue = false;
   #list = part("log-lines");
 
   constructor() {
@@ -20,7 +20,7 @@ export class LogView {
     this.#watchFold();
   }
 
-  // Open where there is room for it, unless it was folded or opened by hand.
+  // Opens the log where there is room for it, unless the user has folded or opened it before.
   #watchFold() {
     const kept = readSetting(kFoldKey);
     const fold = (isOpen) => {
@@ -44,12 +44,13 @@ export class LogView {
 
   add(lines) {
     this.#waiting = [...this.#waiting, ...lines].slice(-kKeptLines);
-    // Lines come in crowds, and each would cost a layout of the list.
-    this.#frame ??= requestAnimationFrame(() => this.#show());
+    // Many lines come at once, and to show each alone would cost a layout of the list.
+    if (!this.#isDue) requestAnimationFrame(() => this.#show());
+    this.#isDue = true;
   }
 
   #show() {
-    this.#frame = null;
+    this.#isDue = false;
     setText(part("log-pause"), this.#isPaused ? `Go on (${this.#waiting.length})` : "Pause");
     if (this.#isPaused) return;
     const rows = this.#waiting.map((line) => ({ line, element: makeRow(line) }));
@@ -81,7 +82,7 @@ export class LogView {
   }
 }
 
-// A browser may be set to keep nothing.
+// Returns null also if the browser is set to keep nothing.
 function readSetting(key) {
   try {
     return localStorage.getItem(key);
@@ -94,11 +95,12 @@ function keepSetting(key, value) {
   try {
     localStorage.setItem(key, value);
   } catch {
-    // it then looks as it does at first
+    // a browser that keeps nothing shows the log as at the first visit
   }
 }
 
-// One line, which opens to show all of its text. A long one was cut, and isn't JSON any more.
+// Makes one line, which opens to show all of its text. A long text was cut, and isn't JSON any
+// more.
 function makeRow({ time, from, text }) {
   const [, event] = /"event":"([^"]*)"/.exec(text) ?? [];
   const [, context] = /"context":"([^"]*)"/.exec(text) ?? [];
@@ -114,7 +116,7 @@ function makeRow({ time, from, text }) {
   return make("details", { class: "line", "data-from": from }, summary, make("pre", {}, text));
 }
 
-// The payload: the rest says no more than the event's name and context.
+// The payload of a frame, because the rest only names the event and the context.
 function gistOf(text) {
   const [, payload] = /"payload":(.*?)\}?$/.exec(text) ?? [];
   return payload ?? "";

@@ -1,17 +1,16 @@
-// The page: passes the program's news on to the devices, the inspector and the log, and the user's
-// actions on them back as commands.
+// The page. It passes the program's news on to the devices, the inspector and the log, and sends
+// the user's actions back as commands.
 import { showAlone, showWanted, watchAlone } from "./alone.js";
 import { watchArranging } from "./arrange.js";
 import { Connection } from "./connection.js";
 import { DeckView } from "./deck-view.js";
 import { part, setText } from "./dom.js";
 import { Inspector, trainersNames } from "./inspector.js";
-import { describeLink } from "./lights.js";
+import { Lights } from "./lights.js";
 import { LogView } from "./log-view.js";
 import { inPageOrder, isDial, kindOf, parseSlot, slotOf, slotsOf } from "./places.js";
 
 const kToastTime = 5000; // ms
-const kLightPause = 1000; // ms; times are told in seconds
 
 let devices = [];
 let contexts = [];
@@ -34,15 +33,15 @@ const kNews = {
   state: ({ state }) => showState(state),
   face: ({ context, face }) => showFace(context, face),
   sign: ({ context, sign }) => showSign(context, sign),
-  link: (news) => showLink(news),
+  link: (news) => lights.showLink(news),
   log: ({ lines }) => log.add(lines),
   refused: ({ text }) => showToast(text),
 };
 
 function showState(state) {
   ({ devices, contexts } = state);
-  showLight(part("plugin-light"), state.plugin, `Plug-in: ${state.plugin ? "connected" : "gone"}`);
-  showLink(state);
+  lights.showPlugin(state.plugin);
+  lights.showLink(state);
   part("no-device").hidden = devices.length > 0;
   part("dial-press").value = state.dialPress;
   const blank = state.stateImage ? `url("bundle/${state.stateImage}")` : "none";
@@ -56,7 +55,7 @@ function showState(state) {
 function showDecks() {
   for (const [id, deck] of decks) {
     if (!findDevice(id)) {
-      deck.element.remove(); // another program serves this page now
+      deck.element.remove(); // the program was started again and has other devices
       decks.delete(id);
     }
   }
@@ -76,7 +75,8 @@ function viewOf(id) {
   return decks.get(findContext(id)?.device)?.view(id);
 }
 
-// A title on a dial comes as ten faces in a row. They are drawn when the screen is.
+// A title on a dial comes as ten faces in a row. Faces are drawn with the next frame of the screen,
+// only the last of each.
 const dueFaces = new Set();
 
 function showFace(id, face) {
@@ -106,36 +106,9 @@ function showToast(text) {
   toastTimer = setTimeout(() => setText(part("toast"), ""), kToastTime);
 }
 
-// The link, and by how much the program's clock is ahead of the browser's.
-let link = { state: "unknown", since: 0 };
-let clockOffset = 0;
-
-const browserTime = () => performance.now() / 1000;
-
-function showLink(news) {
-  const before = describeLink(link, 0).state;
-  link = news.link;
-  clockOffset = news.time - browserTime();
-  showLinkLight();
-  const { state } = describeLink(link, 0);
-  if (state !== before) setText(part("spoken"), state);
-}
-
-function showLinkLight() {
-  const { text, isGood } = describeLink(link, browserTime() + clockOffset);
-  showLight(part("link-light"), isGood, text);
-}
-
-setInterval(showLinkLight, kLightPause);
-
-function showLight(light, isGood, text) {
-  light.toggleAttribute("data-good", isGood);
-  setText(light, text);
-}
-
 // The selected place.
 
-// The selected context may have moved, or gone, or come to an empty place.
+// Updates the selection: its context may have moved or gone, or one has come to its empty place.
 function followSelection() {
   if (!selection) return;
   const context =
@@ -208,7 +181,7 @@ function move(id, page, column, row) {
   send(`move ${id} ${page} ${column} ${row}`);
 }
 
-// To the same place on another page, or to the first that is free there.
+// Moves a context to the same place on another page, or to the first free one there.
 function moveToPage(id, page) {
   const context = findContext(id);
   const slots = [slotOf(context), ...slotsOf(findDevice(context.device))];
@@ -221,6 +194,8 @@ function moveToPage(id, page) {
 }
 
 const panel = { send, select, selectPlace, fill, showAlone };
+
+const lights = new Lights();
 
 const log = new LogView();
 
@@ -236,14 +211,11 @@ const connection = new Connection({
   opened: () => {
     log.clear();
     document.body.removeAttribute("data-lost");
-    showLight(part("page-light"), true, "Page: live");
+    lights.opened();
   },
   lost: () => {
     document.body.setAttribute("data-lost", "");
-    showLight(part("page-light"), false, "Page: connection lost, trying again");
-    showLight(part("plugin-light"), false, "Plug-in: unknown");
-    link = { state: "unknown", since: 0 };
-    showLinkLight();
+    lights.lost();
   },
 });
 

@@ -1,4 +1,4 @@
-// Places of keys and dials: "key:COLUMN,ROW" and "dial:COLUMN", counted from 0, are their names.
+// Names of places: "key:COLUMN,ROW" and "dial:COLUMN", counted from 0.
 
 export const isDial = (context) => context.controller === "Encoder";
 
@@ -22,7 +22,7 @@ export function slotsOf(device) {
   return slots;
 }
 
-// In words, counted from 1.
+// Describes a place in words, counted from 1.
 export function describeSlot(slot) {
   const { controller, column, row } = parseSlot(slot);
   return controller === "Encoder" ? `column ${column + 1}` : `column ${column + 1}, row ${row + 1}`;
@@ -30,8 +30,8 @@ export function describeSlot(slot) {
 
 export const kindOf = (slot) => (slot.startsWith("dial") ? "dial" : "key");
 
-// The devices with dials come first: there is the most to see on them. The others follow in the
-// order in which they were plugged in.
+// Orders the devices for the page: those with dials come first, because there is the most to see on
+// them, and the others follow in the order in which they were plugged in.
 export function inPageOrder(devices) {
   const withDials = devices.filter((device) => device.dials > 0);
   return [...withDials, ...devices.filter((device) => device.dials === 0)];

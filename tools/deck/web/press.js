@@ -1,4 +1,4 @@
-// A press by mouse, pen, finger or keyboard, from its beginning to its end.
+// Recognises a press by mouse, pen, finger or keyboard, from its beginning to its end.
 
 const kTouchPause = 120; // ms; a swipe has begun to scroll by then
 const kSwipeDistance = 8; // px
@@ -39,7 +39,8 @@ export function watchPresses(element, { down, up }) {
   element.addEventListener("pointerdown", (event) => {
     if (event.button !== 0) return;
     element.setPointerCapture(event.pointerId);
-    const mayScroll = event.pointerType === "touch" && getComputedStyle(element).touchAction !== "none";
+    const mayScroll =
+      event.pointerType === "touch" && getComputedStyle(element).touchAction !== "none";
     if (mayScroll && !touch) waitForTouch(event);
     else begin(event.pointerId);
   });
@@ -64,6 +65,6 @@ export function watchPresses(element, { down, up }) {
   });
   element.addEventListener("keyup", (event) => isPressKey(event) && end(event.key));
   element.addEventListener("blur", () => end(heldBy));
-  // A resting finger would open the context menu.
+  // Without this a resting finger would open the context menu.
   element.addEventListener("contextmenu", (event) => event.preventDefault());
 }

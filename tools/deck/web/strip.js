@@ -1,6 +1,5 @@
 // Draws a dial's segment of the touch strip: turns a layout and the feedback that fills it into a
 // description of an SVG. This module knows nothing of the page.
-import { parseColor } from "./colors.js";
 
 export const kWidth = 200;
 export const kHeight = 100;
@@ -25,14 +24,18 @@ export function describeStrip(face, { measure, prefix }) {
     .map((item) => filled(item, face.feedback[item.key]))
     .filter((item) => item.enabled !== false)
     .sort((a, b) => numberOr(a.zOrder, 0) - numberOr(b.zOrder, 0));
-  // A title empties all ten lines, also where the layout has fewer: nothing is missing then.
+  // An empty value for an item that the layout lacks is no fault: a title that is short empties the
+  // rest of the ten lines, whatever lines the layout has.
   const strays = Object.keys(face.feedback).filter(
     (key) => face.feedback[key].value !== "" && !items.some((item) => item?.key === key),
   );
   if (strays.length > 0) drawing.problems.push(`Not in the layout: ${strays.join(", ")}`);
   return {
     nodes: shown.map((item, index) => drawItem(item, `${prefix}-${index}`, drawing)),
-    text: shown.filter((item) => item.type === "text" && textOf(item)).map(textOf).join(", "),
+    text: shown
+      .filter((item) => item.type === "text" && textOf(item))
+      .map(textOf)
+      .join(", "),
     problems: drawing.problems,
   };
 }
@@ -46,13 +49,14 @@ function isSound(item, problems) {
   return false;
 }
 
-// Key, type and place of an item can't be changed by feedback.
+// Fills an item with its feedback, which can't change the item's key, type and place.
 function filled(item, given = {}) {
   const { key, type, rect } = item;
   return { ...item, ...given, font: { ...item.font, ...given.font }, key, type, rect };
 }
 
-// An SVG within the SVG has a place of its own and cuts off what doesn't fit into it.
+// Draws an item as an SVG within the SVG, which has a place of its own and cuts off whatever
+// doesn't fit.
 function drawItem(item, id, drawing) {
   const [x, y, width, height] = item.rect;
   const ground = makePaint(item.background, "none", `${id}-ground`, width);
@@ -75,7 +79,7 @@ function drawText(item, { width, height, id }, { measure }) {
   const overflow = item["text-overflow"] ?? "ellipsis";
   const fades = isLong && overflow === "fade";
   const paint = makePaint(item.color, "white", `${id}-text`, width, fades);
-  const anchor = fades ? "start" : kAnchors[item.alignment] ?? "middle";
+  const anchor = fades ? "start" : (kAnchors[item.alignment] ?? "middle");
   const isCut = isLong && overflow === "ellipsis";
   const text = isCut ? shorten(textOf(item), width, widthOf) : textOf(item);
   return [
@@ -112,7 +116,8 @@ function drawPixmap(item, { width, height }, { changed }) {
   return href ? [node("image", { href, width, height })] : [];
 }
 
-// A file may change under the same name: the number makes it another address.
+// The address of a picture. It ends in the revision, because a file may change under the same name,
+// and the browser would show the one that it has kept.
 function pixmapAddress(value, revision) {
   if (value === "" || value.startsWith("data:")) return value;
   if (value.trimStart().startsWith("<")) return `data:image/svg+xml,${encodeURIComponent(value)}`;
@@ -143,7 +148,7 @@ function drawBar(item, box) {
   ];
 }
 
-// The bar has no fill: a triangle below it points at the value.
+// Draws a bar without a fill, with a triangle below it that points at the value.
 function drawMarkedBar(item, box) {
   const barHeight = Math.min(numberOr(item.bar_h, kBarHeight), box.height);
   const shape = outline(item, box.width, barHeight);
@@ -175,7 +180,8 @@ function drawBorder(item, shape) {
   return [node("path", { d: shape, fill: "none", stroke, "stroke-width": border })];
 }
 
-// The path of a bar. Half of the border lies outside of it, so it keeps that far from the edge.
+// The path of a bar. Half of the border lies outside the path, so the path keeps that far from the
+// edge.
 function outline(item, width, height) {
   const edge = numberOr(item.border_w, kBarBorder) / 2;
   const [right, bottom, middle] = [width - edge, height - edge, height / 2];
@@ -209,12 +215,18 @@ function numberOr(value, other) {
   return Number.isFinite(value) ? value : other;
 }
 
-// A fill for a colour, with the gradient that it may need. Fading, the last quarter runs out.
+// Makes a fill for a colour, with the gradient that it may need. With `fades`, the fill fades out
+// in its last quarter.
 function makePaint(text, other, id, width, fades = false) {
   const stops = parseColor(text) ?? [{ offset: 0, color: other }];
   if (stops.length === 1 && !fades) return { fill: stops[0].color, definitions: [] };
   const { color } = stops[0];
-  const used = fades ? [{ offset: 0.75, color }, { offset: 1, color, opacity: 0 }] : stops;
+  const used = fades
+    ? [
+        { offset: 0.75, color },
+        { offset: 1, color, opacity: 0 },
+      ]
+    : stops;
   const gradient = node(
     "linearGradient",
     { id, gradientUnits: "userSpaceOnUse", x1: 0, x2: width, y1: 0, y2: 0 },
@@ -227,4 +239,22 @@ function makePaint(text, other, id, width, fades = false) {
     ),
   );
   return { fill: `url(#${id})`, definitions: [gradient] };
+}
+
+// Reads colours as layouts write them: a name, #rrggbb, or stops "0:#ff0000,0.5:yellow,1:#00ff00".
+const kColor = /^(#([0-9a-f]{3}|[0-9a-f]{6}|[0-9a-f]{8})|[a-z]+)$/i;
+
+// Returns the stops, a single one for a plain colour. Null: the text is no colour.
+export function parseColor(text) {
+  if (typeof text !== "string") return null;
+  const parts = text.split(",").map((part) => part.trim());
+  if (parts.length === 1 && kColor.test(parts[0])) return [{ offset: 0, color: parts[0] }];
+  const stops = parts.map(parseStop);
+  return stops.includes(null) ? null : stops.sort((a, b) => a.offset - b.offset);
+}
+
+function parseStop(text) {
+  const [offset, color] = text.split(":").map((part) => part.trim());
+  const isGood = offset !== "" && offset >= 0 && offset <= 1 && color && kColor.test(color);
+  return isGood ? { offset: Number(offset), color } : null;
 }

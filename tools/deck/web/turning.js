@@ -1,21 +1,22 @@
-// Turns a knob by dragging round it. This module knows nothing of the page.
+// Computes ticks from a pointer that drags round a knob and from the wheel. This module knows
+// nothing of the page.
 
 export const kTickAngle = 15; // degrees
 
-const kDeadRadius = 6; // px; so near to the middle a step says nothing of the angle
+const kDeadRadius = 6; // px; nearer to the middle the angle is too uncertain
 
 // Follows a pointer round a knob's middle, from where it went down.
 export class Turning {
   #middle;
   #angle;
-  #left = 0; // degrees that didn't make a tick yet
+  #left = 0; // degrees that aren't a whole tick yet
 
   constructor(middle, start) {
     this.#middle = middle;
     this.#angle = this.#angleAt(start);
   }
 
-  // The ticks that the way to this point makes, negative to the left. The shorter way round counts.
+  // Returns the ticks of the move to this point, by the shorter way round, negative to the left.
   moveTo(point) {
     const angle = this.#angleAt(point);
     const isKnown = angle !== null && this.#angle !== null;
@@ -27,15 +28,16 @@ export class Turning {
     return ticks;
   }
 
-  // Degrees from the right, clockwise, -180 to 180. Null: it can't be told.
+  // The angle of a point in degrees from the right, clockwise, -180 to 180. Null: the point is too
+  // near to the middle.
   #angleAt({ x, y }) {
     const [dx, dy] = [x - this.#middle.x, y - this.#middle.y];
     return Math.hypot(dx, dy) < kDeadRadius ? null : (Math.atan2(dy, dx) * 180) / Math.PI;
   }
 }
 
-// Makes ticks of a wheel's events. Up is to the right. A touch pad scrolls in many small steps,
-// which are added up.
+// Makes ticks of a wheel's events; up is to the right. The many small steps of a touch pad are
+// added up.
 export class Wheel {
   #gathered = 0;
 

@@ -1,5 +1,5 @@
-// Declares what this program uses of the system log of macOS. The cross compiler's library knows
-// these symbols and lacks only their header; a build on macOS takes the system's own.
+// Declares the parts of the system log of macOS that this program uses. The cross compiler's
+// library has these symbols and lacks only their header; a build on macOS takes the system's own.
 #pragma once
 
 #include <cstdint>
@@ -23,8 +23,8 @@ void _os_log_impl(const void* program, os_log_t log, os_log_type_t type, const c
 constexpr os_log_type_t OS_LOG_TYPE_DEFAULT = 0x00;
 
 // The log keeps a line as its format and its encoded arguments, and joins them only when the line
-// is read: the compiler encodes, and the format lies in a section that the reader knows by name. It
-// isn't a section of literals, since the cross linker would put those among all others.
+// is read: the compiler encodes, and the format is in a section that the reader knows by name. That
+// isn't a section of literals, because the cross linker would merge those with all others.
 #define os_log_with_type(log, type, format, argument)                                            \
   do {                                                                                           \
     static const char os_log_format[] __attribute__((section("__TEXT,__oslogstring"))) = format; \
