@@ -23,7 +23,7 @@ class Values {
   // Forgets all values, because the connection has ended.
   void forget() { reset(entries.size()); }
 
-  void set(std::size_t place, const Value& value) { entries[place] = {State::Known, value}; }
+  void set(std::size_t place, const Value& value);
   void setUnknown(std::size_t place) { entries[place].state = State::Unknown; }
 
   std::size_t size() const { return entries.size(); }

@@ -1,5 +1,7 @@
 #include <sys/stat.h>
 
+#include <fstream>
+
 #include "plugin/ScratchFolders.h"
 #include "tests/plugin/LinkHarness.h"
 
