@@ -32,7 +32,7 @@ int main(int argc, char** argv) {
     if (mode.rfind("turns", 0) == 0) {
       if (message->get_payload().find("dialRotate") == std::string::npos) return;
       for (int i = 0; i < 8; ++i) {
-        // Not from here at once: the library would gather all of them into one write.
+        // A timer sends each, because the library would join eight at once into one write.
         const auto timer = std::make_shared<asio::steady_timer>(client.get_io_service(),
                                                                 i * std::chrono::microseconds(100));
         timer->async_wait([&, handle, timer](const asio::error_code&) {

@@ -165,12 +165,13 @@ constexpr char kTurn[] =
     R"({"event":"dialRotate","context":"C0","device":"D1","payload":{"ticks":1,"pressed":false}})";
 constexpr std::uint64_t kCommands = 8;  // that answer a turn
 
-// A hand turns a dial, and stops. A host that sends soon after it has received delays its
-// acknowledgements from then on, by up to 40 ms, so that they can go with what it sends.
+// The pauses between events while a hand turns a dial, and after it. A host that sends soon after
+// it has received delays its acknowledgements from then on, by up to 40 ms, to join them with an
+// event.
 constexpr std::chrono::milliseconds kWhileTurning{10};
 constexpr std::chrono::milliseconds kAfterTurning{50};
 
-// Waits until there are so many frames or the time is over. The host sends events that mean
+// Waits until there are so many frames or the time is over, while the host sends events that mean
 // nothing.
 void keepSending(Host& host, std::uint64_t wanted, std::chrono::microseconds time,
                  std::chrono::milliseconds between) {

@@ -68,7 +68,7 @@ class PanelView {
   std::string summary() const;
 
  private:
-  // What a context is known to show; an absent member isn't known.
+  // The face that a context is known to show; an absent member isn't known.
   struct Shown {
     std::optional<std::string> layout;
     std::optional<std::uint32_t> picture;

@@ -106,8 +106,8 @@ class Birth {
   }
 
  private:
-  // The sockets of a library may lack the mark for exec. One that listens would hold its port for as
-  // long as the child lives.
+  // Closes all descriptors but the standard ones in the child, because a library's sockets may not
+  // be closed at exec, and one that listens would hold its port for as long as the child lives.
   void closeOthers() {
 #ifdef __linux__
     require(posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1), "posix_spawn");
