@@ -76,7 +76,7 @@ class SharedMem {
   u64 size = 0;             // bytes
   bool owner = false;       // this process has to initialise the region
   char path[256] = {};      // NUL-terminated
-  int systemError = 0;      // errno of the first step of AllocAnon that failed; 0: none did
+  int systemError = 0;      // errno of the first step of opening that failed; 0: none did
 
  private:
   // Looks the mapped file up by its path. False if it has gone or another took its place.

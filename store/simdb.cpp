@@ -82,7 +82,11 @@ simdb_error simdb::create(u64 wantedSize, u64 wantedCount) {
   if (state != RegionState::Unfinished) return SIMDB_OK;
   if (!isAddressable(wantedSize, wantedCount)) return SIMDB_MAP_FAILED;
   const u64 bytes = regionSize(wantedSize, wantedCount);
-  if (!lock.grow(bytes) || !mem.extend(bytes)) return SIMDB_RESIZE_FAILED;
+  if (!lock.grow(bytes)) {
+    mem.systemError = errno;
+    return SIMDB_RESIZE_FAILED;
+  }
+  if (!mem.extend(bytes)) return SIMDB_RESIZE_FAILED;
   initialise(wantedSize, wantedCount);
   return SIMDB_OK;
 }

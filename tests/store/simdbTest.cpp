@@ -6,6 +6,9 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
 #include <future>
 #include <map>
 #include <set>
@@ -175,6 +178,16 @@ TEST(simdb, WhatCannotBeOpenedSaysWhy) {
   const TestRegion nonsense;
   nonsense.create(std::string(700, '\xA5'));
   EXPECT_THAT(simdb(nonsense.name(), 64, 5, false).openFault(), EndsWith("content is no store's"));
+  TestRegion empty;
+  empty.create("");
+  const int end = endOf(startProcess([&empty] {
+    (void)signal(SIGXFSZ, SIG_IGN);
+    const rlimit none{0, 0};
+    setrlimit(RLIMIT_FSIZE, &none);
+    const std::string fault = simdb(empty.name(), 64, 5, false).openFault();
+    return fault.find(std::strerror(EFBIG)) != std::string::npos ? 0 : 1;
+  }));
+  EXPECT_EQ(end, 0) << "another's file that can't be lengthened";
   const TestRegion wraps;
   EXPECT_EQ(simdb(wraps.name(), 65536, 65536, false).openError(), SIMDB_MAP_FAILED);
 }

@@ -16,16 +16,13 @@ using testing::HasSubstr;
 
 namespace {
 
-constexpr char kTo[] = "ToXPlane";
-constexpr char kFrom[] = "FromXPlane";
-
 Process process(pid_t pid, const char* program, Hold hold = Hold::ThisFile) {
   Process made;
   made.pid = pid;
   made.program = program;
   made.user = "anna";
   made.since = 1000;
-  made.holds = {{kTo, hold}, {kFrom, hold}};
+  made.holds = {{kToSimulator, hold}, {kToPanel, hold}};
   return made;
 }
 
@@ -41,8 +38,8 @@ class VerdictTest : public testing::Test {
  protected:
   VerdictTest() {
     facts.now = 2000;
-    facts.toSimulator.name = kTo;
-    facts.toPanel.name = kFrom;
+    facts.toSimulator.name = kToSimulator;
+    facts.toPanel.name = kToPanel;
     for (StoreFacts* store : {&facts.toSimulator, &facts.toPanel}) {
       store->file = {StoreFile::Kind::Ready, "anna"};
       store->audit = emptyStore();
@@ -106,11 +103,17 @@ TEST_F(VerdictTest, ASideThatHasAnotherFileHasNoPeer) {
   facts.processes.found.insert(facts.processes.found.begin() + 1,
                                process(6, "/bundle/velomar", Hold::OtherFile));
   EXPECT_EQ(code(), "well") << "a panel elsewhere does no harm";
+  simulator().holds["another store"] = Hold::OtherFile;
+  EXPECT_EQ(code(), "well") << "nor does a store that isn't the panel's";
+  Facts others;
+  others.processes.found = {process(9, "/bin/other")};
+  others.processes.found.front().holds = {{"another store", Hold::ThisFile}};
+  EXPECT_THAT(textOf(others), HasSubstr("user of other stores: /bin/other"));
   panel() = process(7, "/bundle/velomar", Hold::OtherFile);
   EXPECT_EQ(code(), "no-panel");
   EXPECT_THAT(judge(facts).words, HasSubstr("velomar (pid 7"));
-  panel().holds[kTo] = Hold::ThisFile;
-  panel().holds[kFrom] = Hold::RemovedFile;
+  panel().holds[kToSimulator] = Hold::ThisFile;
+  panel().holds[kToPanel] = Hold::RemovedFile;
   EXPECT_EQ(code(), "panel-without-store");
   panel().holds.clear();
   EXPECT_EQ(code(), "panel-without-store");
@@ -121,7 +124,7 @@ TEST_F(VerdictTest, ASideThatHasAnotherFileHasNoPeer) {
 TEST_F(VerdictTest, ASideThatTakesNothingIsNamedWithTheWaitingMessages) {
   letWait(3);
   EXPECT_EQ(code(), "not-taken");
-  EXPECT_THAT(judge(facts).words, HasSubstr("for 4 s"));
+  EXPECT_THAT(judge(facts).words, HasSubstr("for at least 4 s"));
   EXPECT_THAT(judge(facts).words, HasSubstr("3 messages wait"));
   facts.toPanel.sinceWritten = std::chrono::seconds(5);
   EXPECT_EQ(code(), "simulator-hangs") << "written before it stopped taking";

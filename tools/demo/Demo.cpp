@@ -305,7 +305,7 @@ class Demo {
 std::string usersOfStores() {
   std::string users;
   for (const Process& process : findProcesses().found) {
-    if (!process.has("ToXPlane") && !process.has("FromXPlane")) continue;
+    if (!process.has(kToSimulator) && !process.has(kToPanel)) continue;
     users += "  " + process.program + " (pid " + std::to_string(process.pid) + ", user " +
              process.user + ")\n";
   }

@@ -2,11 +2,16 @@
 
 #include <pwd.h>
 
+#include <algorithm>
 #include <filesystem>
 
 namespace {
 
 constexpr char kFilePrefix[] = "simdb_";
+
+bool isPanels(const std::string& store) {
+  return store == kToSimulator || store == kToPanel;
+}
 
 }  // namespace
 
@@ -18,6 +23,17 @@ bool Process::isPanel() const {
 bool Process::has(const std::string& store) const {
   const auto found = holds.find(store);
   return found != holds.end() && found->second == Hold::ThisFile;
+}
+
+bool Process::isOfLink() const {
+  return std::any_of(holds.begin(), holds.end(),
+                     [](const auto& hold) { return isPanels(hold.first); });
+}
+
+bool Process::isElsewhere() const {
+  return std::any_of(holds.begin(), holds.end(), [](const auto& hold) {
+    return isPanels(hold.first) && hold.second == Hold::OtherFile;
+  });
 }
 
 // On macOS /var is a link to /private/var, and a path of a mapping comes with all links resolved.

@@ -11,6 +11,10 @@
 #include <string>
 #include <vector>
 
+// The panel's two stores.
+constexpr char kToSimulator[] = "ToXPlane";
+constexpr char kToPanel[] = "FromXPlane";
+
 // The file of a store's name that a process maps.
 enum class Hold {
   ThisFile,     // the file that a process would open now
@@ -28,6 +32,8 @@ struct Process {
 
   bool isPanel() const;
   bool has(const std::string& store) const;  // maps its present file
+  bool isOfLink() const;                     // maps a file of one of the panel's two stores
+  bool isElsewhere() const;                  // maps one of them as a sandbox sees it
 };
 
 struct Processes {

@@ -52,7 +52,8 @@ const char* kindOf(StoreFile::Kind kind) {
 }
 
 const char* roleOf(const Process& process) {
-  return process.isPanel() ? "panel" : "simulator's side";
+  if (process.isPanel()) return "panel";
+  return process.isOfLink() ? "simulator's side" : "user of other stores";
 }
 
 const char* textOf(Hold hold) {

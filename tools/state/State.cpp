@@ -20,9 +20,6 @@ using nlohmann::json;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-constexpr char kToSimulator[] = "ToXPlane";
-constexpr char kToPanel[] = "FromXPlane";
-
 constexpr milliseconds kBetweenGlances{100};
 constexpr milliseconds kBetweenVerdicts{500};
 

@@ -27,8 +27,9 @@ std::string namesOf(const Group& group) {
   return names;
 }
 
-std::string seconds(std::chrono::duration<double> time) {
-  return std::to_string(std::lround(time.count())) + " s";
+// Of something that was so already when we first looked.
+std::string atLeast(std::chrono::duration<double> time) {
+  return "at least " + std::to_string(std::lround(time.count())) + " s";
 }
 
 std::string pathOf(const StoreFacts& store) {
@@ -44,13 +45,11 @@ class Judge {
  public:
   explicit Judge(const Facts& known) : facts(known) {
     for (const Process& process : known.processes.found) {
-      const bool isPartner = process.holds.count(known.toSimulator.name) != 0 ||
-                             process.holds.count(known.toPanel.name) != 0;
-      if (isElsewhere(process)) {
+      if (process.isElsewhere()) {
         (process.isPanel() ? farPanels : farOthers).push_back(&process);
       } else if (process.isPanel()) {
         panels.push_back(&process);
-      } else if (isPartner) {
+      } else if (process.isOfLink()) {
         others.push_back(&process);
       }
     }
@@ -190,7 +189,7 @@ class Judge {
 
   Found simulatorTakesNothing() const {
     if (facts.toSimulator.waits < kPatience) return {};
-    const std::string since = " has taken nothing for " + seconds(facts.toSimulator.waits);
+    const std::string since = " has taken nothing for " + atLeast(facts.toSimulator.waits);
     // Only a write since it stopped taking proves that it lives.
     if (facts.toPanel.sinceWritten < facts.toSimulator.waits) {
       return Verdict{
@@ -207,7 +206,7 @@ class Judge {
     if (isStarting()) return starting();
     return Verdict{
         "panel-hangs",
-        nameOf(*panels.front()) + " has taken nothing for " + seconds(facts.toPanel.waits) + ".",
+        nameOf(*panels.front()) + " has taken nothing for " + atLeast(facts.toPanel.waits) + ".",
         "It pauses for 5 s after a message that it can't read, and its log says so. If "
         "it stays so, restart the Stream Deck application."};
   }
@@ -246,11 +245,6 @@ class Judge {
 
   static Verdict starting() {
     return {"starting", "The panel has just started, and says nothing for its first 5 s.", "Wait."};
-  }
-
-  static bool isElsewhere(const Process& process) {
-    return std::any_of(process.holds.begin(), process.holds.end(),
-                       [](const auto& hold) { return hold.second == Hold::OtherFile; });
   }
 
   std::string whatWaits() const {
