@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -18,15 +19,31 @@ std::string contentOf(int descriptor) {
   return count > 0 ? std::string(text, static_cast<std::size_t>(count)) : "another one";
 }
 
-}  // namespace
-
-InstanceLock::InstanceLock(const std::filesystem::path& file)
-    : descriptor(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600)) {
+int lock(const std::filesystem::path& file) {
+  const int descriptor = open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
   if (descriptor < 0) throw std::runtime_error(file.string() + ": " + std::strerror(errno));
   if (flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
     const std::string owner = contentOf(descriptor);
     close(descriptor);
     throw std::runtime_error("velomar-bridge runs already: " + owner);
+  }
+  return descriptor;
+}
+
+bool isNamed(int descriptor, const std::filesystem::path& file) {
+  struct stat own {};
+  struct stat named {};
+  return fstat(descriptor, &own) == 0 && lstat(file.c_str(), &named) == 0 &&
+         own.st_dev == named.st_dev && own.st_ino == named.st_ino;
+}
+
+}  // namespace
+
+InstanceLock::InstanceLock(const std::filesystem::path& path) : file(path), descriptor(lock(path)) {
+  // The bridge that had the lock before us may have removed the file after we had opened it.
+  while (!isNamed(descriptor, file)) {
+    close(descriptor);
+    descriptor = lock(file);
   }
   const std::string own = "process " + std::to_string(getpid());
   // A failure here leaves the file without its holder's name, and the lock is as good.
@@ -35,6 +52,8 @@ InstanceLock::InstanceLock(const std::filesystem::path& file)
 }
 
 InstanceLock::~InstanceLock() {
+  // A file that stayed would be in another user's way.
+  if (isNamed(descriptor, file)) (void)unlink(file.c_str());
   close(descriptor);
 }
 

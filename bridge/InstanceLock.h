@@ -8,15 +8,16 @@ namespace bridge {
 
 class InstanceLock {
  public:
-  // Takes the lock in a file, and gives it back with the object or at the process's end. Throws
-  // std::runtime_error that says who has it, or what is wrong with the file.
-  explicit InstanceLock(const std::filesystem::path& file);
+  // Takes the lock in a file, and gives it back with the object, which removes the file, or at the
+  // process's end. Throws std::runtime_error that says who has it, or what is wrong with the file.
+  explicit InstanceLock(const std::filesystem::path& path);
   ~InstanceLock();
 
   InstanceLock(const InstanceLock&) = delete;
   InstanceLock& operator=(const InstanceLock&) = delete;
 
  private:
+  const std::filesystem::path file;
   int descriptor;
 };
 

@@ -53,7 +53,7 @@ TEST_F(DemoTest, EndsAtOnceWithTheReasonWhenOneOfTheThreeDoes) {
   std::filesystem::create_directory(home.region("FromXPlane"));
   const auto demo = start("");
   EXPECT_TRUE(demo->waitForLine("The simulator has ended, with code 1", kPatience));
-  EXPECT_TRUE(demo->waitForLine("can't open the store FromXPlane", kPatience));
+  EXPECT_TRUE(demo->waitForLine("/simdb_FromXPlane: Is a directory", kPatience));
   EXPECT_EQ(demo->waitForEnd(kPatience), 1);
 }
 
@@ -64,6 +64,7 @@ TEST_F(DemoTest, TheEndOfItsTerminalEndsAllThree) {
   EXPECT_TRUE(demo->waitForEnd(kPatience));
   EXPECT_TRUE(demo->waitForLine("All three have ended.", kPatience));
   EXPECT_FALSE(std::filesystem::exists(home.region("ToXPlane")));
+  EXPECT_FALSE(std::filesystem::exists("/var/tmp/velomar-bridge.lock"));
 }
 
 }  // namespace

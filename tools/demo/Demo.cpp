@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -30,8 +31,8 @@ constexpr seconds kLinkPatience{20};
 constexpr seconds kPressPatience{5};
 constexpr seconds kEndPatience{25};
 constexpr milliseconds kTick{100};
-constexpr std::size_t kLastWords = 4;  // lines of a child that are shown when something fails
-constexpr std::size_t kLastWordsLength = 69;
+constexpr std::size_t kLastWords = 4;     // lines of a child that are shown when something fails
+constexpr std::size_t kFrameLength = 69;  // of one that is shown then
 
 // The command that starts the simulator's side.
 std::vector<std::string> simulatorCommand(const fs::path& build) {
@@ -105,7 +106,9 @@ class Actor {
   void showLastWords() const {
     const auto lines = process.lines();
     const std::size_t from = lines.size() - std::min(lines.size(), kLastWords);
-    for (std::size_t i = from; i < lines.size(); ++i) show(name, lines[i], kLastWordsLength);
+    for (std::size_t i = from; i < lines.size(); ++i) {
+      show(name, lines[i], hasTime(lines[i]) ? kFrameLength : lines[i].size());
+    }
   }
 
   const char* const name;
@@ -116,6 +119,12 @@ class Actor {
     std::string text = role;
     text.resize(std::max<std::size_t>(text.size() + 1, 10), ' ');
     Output::plain(text + line.substr(0, length));
+  }
+
+  // The programs' own lines begin with the time, what they say of an error doesn't.
+  static bool hasTime(const std::string& line) {
+    const auto at = line.find_first_not_of(' ');
+    return at != std::string::npos && std::isdigit(static_cast<unsigned char>(line[at])) != 0;
   }
 
   // The answer to a typed command in one of the deck's lines, of which two kinds are answers.
