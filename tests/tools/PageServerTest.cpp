@@ -16,6 +16,7 @@
 namespace fs = std::filesystem;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::IsSupersetOf;
 using testing::SizeIs;
 using testing::StartsWith;
 
@@ -38,9 +39,18 @@ class PageServerTest : public testing::Test {
     handlers.said = [](PageServer::PageId, const std::string&) {};
     server.emplace(options, handlers);
     server->start();
-    url = server->urls().at(0);
+    goTo(server->urls().at(0));
+  }
+
+  // From now on questions go to the address of this URL.
+  void goTo(const std::string& url) {
     const auto begin = url.find("//") + 2;
     host = url.substr(begin, url.find('/', begin) - begin);
+    const auto colon = host.rfind(':');
+    const bool hasBrackets = host.front() == '[';
+    endpoint.address(
+        asio::ip::make_address(hasBrackets ? host.substr(1, colon - 2) : host.substr(0, colon)));
+    endpoint.port(static_cast<std::uint16_t>(std::stoi(host.substr(colon + 1))));
   }
 
   // The whole answer to a request, up to the head of a WebSocket's answer. Empty: the connection
@@ -48,9 +58,7 @@ class PageServerTest : public testing::Test {
   std::string ask(const std::string& path, const std::string& to, const std::string& more = "") {
     asio::io_context context;
     asio::ip::tcp::socket socket(context);
-    const auto colon = host.find(':');
-    const auto port = static_cast<std::uint16_t>(std::stoi(host.substr(colon + 1)));
-    socket.connect({asio::ip::make_address(host.substr(0, colon)), port});
+    socket.connect(endpoint);
     asio::write(socket,
                 asio::buffer("GET " + path + " HTTP/1.1\r\nHost: " + to + "\r\n" + more + "\r\n"));
     std::string answer;
@@ -70,8 +78,8 @@ class PageServerTest : public testing::Test {
   }
 
   std::optional<PageServer> server;
-  std::string url;
   std::string host;
+  asio::ip::tcp::endpoint endpoint;
 };
 
 TEST_F(PageServerTest, AnswersUnderItsOwnAddressAlone) {
@@ -104,6 +112,23 @@ TEST_F(PageServerTest, SaysNothingToAPeerWithoutTheToken) {
   EXPECT_THAT(knock(root + "page", "http://elsewhere.example"), IsEmpty());
   EXPECT_THAT(ask(root + "page.html", "elsewhere.example"), IsEmpty());
   EXPECT_THAT(ask(root + "page.html", host), HasSubstr("the page")) << "it goes on serving";
+}
+
+TEST_F(PageServerTest, AnswersAtEachAddressOfBothFamilies) {
+  try {
+    serve("::", kToken);
+  } catch (const std::runtime_error&) {
+    GTEST_SKIP() << "this machine has no IPv6";
+  }
+  const auto urls = server->urls();
+  EXPECT_THAT(urls, IsSupersetOf({StartsWith("http://127.0.0.1:"), StartsWith("http://[::1]:")}));
+  const std::string root = std::string("/") + kToken + "/";
+  for (const std::string& url : urls) {
+    goTo(url);
+    EXPECT_THAT(ask(root + "page.html", host), HasSubstr("the page")) << url;
+    EXPECT_THAT(knock(root + "page", "http://" + host), HasSubstr(" 101 ")) << url;
+    EXPECT_THAT(ask("/page.html", host), IsEmpty()) << url;
+  }
 }
 
 TEST_F(PageServerTest, TakesTheNextPortIfOneIsTaken) {

@@ -287,7 +287,8 @@ int main(int argc, char* argv[]) {
       ->capture_default_str();
   app.add_option("--listen", options.listen,
                  "where the page is served, for a tablet in the house: this machine's address, or "
-                 "0.0.0.0 for all that it has; its URL then has a token in it")
+                 "0.0.0.0 for all that it has, or :: for those of IPv6 too; its URL then has a "
+                 "token in it")
       ->type_name("ADDRESS");
   app.add_option("--profile", options.profile,
                  "keeps what is arranged in this file, and starts from it")

@@ -1,9 +1,9 @@
 #include "tools/deck/PageServer.h"
 
-#include <arpa/inet.h>
 #include <ifaddrs.h>
 #include <netinet/in.h>
 
+#include <cstring>
 #include <map>
 #include <mutex>
 #include <random>
@@ -24,11 +24,21 @@ constexpr int kPortTries = 20;
 constexpr std::size_t kMaxCommand = 64 * 1024;  // bytes; a page sends short commands
 constexpr char kScheme[] = "http://";
 
-asio::ip::address_v4 parseAddress(const std::string& text) {
+asio::ip::address parseAddress(const std::string& text) {
   asio::error_code error;
-  const auto address = asio::ip::make_address_v4(text, error);
-  if (error) throw std::runtime_error("not an IPv4 address: " + text);
+  const auto address = asio::ip::make_address(text, error);
+  if (error) throw std::runtime_error("not an IP address: " + text);
   return address;
+}
+
+// As a browser writes it: IPv6 in brackets and without a zone, and an IPv4 address that came to an
+// IPv6 socket as what it is.
+std::string hostOf(const asio::ip::address& address) {
+  if (address.is_v4()) return address.to_string();
+  asio::ip::address_v6 v6 = address.to_v6();
+  if (v6.is_v4_mapped()) return make_address_v4(asio::ip::v4_mapped, v6).to_string();
+  v6.scope_id(0);
+  return "[" + v6.to_string() + "]";
 }
 
 // Takes as long for texts that differ early as for those that differ late, so that the time doesn't
@@ -42,17 +52,24 @@ bool areEqual(const std::string& a, const std::string& b) {
   return difference == 0;
 }
 
-// The addresses of all interfaces that are up.
-std::vector<std::string> ownAddresses() {
-  std::vector<std::string> found;
+// The addresses of all interfaces that are up, but for IPv6's of one link, which no URL can name.
+// An IPv6 socket listens on the IPv4 addresses, too.
+std::vector<asio::ip::address> ownAddresses(bool withIPv6) {
+  std::vector<asio::ip::address> found;
   ifaddrs* interfaces = nullptr;
   if (getifaddrs(&interfaces) != 0) return found;
   for (const ifaddrs* each = interfaces; each != nullptr; each = each->ifa_next) {
-    if (each->ifa_addr == nullptr || each->ifa_addr->sa_family != AF_INET) continue;
-    char text[INET_ADDRSTRLEN] = "";
-    const auto* address = reinterpret_cast<const sockaddr_in*>(each->ifa_addr);
-    inet_ntop(AF_INET, &address->sin_addr, text, sizeof text);
-    found.emplace_back(text);
+    if (each->ifa_addr == nullptr) continue;
+    if (each->ifa_addr->sa_family == AF_INET) {
+      const auto* address = reinterpret_cast<const sockaddr_in*>(each->ifa_addr);
+      found.emplace_back(asio::ip::address_v4(ntohl(address->sin_addr.s_addr)));
+    } else if (each->ifa_addr->sa_family == AF_INET6 && withIPv6) {
+      asio::ip::address_v6::bytes_type bytes;
+      std::memcpy(bytes.data(), &reinterpret_cast<const sockaddr_in6*>(each->ifa_addr)->sin6_addr,
+                  bytes.size());
+      const asio::ip::address_v6 address(bytes);
+      if (!address.is_link_local()) found.emplace_back(address);
+    }
   }
   freeifaddrs(interfaces);
   return found;
@@ -118,8 +135,9 @@ struct PageServer::Server {
     const auto local = connection->get_raw_socket().local_endpoint(error);
     if (error) return false;
     const std::string number = ":" + std::to_string(local.port());
-    return host == local.address().to_string() + number ||
-           (local.address().is_loopback() && host == "localhost" + number);
+    const std::string name = hostOf(local.address());
+    const bool isLoopback = name == "[::1]" || name.rfind("127.", 0) == 0;
+    return host == name + number || (isLoopback && host == "localhost" + number);
   }
 
   // The path of the request below the root. nullopt: the request isn't for this server.
@@ -226,10 +244,11 @@ void PageServer::stop() {
 }
 
 std::vector<std::string> PageServer::urls() const {
-  const bool isEverywhere = parseAddress(server->options.address).is_unspecified();
-  auto found = isEverywhere ? ownAddresses() : std::vector<std::string>{server->options.address};
-  for (std::string& each : found) {
-    each = kScheme + each + ":" + std::to_string(server->port) + server->root;
+  const auto address = parseAddress(server->options.address);
+  std::vector<std::string> found;
+  for (const auto& each : address.is_unspecified() ? ownAddresses(address.is_v6())
+                                                   : std::vector<asio::ip::address>{address}) {
+    found.push_back(kScheme + hostOf(each) + ":" + std::to_string(server->port) + server->root);
   }
   return found;
 }

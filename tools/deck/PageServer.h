@@ -27,9 +27,10 @@ class PageServer {
   };
 
   struct Options {
-    std::string address = "127.0.0.1";  // IPv4; 0.0.0.0 is every one that this machine has
-    std::uint16_t port = 0;             // where it may listen; 0: any port that is free
-    std::string token;                  // may be empty
+    std::string address =
+        "127.0.0.1";         // 0.0.0.0 is every one of this machine, :: those of IPv6 too
+    std::uint16_t port = 0;  // where it may listen; 0: any port that is free
+    std::string token;       // may be empty
   };
 
   struct Handlers {
