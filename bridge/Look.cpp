@@ -110,9 +110,9 @@ std::string Observer::wordsOf(State shown) const {
   return filled.empty() ? given : filled;
 }
 
-// Where titles are wanted, the words in the middle or at the edge go as the title. The words of a
-// round instrument and those of `title` always do: they change all the time, and in the picture
-// each change would be painted.
+// Where titles are wanted, the words in the middle or at the edge go as the title, before those of
+// `title`. The words of a round instrument and those of `title` always do: they change all the time,
+// and in the picture each change would be painted.
 void Observer::showOnKey(Look& look) const {
   Face& face = look.face;
   const bool isDark = face.isAbsent || face.state == State::Unavailable;
@@ -126,8 +126,9 @@ void Observer::showOnKey(Look& look) const {
     }
   }
   if (!place.hasTitles) return;
-  if (look.title.empty()) look.title = face.body.empty() ? face.words : face.body;
-  face.hasBar = true;
+  const std::string own = face.body.empty() && look.title.empty() ? face.words : face.body;
+  look.title = own + (own.empty() || look.title.empty() ? "" : "\n") + look.title;
+  face.hasBar = look.title.find('\n') == std::string::npos;  // two lines need its room
   face.words.clear();
   face.body.clear();
 }

@@ -283,4 +283,17 @@ TEST_F(PanelViewTest, WhatIsNoMessageDoesNothing) {
   EXPECT_EQ(view.summary(), "1 devices, 0 contexts");
 }
 
+TEST_F(PanelViewTest, WhereTitlesAreWantedAKeysOwnIsTheSecondLine) {
+  const PanelFile radio = PanelFile::fromText(
+      "panel: R\ntitles: true\n"
+      "values: {a: {trainer: a}, b: {trainer: b}, heading: {trainer: heading}}\n"
+      "keys: {COM: {face: number, show: a, title: {show: b}}}\n",
+      "r.yaml", symbols.names());
+  view.setPanel(&radio.panel(), &values, &hand);
+  know(118, 121, 0);
+  appear("COM");
+  EXPECT_THAT(sent(), testing::Contains("Set Title COM"));
+  EXPECT_EQ(title(), "118\n121");
+}
+
 }  // namespace
