@@ -39,6 +39,11 @@ bool LinkWatch::heard(const std::string& line, double now) {
   return false;
 }
 
+void LinkWatch::begin(double now) {
+  current = State::Awaited;
+  start = now;
+}
+
 const char* LinkWatch::word() const {
   switch (current) {
     case State::Awaited:

@@ -8,7 +8,7 @@
 class LinkWatch {
  public:
   enum class State {
-    Unknown,  // the plug-in hasn't said anything of it
+    Unknown,  // the plug-in isn't there
     Awaited,  // no simulator's side has come yet
     Up,
     Silent,     // nothing has been heard from it for 10 seconds or more
@@ -18,6 +18,9 @@ class LinkWatch {
 
   // Takes the text of a log line that came at `now`. True: the state has changed.
   bool heard(const std::string& line, double now);
+
+  // The plug-in has come, at `now`. It says nothing of the link for its first seconds.
+  void begin(double now);
 
   // The plug-in has gone.
   void reset() { *this = LinkWatch(); }

@@ -102,6 +102,7 @@ void VirtualDeck::dropHiddenFaces() {
 void VirtualDeck::pluginRegistered() {
   const Lock lock(mutex);
   pluginIsThere = true;
+  link.begin(Output::now());
   const auto before = std::exchange(kept, std::nullopt);
   for (const std::string& event : before.value_or(std::vector<std::string>())) tellPlugin(event);
   showState();
