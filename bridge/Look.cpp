@@ -111,8 +111,8 @@ std::string Observer::wordsOf(State shown) const {
 }
 
 // Where titles are wanted, the words in the middle or at the edge go as the title, before those of
-// `title`. The words of a round instrument and those of `title` always do: they change all the time,
-// and in the picture each change would be painted.
+// `title`. The words of a round instrument and those of `title` always do: they change all the
+// time, and in the picture each change would be painted.
 void Observer::showOnKey(Look& look) const {
   Face& face = look.face;
   const bool isDark = face.isAbsent || face.state == State::Unavailable;
