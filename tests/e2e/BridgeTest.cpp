@@ -77,4 +77,17 @@ TEST_F(BridgeTest, APressMovesTheAeroplaneAndASavedPanelIsLive) {
   endDeck();
 }
 
+TEST_F(BridgeTest, AMisspeltSettingIsReported) {
+  const auto settings = home.path / "bridge.ini";
+  std::ofstream(settings) << "simlator = trainer\n";
+  save(kPanel);
+  ChildProcess::Options options;
+  options.withErrorOutput = true;
+  ChildProcess started(
+      Lines{VELOMAR_BRIDGE, "--config", settings.string(), "check", panel.string()},
+      std::move(options));
+  awaitBridge(started, "simlator");
+  EXPECT_NE(started.waitForEnd(kPatience), 0);
+}
+
 }  // namespace
