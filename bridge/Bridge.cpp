@@ -24,6 +24,7 @@ constexpr PanelView::Time kNoticeTime{3000};
 constexpr char kNoSimulatorYet[] = "OFFLINE";
 constexpr char kLost[] = "LOST";
 constexpr char kNoAircraftYet[] = "WAITING";
+constexpr char kBadFile[] = "BAD FILE";
 
 constexpr std::size_t kShownBytes = 200;
 
@@ -204,14 +205,15 @@ void Bridge::watchFiles() {
   });
 }
 
-// The panel in use stays as it was, and its keys say for a moment where it is wrong.
+// The panel in use stays as it was. The keys say for a moment where the file that was saved is
+// wrong, or no longer if it has been mended.
 void Bridge::reportProblems() {
-  const auto* used = session == nullptr ? nullptr : session->panel.get();
-  const std::string file = library.fileOf(used).string();
-  for (const auto& problem : library.problems()) {
-    Log::line(problem.describe());
-    if (problem.file != file || !notice.empty()) continue;
-    notice = "LINE " + std::to_string(problem.line);
+  const auto& problems = library.problems();
+  for (const auto& problem : problems) Log::line(problem.describe());
+  notice.clear();
+  if (!problems.empty()) {
+    const int line = problems.front().line;
+    notice = line > 0 ? "LINE " + std::to_string(line) : kBadFile;
     noticeEnd = now() + kNoticeTime;
     view.alertAll();
   }

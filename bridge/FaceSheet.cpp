@@ -45,6 +45,18 @@ std::string fileName(const std::string& name) {
   return result;
 }
 
+// The name as a part of a URL. The characters that would end it, or begin an escape, are escaped.
+std::string inUrl(const std::string& name) {
+  std::string result;
+  for (const char c : name) {
+    if (c == '%' || c == '#' || c == '?' || c == '\\')
+      result += fmt::format("%{:02X}", static_cast<unsigned>(c));
+    else
+      result += c;
+  }
+  return result;
+}
+
 // Returns the display with its state forced to be this one.
 Panel::Display inState(Panel::Display display, std::size_t state) {
   const Expression always("1", {});
@@ -103,7 +115,7 @@ std::string FaceSheet::cellOf(const std::string& name, const Panel::Display& dis
     shown = fmt::format("{}-{}.png", base, size);
     save(out / shown, painter.png(look.face, size));
   }
-  return fmt::format("<td><img src=\"{}\" alt=\"{}\"><pre>{}</pre></td>", escaped(shown),
+  return fmt::format("<td><img src=\"{}\" alt=\"{}\"><pre>{}</pre></td>", escaped(inUrl(shown)),
                      escaped(name + " " + kStates[state]), escaped(look.title));
 }
 

@@ -21,7 +21,11 @@ std::string contentOf(int descriptor) {
 
 int lock(const std::filesystem::path& file) {
   const int descriptor = open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-  if (descriptor < 0) throw std::runtime_error(file.string() + ": " + std::strerror(errno));
+  if (descriptor < 0) {
+    const char* advice =
+        errno == EACCES ? ", it is another user's: delete it once that one's bridge has ended" : "";
+    throw std::runtime_error(file.string() + ": " + std::strerror(errno) + advice);
+  }
   if (flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
     const std::string owner = contentOf(descriptor);
     close(descriptor);

@@ -119,6 +119,7 @@ struct Panel {
   std::vector<CommandRow> commands;
   std::map<std::string, Control> keys;
   std::map<std::string, Control> dials;
+  std::vector<std::string> files;  // of the pictures and symbols that don't ship
 
   // The control of that name. If only the other kind has the name, its control is returned, so that
   // a key's name on a dial, or the other way round, still shows something.

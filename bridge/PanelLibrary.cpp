@@ -82,18 +82,25 @@ std::vector<PanelLibrary::Path> PanelLibrary::list() const {
   return files;
 }
 
-// A file that is being replaced may be absent or empty for a moment, so its panel stays then too.
-bool PanelLibrary::read(const Path& file) {
+PanelLibrary::Stamp PanelLibrary::stampOf(const Path& file) {
   std::error_code error;
   const auto changed = fs::last_write_time(file, error);
-  const auto size = error ? 0 : fs::file_size(file, error);
+  return {changed, fs::file_size(file, error)};
+}
+
+// A file that is being replaced may be absent or empty for a moment, so its panel stays then too.
+bool PanelLibrary::read(const Path& file) {
   const auto [entry, isNew] = known.try_emplace(file);
   Known& kept = entry->second;
-  if (!isNew && (error || (kept.changed == changed && kept.size == size))) return false;
-  kept.changed = changed;
-  kept.size = size;
+  std::error_code error;
+  const bool isUnchanged = std::all_of(kept.files.begin(), kept.files.end(), [](const auto& each) {
+    return stampOf(each.first) == each.second;
+  });
+  if (!isNew && (isUnchanged || !fs::is_regular_file(file, error))) return false;
+  kept.files = {{file, stampOf(file)}};
   const PanelFile panelFile(file, symbols);
   if (panelFile.isRight()) kept.panel = std::make_shared<const Panel>(panelFile.panel());
+  for (const std::string& picture : panelFile.panel().files) kept.files[picture] = stampOf(picture);
   found.insert(found.end(), panelFile.problems().begin(), panelFile.problems().end());
   return true;
 }

@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "bridge/PanelFile.h"
@@ -21,8 +22,9 @@ class PanelLibrary {
   // Uses one file alone, for every aircraft.
   PanelLibrary(const Path& file, std::vector<std::string> symbolNames);
 
-  // Reads the files that are new or have changed since the last call. `problems` has their mistakes
-  // until the next call. Returns whether any file was read or has gone.
+  // Reads the files that are new, or have changed since the last call, or whose pictures have.
+  // `problems` has their mistakes until the next call. Returns whether any file was read or has
+  // gone.
   bool refresh();
   const std::vector<PanelFile::Problem>& problems() const { return found; }
 
@@ -33,12 +35,15 @@ class PanelLibrary {
   Path fileOf(const Panel* panel) const;
 
  private:
+  // By this one sees that a file has changed, come or gone.
+  using Stamp = std::pair<std::filesystem::file_time_type, std::uintmax_t>;  // time, bytes
+
   struct Known {
-    std::filesystem::file_time_type changed;
-    std::uintmax_t size = 0;
+    std::map<Path, Stamp> files;  // the panel's and its pictures', as they were when it was read
     std::shared_ptr<const Panel> panel;
   };
 
+  static Stamp stampOf(const Path& file);
   std::vector<Path> list() const;
   bool read(const Path& file);
 

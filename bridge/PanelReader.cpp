@@ -4,6 +4,7 @@
 #include <cmath>
 #include <set>
 
+#include "bridge/Symbols.h"
 #include "bridge/Text.h"
 
 namespace bridge {
@@ -133,12 +134,15 @@ std::vector<std::string> PanelReader::readTexts(const Node& node) {
 // A relative path starts at the folder of the panel's file.
 std::string PanelReader::readPath(const Node& node) {
   const std::filesystem::path path = file.parent_path() / readText(node);
+  panel.files.push_back(path.string());
   const std::string kind = path.extension().string();
   std::error_code error;
   if (kind != ".svg" && kind != ".png") {
     complain(node, "a picture is an .svg or .png file");
   } else if (!std::filesystem::is_regular_file(path, error)) {
     complain(node, "there is no file " + inQuotes(path.string()));
+  } else if (!Symbols::canDraw(path)) {
+    complain(node, inQuotes(path.string()) + " is no picture that can be drawn");
   }
   return path.string();
 }

@@ -50,7 +50,7 @@ cairo_status_t readMore(void* reading, unsigned char* data, unsigned int length)
 }
 
 // Draws it as big as fits, in the middle.
-void drawPng(cairo_t* cairo, const std::string& content, int width, int height) {
+bool drawPng(cairo_t* cairo, const std::string& content, int width, int height) {
   Reading reading{content};
   cairo_surface_t* image = cairo_image_surface_create_from_png_stream(readMore, &reading);
   const double imageWidth = cairo_image_surface_get_width(image);
@@ -63,7 +63,9 @@ void drawPng(cairo_t* cairo, const std::string& content, int width, int height) 
     cairo_pattern_set_filter(cairo_get_source(cairo), CAIRO_FILTER_BEST);
     cairo_paint(cairo);
   }
+  const bool isRead = cairo_surface_status(image) == CAIRO_STATUS_SUCCESS;
   cairo_surface_destroy(image);
+  return isRead;
 }
 
 bool drawSvg(cairo_t* cairo, const std::string& content, const std::string& style, int width,
@@ -80,6 +82,29 @@ bool drawSvg(cairo_t* cairo, const std::string& content, const std::string& styl
       handle != nullptr && rsvg_handle_render_document(handle.get(), cairo, &all, &error) != FALSE;
   g_clear_error(&error);
   return isDrawn;
+}
+
+// Empty if it can't be read.
+std::string readFile(const std::string& file) {
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(file, error)) return "";
+  if (std::filesystem::file_size(file, error) > kLargest || error) return "";
+  std::ifstream stream(file, std::ios::binary);
+  std::ostringstream bytes;
+  bytes << stream.rdbuf();
+  return bytes.str();
+}
+
+// False: the content is no picture.
+bool drawOn(cairo_surface_t* surface, const std::string& content, const std::string& style) {
+  const int width = cairo_image_surface_get_width(surface);
+  const int height = cairo_image_surface_get_height(surface);
+  cairo_t* cairo = cairo_create(surface);
+  const bool isDrawn = isPng(content) ? drawPng(cairo, content, width, height)
+                                      : drawSvg(cairo, content, style, width, height);
+  const bool isRight = cairo_status(cairo) == CAIRO_STATUS_SUCCESS;
+  cairo_destroy(cairo);
+  return isDrawn && isRight;
 }
 
 }  // namespace
@@ -106,6 +131,11 @@ cairo_surface_t* Symbols::picture(const std::string& file, int width, int height
   return draw(file, "", width, height);
 }
 
+bool Symbols::canDraw(const std::filesystem::path& file) {
+  const Surface surface(cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 1, 1));
+  return drawOn(surface.get(), readFile(file.string()), "");
+}
+
 void Symbols::forget() {
   contents.clear();
   drawn.clear();
@@ -117,17 +147,8 @@ cairo_surface_t* Symbols::draw(const std::string& file, const std::string& style
   const auto found = drawn.find(key);
   if (found != drawn.end()) return found->second.get();
   if (drawn.size() >= kMostDrawn) drawn.clear();
-  const std::string& content = contentOf(file);
   Surface surface(cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, height));
-  cairo_t* cairo = cairo_create(surface.get());
-  bool isDrawn = true;
-  if (isPng(content)) {
-    drawPng(cairo, content, width, height);
-  } else {
-    isDrawn = drawSvg(cairo, content, style, width, height);
-  }
-  isDrawn = isDrawn && cairo_status(cairo) == CAIRO_STATUS_SUCCESS;
-  cairo_destroy(cairo);
+  const bool isDrawn = drawOn(surface.get(), contentOf(file), style);
   return (drawn[key] = isDrawn ? std::move(surface) : nullptr).get();
 }
 
@@ -139,16 +160,10 @@ int Symbols::frameCount(const std::string& file) {
   return std::max(count, 1);
 }
 
-// A file's content; empty if it can't be read.
 const std::string& Symbols::contentOf(const std::string& file) {
   const auto [entry, isNew] = contents.try_emplace(file);
-  std::error_code error;
-  if (!isNew || !std::filesystem::is_regular_file(file, error)) return entry->second;
-  if (std::filesystem::file_size(file, error) > kLargest || error) return entry->second;
-  std::ifstream stream(file, std::ios::binary);
-  std::ostringstream bytes;
-  bytes << stream.rdbuf();
-  return entry->second = bytes.str();
+  if (isNew) entry->second = readFile(file);
+  return entry->second;
 }
 
 }  // namespace bridge

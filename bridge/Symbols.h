@@ -46,6 +46,9 @@ class Symbols {
   // Draws it at most so wide and high. Null: the file can't be drawn. Valid until the next call.
   cairo_surface_t* picture(const std::string& file, int width, int height);
 
+  // Whether the file is an SVG or PNG picture. It is read, whatever is kept.
+  static bool canDraw(const std::filesystem::path& file);
+
   // Drops all that is kept, so that files are read again when they are next wanted.
   void forget();
 

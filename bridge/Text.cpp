@@ -58,6 +58,12 @@ std::string Text::repaired(const std::string& text) {
   return valid.get();
 }
 
+std::size_t Text::validBytes(const std::string& text) {
+  const char* end = nullptr;
+  (void)g_utf8_validate(text.data(), static_cast<gssize>(text.size()), &end);
+  return static_cast<std::size_t>(end - text.data());
+}
+
 std::string Text::shortened(const std::string& text, std::size_t bytes) {
   if (text.size() <= bytes) return text;
   return cut(text, bytes) + "... (" + std::to_string(text.size()) + " bytes)";

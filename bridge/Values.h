@@ -20,8 +20,13 @@ class Values {
   // Begins a list of `count` values, none of which is known.
   void reset(std::size_t count) { entries = std::vector<Entry>(count); }
 
-  // Forgets all values, because the connection has ended.
-  void forget() { reset(entries.size()); }
+  // Forgets what was told, because the connection has ended. What is unknown remains so until it is
+  // told: nothing tells of a row that has no name for the simulator.
+  void forget() {
+    for (Entry& entry : entries) {
+      if (entry.state == State::Known) entry.state = State::Waiting;
+    }
+  }
 
   void set(std::size_t place, const Value& value);
   void setUnknown(std::size_t place) { entries[place].state = State::Unknown; }

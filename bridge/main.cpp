@@ -69,6 +69,7 @@ void addOptions(CLI::App& app, Options& options) {
       {"trainer", SimulatorKind::Trainer}};
   app.set_config("--config", (Folders::ofUser() / "bridge.ini").string(),
                  "A file of the options below, name = value a line");
+  app.allow_config_extras(CLI::config_extras_mode::error);
   app.add_option("--simulator", options.simulator, "xplane, flightgear or trainer")
       ->transform(CLI::CheckedTransformer(kinds))
       ->default_str("xplane");

@@ -6,14 +6,21 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <memory>
 #include <sstream>
+
+#include "bridge/FaceSheet.h"
+#include "bridge/PanelFile.h"
+#include "tools/common/TemporaryFolder.h"
 
 namespace {
 
 using bridge::Face;
 using bridge::FacePainter;
+using bridge::FaceSheet;
 using bridge::Panel;
+using bridge::PanelFile;
 using bridge::Symbols;
 using Surface = std::unique_ptr<cairo_surface_t, decltype(&cairo_surface_destroy)>;
 
@@ -132,6 +139,18 @@ TEST_F(FacePainterTest, AUsersPictureThatCannotBeReadCostsThePictureOnly) {
     EXPECT_FALSE(painter.png(shown).empty()) << content;
   }
   std::remove(broken.c_str());
+}
+
+TEST(FaceSheet, ShowsAKeyOfAnyName) {
+  const TemporaryFolder folder;
+  Symbols symbols(VELOMAR_ROOT "/bridge/symbols");
+  const auto file = PanelFile::fromText("panel: P\nkeys: {\"A #2/50%?\": {face: lamp, on: 1}}\n",
+                                        "p.yaml", symbols.names());
+  FaceSheet(file.panel(), symbols).write(folder.path());
+  EXPECT_TRUE(std::filesystem::exists(folder.path() / "A #2_50%?-on-144.png"));
+  std::ifstream page(folder.path() / "index.html");
+  const std::string text{std::istreambuf_iterator<char>(page), std::istreambuf_iterator<char>()};
+  EXPECT_NE(text.find("src=\"A %232_50%25%3F-on-144.png\""), std::string::npos) << text;
 }
 
 }  // namespace

@@ -2,6 +2,11 @@
 
 #include <gmock/gmock.h>
 
+#include <fstream>
+
+#include "bridge/PanelLibrary.h"
+#include "tools/common/TemporaryFolder.h"
+
 namespace {
 
 using bridge::Panel;
@@ -86,6 +91,8 @@ TEST(PanelFile, NamesWhatAFaceOrAnActionLacks) {
       {"panel: P\nkeys: [1]\n", "must be a mapping"},
       {"- 1\n", "must be a mapping"},
       {"", "must be a mapping"},
+      {kHead + std::string("keys:\n  K: {}\n\tL: {}\n"), "p.yaml:6:1: a tab"},
+      {keyed("face: lamp, on: beacon, label: \xe4"), "p.yaml:5:38: not UTF-8"},
       {"panel: {\n", ":"},
   };
   for (const Case& each : cases) {
@@ -137,6 +144,24 @@ TEST(PanelFile, GivesWhatTheFileSays) {
   EXPECT_TRUE(std::get<Panel::Run>(key.longPress[0].what).isHeld);
   EXPECT_TRUE(panel.find("D", true)->turn.add->wraps);
   EXPECT_EQ(panel.find("K", true), &key) << "a dial of a key's name shows the key";
+}
+
+TEST(PanelLibrary, ReadsAPanelAgainWhenItsPictureHasChanged) {
+  const TemporaryFolder folder;
+  const auto save = [&folder](const char* name, const char* text) {
+    std::ofstream(folder.path() / name) << text;
+  };
+  save("mine.svg", "no picture");
+  save("p.yaml", "panel: P\naircraft: any\nkeys: {K: {face: lamp, on: 1, symbol: mine.svg}}\n");
+  bridge::PanelLibrary library(std::vector<std::filesystem::path>{folder.path()}, kSymbols);
+  EXPECT_TRUE(library.refresh());
+  ASSERT_EQ(library.problems().size(), 1U);
+  EXPECT_THAT(library.problems()[0].describe(), HasSubstr("can be drawn"));
+  EXPECT_FALSE(library.refresh());
+  save("mine.svg", R"(<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 9 9"/>)");
+  EXPECT_TRUE(library.refresh());
+  EXPECT_NE(library.choose({"c172"}), nullptr);
+  EXPECT_FALSE(library.refresh());
 }
 
 }  // namespace

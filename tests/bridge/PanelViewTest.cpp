@@ -274,6 +274,19 @@ TEST_F(PanelViewTest, ADialTurnsAroundAndFasterAndOtherwiseWhilePressed) {
   EXPECT_EQ(simulator.take().size(), 2U);
 }
 
+TEST_F(PanelViewTest, WhatIsUnknownRemainsSoWhenTheConnectionHasEnded) {
+  know(1, 1, 90);
+  values.forget();
+  appear("TURN", true);
+  (void)sent();
+  EXPECT_EQ(title(), "TURN\nWAITING\n");
+  values.setUnknown(2);
+  values.forget();
+  view.changed();
+  (void)sent();
+  EXPECT_EQ(title(), "TURN\nUNKNOWN\n");
+}
+
 TEST_F(PanelViewTest, WhatIsNoMessageDoesNothing) {
   for (const char* text : {"", "{", "[]", R"({"Message":"Add Context"})", R"({"Message":7})",
                            R"({"Message":"Key Down","Context":"none"})",

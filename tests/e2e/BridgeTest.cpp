@@ -13,6 +13,7 @@ class BridgeTest : public Stage {
  protected:
   static constexpr char kPanel[] =
       "panel: T\n"
+      "titles: true\n"
       "values: {beacon: {trainer: lights/beacon}, none: {trainer: no such value}}\n"
       "keys:\n"
       "  BEACON: {face: switch, on: beacon, press: {toggle: beacon}, title: {show: beacon}}\n"
@@ -61,8 +62,10 @@ TEST_F(BridgeTest, APressMovesTheAeroplaneAndASavedPanelIsLive) {
   seen = awaitDeck(R"("context":"N","event":"showAlert")", seen);
 
   save(std::string(kPanel) + "  BEACON2: {face: lmap}\n");
-  awaitBridge(*started, "panel.yaml:6:19: unknown face \"lmap\", did you mean \"lamp\"?");
+  awaitBridge(*started, "panel.yaml:7:19: unknown face \"lmap\", did you mean \"lamp\"?");
   seen = awaitDeck(R"("context":"K","event":"showAlert")", seen);
+  save("\n" + std::string(kPanel) + "  BEACON2: {face: lmap}\n");
+  seen = awaitDeck(titled("LINE 8"), seen);
   std::string changed = kPanel;
   changed.replace(changed.find("show: beacon"), 12, "show: 7");
   save(changed);
@@ -72,6 +75,19 @@ TEST_F(BridgeTest, APressMovesTheAeroplaneAndASavedPanelIsLive) {
   EXPECT_EQ(started->waitForEnd(kPatience), 0);
   awaitDeck(titled(""), seen);
   endDeck();
+}
+
+TEST_F(BridgeTest, AMisspeltSettingIsReported) {
+  const auto settings = home.path / "bridge.ini";
+  std::ofstream(settings) << "simlator = trainer\n";
+  save(kPanel);
+  ChildProcess::Options options;
+  options.withErrorOutput = true;
+  ChildProcess started(
+      Lines{VELOMAR_BRIDGE, "--config", settings.string(), "check", panel.string()},
+      std::move(options));
+  awaitBridge(started, "simlator");
+  EXPECT_NE(started.waitForEnd(kPatience), 0);
 }
 
 }  // namespace
