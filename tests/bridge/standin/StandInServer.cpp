@@ -102,6 +102,9 @@ struct StandInServer::Server {
   std::thread thread;
 };
 
+StandInServer::StandInServer(int port, std::chrono::milliseconds frame)
+    : number(port), pause(frame) {}
+
 StandInServer::~StandInServer() = default;
 
 void StandInServer::start() {

@@ -36,7 +36,7 @@ class StandInServer {
 
   // Any free port if it is 0. A derived object starts at the end of its constructor and stops at
   // the begin of its destructor.
-  StandInServer(int port, std::chrono::milliseconds frame) : number(port), pause(frame) {}
+  StandInServer(int port, std::chrono::milliseconds frame);
 
   // These are called with the mutex held.
   virtual Answer onRequest(const std::string& resource) = 0;
