@@ -2,20 +2,11 @@
 // reads the simulator's messages, and as the JSON library alone would read them.
 #include <benchmark/benchmark.h>
 
-#include <sstream>
-
-#include "StreamDeckSDK/ESDJSONText.h"
 #include "tests/support/JsonTexts.h"
 
 namespace {
 
 using nlohmann::json;
-
-json readByLibrary(const std::string& text) {
-  json value;
-  std::istringstream(text) >> value;
-  return value;
-}
 
 template <json (*read)(const std::string&)>
 void readText(benchmark::State& state, const JsonTexts::Make& make) {
@@ -43,7 +34,7 @@ int main(int argc, char** argv) {
           ->Arg(8 << 20);
     };
     add("read", readText<ESDJSONText::ReadFirst>);
-    add("readByLibrary", readText<readByLibrary>);
+    add("readByLibrary", readText<firstByLibrary>);
   }
   benchmark::Initialize(&argc, argv);
   benchmark::RunSpecifiedBenchmarks();

@@ -14,17 +14,13 @@
 #include <ctime>
 #include <fstream>
 #include <memory>
-#include <new>
 #include <string>
 
 #include "store/PendingKeys.h"
 #include "store/RegionLayout.h"
 #include "store/simdb.h"
+#include "tests/store/HeapRegion.h"
 #include "tools/state/RegionAudit.h"
-
-using store::u32;
-using store::u64;
-using store::u8;
 
 // Both functions take the library's place. Each look at the clock makes time pass, so that a wait
 // for a process that never comes is over after a few looks.
@@ -40,7 +36,6 @@ std::chrono::steady_clock::time_point std::chrono::steady_clock::now() noexcept 
 namespace {
 
 constexpr int kOperations = 24;
-constexpr std::align_val_t kPage{4096};
 
 struct Input : FuzzedDataProvider {
   using FuzzedDataProvider::FuzzedDataProvider;
@@ -66,17 +61,14 @@ class Region {
       : n(in.below(40) + 1),
         b(in.below(60) + 5),
         bytes(store::regionSize(b, n)),
-        memory(static_cast<u8*>(::operator new(bytes, kPage))) {
-    std::memset(memory.get(), 0, bytes);
-    values = CncrStr(at(store::versionOffset(n)), b, n, true);
-    index = CncrHsh(at(store::kIndexOffset), n, &values, true);
-    set(store::kFlagsOffset, 1);
-    set(store::kBlockSizeOffset, b);
-    set(store::kBlockCountOffset, n);
+        heap(n, b) {
+    heap.set(store::kFlagsOffset, u32{1});
+    heap.set(store::kBlockSizeOffset, b);
+    heap.set(store::kBlockCountOffset, n);
     for (u32 puts = in.below(8); puts > 0; --puts) put(in);
     if (in.below(4) == 0) {
       const std::string fill = in.ConsumeRandomLengthString(bytes - store::kSlotsOffset);
-      std::memcpy(at(store::kSlotsOffset), fill.data(), fill.size());
+      std::memcpy(heap.at(store::kSlotsOffset), fill.data(), fill.size());
     }
     for (u32 damages = in.below(16); damages > 0; --damages) damage(in);
   }
@@ -84,7 +76,7 @@ class Region {
   u64 place(Input& in) const { return in.below(static_cast<u32>(bytes / 4)) * u64{4}; }
   void damage(Input& in) {
     const u64 offset = place(in);
-    set(offset, in.word());
+    heap.set(offset, in.word());
   }
 
   void operate(Input& in) {
@@ -99,39 +91,31 @@ class Region {
       case 2:
         return put(in);
       case 3:
-        return (void)index.get(key.data(), klen, out, in.below(sizeof out), &got);
+        return (void)heap.index.get(key.data(), klen, out, in.below(sizeof out), &got);
       case 4:
-        return (void)index.len(key.data(), klen, &got, nullptr);
+        return (void)heap.index.len(key.data(), klen, &got, nullptr);
       case 5:
-        return (void)values.getKey(in.word(), in.word(), out, in.below(sizeof out));
+        return (void)heap.values.getKey(in.word(), in.word(), out, in.below(sizeof out));
       case 6:
-        return (void)values.get(in.word(), in.word(), out, in.below(sizeof out), &got);
+        return (void)heap.values.get(in.word(), in.word(), out, in.below(sizeof out), &got);
       default:
-        return (void)index.del(key.data(), klen);
+        return (void)heap.index.del(key.data(), klen);
     }
   }
 
-  std::string content() const { return {reinterpret_cast<const char*>(memory.get()), bytes}; }
+  std::string content() const { return heap.image().bytes; }
 
  private:
-  struct Release {
-    void operator()(u8* page) const { ::operator delete(page, kPage); }
-  };
-
-  void* at(u64 offset) { return memory.get() + offset; }
-  void set(u64 offset, u32 word) { std::memcpy(at(offset), &word, sizeof word); }
   void put(Input& in) {
     const std::string key = in.key();
     const std::string value = in.value();
-    (void)index.put(key.data(), static_cast<u32>(key.size()), value.data(),
-                    static_cast<u32>(value.size()), nullptr);
+    (void)heap.index.put(key.data(), static_cast<u32>(key.size()), value.data(),
+                         static_cast<u32>(value.size()), nullptr);
   }
 
   const u32 n, b;
   const u64 bytes;
-  const std::unique_ptr<u8, Release> memory;
-  CncrStr values;
-  CncrHsh index;
+  HeapRegion heap;
 };
 
 // A store in a file, as others would find it.

@@ -150,6 +150,9 @@ TEST_F(ESDMainTest, TheLanguageComesFromTheInformationDocument) {
   const LanguageFile english("en", R"({"Localization":{"language":"English"}})");
   const LanguageFile other("xx-main", R"({"Localization":{"language":"Other"}})");
   const std::string deep(200000, '[');
+  const LanguageFile text("xx-text", R"({"Localization":"language"})");
+  const LanguageFile list("xx-list", "[]");
+  const LanguageFile flat("xx-flat", R"({"language":"Flat"})");
   const LanguageFile nested("xx-deep", R"({"Localization":)" + deep);
   const auto folder = LanguageFile::pathOf("").parent_path();
   // Each of the processes below begins here too, and finds it.
@@ -158,6 +161,10 @@ TEST_F(ESDMainTest, TheLanguageComesFromTheInformationDocument) {
   const std::pair<std::string, const char*> rows[] = {
       {R"({"application":{"language":"xx-main"}})", "Other"},
       {R"({"application":{"language":"none"}})", "language"},
+      {R"({"application":{"language":""}})", "language"},
+      {R"({"application":{"language":"xx-text"}})", "language"},
+      {R"({"application":{"language":"xx-list"}})", "language"},
+      {R"({"application":{"language":"xx-flat"}})", "language"},
       {R"({"application":{"language":7}})", "English"},
       {R"({"application":{}})", "English"},
       {R"({"language":"xx-main"})", "English"},

@@ -78,50 +78,44 @@ class ESDPluginTest : public HostFixture {
 constexpr auto kRotate = &ESDPlugin::DialRotateForAction;
 constexpr auto kPress = &ESDPlugin::DialPressForAction;
 
-TEST_F(ESDPluginTest, EventsReachTheActionOfTheirContext) {
-  const std::string payload = R"({"n":1,"settings":{"KeyName":"Gear"}})";
+TEST_F(ESDPluginTest, EventsReachTheActionOfTheirContextAndABadPayloadNone) {
+  const std::string good = R"({"n":1,"settings":{"KeyName":"Gear"}})";
   const std::string settings = R"({"KeyName":"Gear"})";
-  EXPECT_THAT(routed(&ESDPlugin::KeyDownForAction, payload), ElementsAre("KeyDown " + settings));
-  EXPECT_THAT(routed(&ESDPlugin::KeyUpForAction, payload), ElementsAre("KeyUp " + settings));
-  EXPECT_THAT(routed(&ESDPlugin::WillAppearForAction, payload),
-              ElementsAre("WillAppear " + settings));
-  EXPECT_THAT(routed(&ESDPlugin::DidReceiveSettings, payload),
-              ElementsAre("DidReceiveSettings " + settings));
-  EXPECT_THAT(routed(&ESDPlugin::SendToPlugin, payload), ElementsAre("SendToPlugin " + payload));
-  EXPECT_THAT(routed(kPress, R"({"pressed":true,"settings":{"a":1}})"),
-              ElementsAre(R"(DialDown {"a":1})"));
-  EXPECT_THAT(routed(kPress, R"({"pressed":false,"settings":{"a":1}})"),
-              ElementsAre(R"(DialUp {"a":1})"));
-
-  plugin.TouchTabForAction("A", "C", json::parse(payload), "D");
-  plugin.WillDisappearForAction("A", "C", json::parse(payload), "D");
-  EXPECT_THAT(plugin.calls.rest(), IsEmpty());
-}
-
-TEST_F(ESDPluginTest, TheSignOfTheTicksIsTheDirection) {
-  const std::pair<int, const char*> rows[] = {
-      {1, "RotateClockwise [{},1,true]"},
-      {0, "RotateClockwise [{},0,true]"},
-      {-3, "RotateCounterClockwise [{},3,true]"},
-      {INT_MIN, "RotateCounterClockwise [{},2147483648,true]"}};
-  for (const auto& [ticks, call] : rows) {
-    const json payload = {{"ticks", ticks}, {"pressed", true}, {"settings", json::object()}};
-    EXPECT_THAT(routed(kRotate, payload.dump()), ElementsAre(call));
-  }
-}
-
-TEST_F(ESDPluginTest, APayloadThatLacksSomethingRaisesAndCallsNothing) {
-  const auto raised = ElementsAre("raised");
-  for (const Route route : {&ESDPlugin::KeyDownForAction, &ESDPlugin::KeyUpForAction,
-                            &ESDPlugin::WillAppearForAction, &ESDPlugin::DidReceiveSettings}) {
-    EXPECT_THAT(routed(route, "{}"), raised);
+  const auto turned = [](int ticks) {
+    return json{{"ticks", ticks}, {"pressed", true}, {"settings", json::object()}}.dump();
+  };
+  struct Row {
+    Route route;
+    std::string payload, call;
+  };
+  for (const Row& row :
+       std::vector<Row>{{&ESDPlugin::KeyDownForAction, good, "KeyDown " + settings},
+                        {&ESDPlugin::KeyUpForAction, good, "KeyUp " + settings},
+                        {&ESDPlugin::WillAppearForAction, good, "WillAppear " + settings},
+                        {&ESDPlugin::DidReceiveSettings, good, "DidReceiveSettings " + settings},
+                        {&ESDPlugin::SendToPlugin, good, "SendToPlugin " + good},
+                        {kPress, R"({"pressed":true,"settings":{"a":1}})", R"(DialDown {"a":1})"},
+                        {kPress, R"({"pressed":false,"settings":{"a":1}})", R"(DialUp {"a":1})"},
+                        {kRotate, turned(1), "RotateClockwise [{},1,true]"},
+                        {kRotate, turned(0), "RotateClockwise [{},0,true]"},
+                        {kRotate, turned(-3), "RotateCounterClockwise [{},3,true]"},
+                        {kRotate, turned(INT_MIN), "RotateCounterClockwise [{},2147483648,true]"},
+                        {&ESDPlugin::KeyDownForAction, "{}", "raised"},
+                        {&ESDPlugin::KeyUpForAction, "{}", "raised"},
+                        {&ESDPlugin::WillAppearForAction, "{}", "raised"},
+                        {&ESDPlugin::DidReceiveSettings, "{}", "raised"},
+                        {kRotate, R"({"ticks":"1","pressed":true,"settings":{}})", "raised"}}) {
+    EXPECT_THAT(routed(row.route, row.payload), ElementsAre(row.call)) << row.payload;
   }
   for (const char* payload :
        {"null", R"({"settings":{}})", R"({"pressed":true})", R"({"pressed":0,"settings":{}})"}) {
-    EXPECT_THAT(routed(kPress, payload), raised) << payload;
-    EXPECT_THAT(routed(kRotate, payload), raised) << payload;
+    for (const Route route : {kPress, kRotate}) {
+      EXPECT_THAT(routed(route, payload), ElementsAre("raised")) << payload;
+    }
   }
-  EXPECT_THAT(routed(kRotate, R"({"ticks":"1","pressed":true,"settings":{}})"), raised);
+  plugin.TouchTabForAction("A", "C", json::parse(good), "D");
+  plugin.WillDisappearForAction("A", "C", json::parse(good), "D");
+  EXPECT_THAT(plugin.calls.rest(), IsEmpty());
 }
 
 TEST_F(ESDPluginTest, AnEventWithoutAnActionEndsInTheLog) {

@@ -92,16 +92,4 @@ TEST_F(ESDLocalizerTest, TranslatesFromTheFileOfTheFirstLanguage) {
   EXPECT_EXIT(askFor("Yes"), ExitedWithCode(0), Eq("Yes"));
 }
 
-TEST_F(ESDLocalizerTest, AnUnusableTableLeavesTheKeys) {
-  const LanguageFile nameless("", R"({"Localization":{"Yes":"Oui"}})");
-  for (const char* language : {"", "xx-none"}) {
-    EXPECT_EXIT((ESDLocalizer::Initialize(language), askFor("Yes")), ExitedWithCode(0), Eq("Yes"));
-  }
-  for (const char* content : {"{", "[]", R"({"Localization":"Yes"})", R"({"Yes":"Oui"})"}) {
-    const LanguageFile file("xx-sdk-4", content);
-    EXPECT_EXIT((ESDLocalizer::Initialize("xx-sdk-4"), askFor("Yes")), ExitedWithCode(0), Eq("Yes"))
-        << content;
-  }
-}
-
 }  // namespace

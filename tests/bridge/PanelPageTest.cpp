@@ -2,15 +2,14 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <map>
 #include <nlohmann/json.hpp>
-#include <regex>
 #include <set>
 #include <sstream>
 
 #include "bridge/PanelFile.h"
 #include "bridge/Symbols.h"
+#include "tests/support/Texts.h"
 
 namespace {
 
@@ -22,22 +21,8 @@ namespace fs = std::filesystem;
 
 const fs::path kRoot = VELOMAR_ROOT;
 
-std::string contentOf(const fs::path& file) {
-  std::ifstream stream(file);
-  std::ostringstream text;
-  text << stream.rdbuf();
-  return text.str();
-}
-
 std::vector<std::string> examples() {
-  std::vector<std::string> blocks;
-  const std::string page = contentOf(kRoot / "docs/panels.md");
-  const std::string open = "```yaml\n";
-  for (auto at = page.find(open); at != std::string::npos; at = page.find(open, at + 1)) {
-    const auto begin = at + open.size();
-    blocks.push_back(page.substr(begin, page.find("```", begin) - begin));
-  }
-  return blocks;
+  return found(contentOf(kRoot / "docs/panels.md"), "```yaml\n([^`]*)```");
 }
 
 const std::vector<std::string>& symbols() {
@@ -87,69 +72,47 @@ Names offeredNames(const std::string& panel, const std::string& list) {
   const std::string script = contentOf(kRoot / "bundle/inspector/names.js");
   const auto begin = script.find(list + ": [", script.find("panel: \"" + panel + "\""));
   const std::string text = script.substr(begin, script.find(']', begin) - begin);
-  const std::regex name("\"([^\"]*)\"");
-  Names names;
-  for (std::sregex_iterator found(text.begin(), text.end(), name), end; found != end; ++found) {
-    names.insert((*found)[1]);
-  }
-  return names;
+  const auto names = found(text, "\"([^\"]*)\"");
+  return Names(names.begin(), names.end());
 }
 
-constexpr char kUnknown[] = "zzzzzzzzzzzz: 1";
+// By their names in the schema, texts with a field that isn't one of theirs.
+const std::map<std::string, std::string> kSections{
+    {"", "zzzzzzzzzzzz: 1"},
+    {"value", "panel: p\nvalues: {a: {zzzzzzzzzzzz: 1}}"},
+    {"key", "panel: p\nkeys: {a: {zzzzzzzzzzzz: 1}}"},
+    {"dial", "panel: p\ndials: {a: {zzzzzzzzzzzz: 1}}"},
+    {"action", "panel: p\nkeys: {a: {face: clock, show: 1, press: {zzzzzzzzzzzz: 1}}}"},
+    {"turn", "panel: p\ndials: {a: {turn: {zzzzzzzzzzzz: 1}}}"},
+    {"words", "panel: p\nkeys: {a: {face: clock, show: 1, words: {zzzzzzzzzzzz: 1}}}"},
+    {"text", "panel: p\nkeys: {a: {face: clock, show: 1, title: {zzzzzzzzzzzz: 1}}}"}};
 
-struct Section {
-  const char* name;  // in the schema
-  std::string text;
-};
-
-const std::vector<Section>& sections() {
-  static const std::vector<Section> all{
-      {"", std::string(kUnknown)},
-      {"value", std::string("panel: p\nvalues: {a: {") + kUnknown + "}}"},
-      {"key", std::string("panel: p\nkeys: {a: {") + kUnknown + "}}"},
-      {"dial", std::string("panel: p\ndials: {a: {") + kUnknown + "}}"},
-      {"action",
-       std::string("panel: p\nkeys: {a: {face: clock, show: 1, press: {") + kUnknown + "}}}"},
-      {"turn", std::string("panel: p\ndials: {a: {turn: {") + kUnknown + "}}}"},
-      {"words",
-       std::string("panel: p\nkeys: {a: {face: clock, show: 1, words: {") + kUnknown + "}}}"},
-      {"text",
-       std::string("panel: p\nkeys: {a: {face: clock, show: 1, title: {") + kUnknown + "}}}"}};
-  return all;
-}
-
-TEST(PanelPage, EveryExampleIsRight) {
-  int count = 0;
+TEST(PanelPage, EveryExampleAndEachPanelThatShipsIsRight) {
+  auto files = shippedPanels();
+  EXPECT_EQ(files.size(), 3U);
   for (const std::string& example : examples()) {
-    const PanelFile file = PanelFile::fromText(example, kRoot / "docs/example.yaml", symbols());
-    EXPECT_THAT(complaintsOf(file), IsEmpty()) << example;
-    ++count;
+    files.push_back(PanelFile::fromText(example, kRoot / "docs/example.yaml", symbols()));
   }
-  EXPECT_EQ(count, 5);
+  EXPECT_EQ(files.size(), 3U + 5U);
+  for (const PanelFile& file : files) EXPECT_THAT(complaintsOf(file), IsEmpty());
 }
 
 TEST(PanelPage, EveryFieldHasAnExample) {
   std::string all;
   for (const std::string& example : examples()) all += example;
-  for (const Section& section : sections()) {
-    for (const std::string& field : fieldsOf(section.text)) {
-      EXPECT_NE(all.find(field + ":"), std::string::npos) << section.name << ": " << field;
+  for (const auto& [section, text] : kSections) {
+    for (const std::string& field : fieldsOf(text)) {
+      EXPECT_NE(all.find(field + ":"), std::string::npos) << section << ": " << field;
     }
   }
 }
 
 TEST(PanelPage, TheSchemaHasTheFieldsOfTheProgram) {
   const json schema = json::parse(contentOf(kRoot / "panels/panel.schema.json"));
-  for (const Section& section : sections()) {
-    const json& node = *section.name == 0 ? schema : schema.at("$defs").at(section.name);
-    EXPECT_EQ(propertiesOf(node), fieldsOf(section.text)) << section.name;
+  for (const auto& [section, text] : kSections) {
+    const json& node = section.empty() ? schema : schema.at("$defs").at(section);
+    EXPECT_EQ(propertiesOf(node), fieldsOf(text)) << section;
   }
-}
-
-TEST(PanelPage, ThePanelsThatShipAreRight) {
-  const auto panels = shippedPanels();
-  EXPECT_EQ(panels.size(), 3U);
-  for (const PanelFile& file : panels) EXPECT_THAT(complaintsOf(file), IsEmpty());
 }
 
 TEST(PanelPage, TheInspectorOffersTheNamesOfThePanelsThatShip) {

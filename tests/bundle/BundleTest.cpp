@@ -2,14 +2,12 @@
 // dark, without saying much.
 #include <gmock/gmock.h>
 
-#include <cstdio>
-#include <fstream>
-#include <iterator>
 #include <regex>
 #include <set>
 
 #include "plugin/Action.h"
 #include "tests/support/HostFixture.h"
+#include "tests/support/Texts.h"
 #include "tools/deck/Bundle.h"
 
 namespace fs = std::filesystem;
@@ -22,8 +20,7 @@ namespace {
 const fs::path kBundle = VELOMAR_BUNDLE;
 
 std::string read(const std::string& name) {
-  std::ifstream in(kBundle / name, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
+  return contentOf(kBundle / name);
 }
 
 json readJson(const std::string& name) {
@@ -103,26 +100,34 @@ TEST(BundleTest, TheInstallerHoldsTheWholeFolderAndAProgramThatRuns) {
                  (entry.is_directory() ? "/" : ""));
   }
   for (const char* scratch : {"images", "layouts"}) EXPECT_TRUE(fs::is_empty(kBundle / scratch));
-  FILE* listing = popen("'" VELOMAR_CMAKE "' -E tar tf '" VELOMAR_INSTALLER "'", "r");
-  std::string text;
-  for (int byte = fgetc(listing); byte != EOF; byte = fgetc(listing))
-    text += static_cast<char>(byte);
-  EXPECT_EQ(pclose(listing), 0);
-  const auto lines = linesOf(text);
+  const auto [listing, code] = outputOf("'" VELOMAR_CMAKE "' -E tar tf '" VELOMAR_INSTALLER "'");
+  EXPECT_EQ(code, 0);
+  const auto lines = linesOf(listing);
   EXPECT_EQ(Names(lines.begin(), lines.end()), files);
 }
 
-struct Box {
-  double left, top, right, bottom;
-  bool meets(const Box& b) const {
-    return left < b.right && b.left < right && top < b.bottom && b.top < bottom;
+// Items of one level that overlap, or that leave the canvas, make a host refuse the layout.
+void expectItemsOnTheStripAndApart(const json& layout) {
+  const auto& items = layout.at("items");
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    const auto a = items[i].at("rect").get<std::vector<double>>();
+    const int level = items[i].value("zOrder", 0);
+    EXPECT_TRUE(a[0] >= 0 && a[0] + a[2] <= 200 && a[1] >= 0 && a[1] + a[3] <= 100) << items[i];
+    EXPECT_TRUE(level >= 0 && level <= 700) << items[i];
+    for (std::size_t other = 0; other < i; ++other) {
+      const auto b = items[other].at("rect").get<std::vector<double>>();
+      const bool isApart =
+          a[0] + a[2] <= b[0] || b[0] + b[2] <= a[0] || a[1] + a[3] <= b[1] || b[1] + b[3] <= a[1];
+      EXPECT_NE(items[i].at("key"), items[other].at("key"));
+      EXPECT_TRUE(isApart || level != items[other].value("zOrder", 0)) << items[i] << items[other];
+    }
   }
-};
+}
 
 TEST(BundleTest, TheItemsOfTheLayoutLieOnTheStripAndStartEmpty) {
   const json layout = readJson("Velomar-Layout.json");
   expectMembers(layout, {"id", "items"}, {});
-  std::multimap<int, Box> boxes;
+  expectItemsOnTheStripAndApart(layout);
   for (const json& item : layout["items"]) {
     SCOPED_TRACE(item);
     const Names common = {"enabled", "opacity", "zOrder", "background"};
@@ -137,47 +142,44 @@ TEST(BundleTest, TheItemsOfTheLayoutLieOnTheStripAndStartEmpty) {
     if (item["type"] == "text") {
       EXPECT_EQ(item["value"], "");
     }
-    const auto rect = item["rect"].get<std::vector<double>>();
-    ASSERT_EQ(rect.size(), 4U);
-    const Box box{rect[0], rect[1], rect[0] + rect[2], rect[1] + rect[3]};
-    EXPECT_TRUE(box.left >= 0 && box.top >= 0 && box.right <= 200 && box.bottom <= 100);
-    const int level = item.value("zOrder", 0);
-    EXPECT_TRUE(level >= 0 && level <= 700);
-    const auto [first, last] = boxes.equal_range(level);
-    for (auto other = first; other != last; ++other) EXPECT_FALSE(box.meets(other->second));
-    boxes.emplace(level, box);
   }
 }
 
-class BundleOnADialTest : public HostFixture {};
+class BundleOnADialTest : public HostFixture {
+ protected:
+  // The type that each item needs that the program writes for a title.
+  std::map<std::string, std::string> itemsFor(const std::string& title) {
+    Action dial(&connect(nullptr), "A", "C");
+    dial.isEncoder = true;
+    dial.SetImage("", 0);
+    dial.SetTitle(title);
+    dial.ShowOK();
+    std::map<std::string, std::string> items;
+    for (json frame = json::parse(host.frames.next()); frame["event"] == "setFeedback";
+         frame = json::parse(host.frames.next())) {
+      const auto member = frame["payload"].cbegin();
+      const bool isIcon = member.key() == "icon";
+      items[member.key()] = isIcon ? "pixmap" : member.value().is_number() ? "bar" : "text";
+      EXPECT_TRUE(!isIcon || !read(member.value()).empty()) << "the blank picture";
+    }
+    return items;
+  }
+
+  static std::map<std::string, std::string> itemsOf(const json& layout) {
+    std::map<std::string, std::string> items;
+    for (const json& item : layout.at("items")) items[item["key"]] = item["type"];
+    return items;
+  }
+};
 
 TEST_F(BundleOnADialTest, EveryItemThatIsWrittenIsInTheLayoutWithItsType) {
-  std::map<std::string, std::string> types;
-  const json layout = readJson(openBundle(kBundle).layout);
-  for (const json& item : layout["items"]) {
-    EXPECT_TRUE(types.emplace(item["key"], item["type"]).second)
-        << item["key"] << " is there twice";
-  }
-  Action dial(&connect(nullptr), "A", "C");
-  dial.isEncoder = true;
-  dial.SetImage("", 0);
-  std::string title;
-  for (int line = 0; line < 20; ++line) title += "7\n";
-  dial.SetTitle(title);
-  dial.ShowOK();
-  Names written;
-  for (json frame = json::parse(host.frames.next()); frame["event"] == "setFeedback";
-       frame = json::parse(host.frames.next())) {
-    const auto member = frame["payload"].cbegin();
-    const std::string& key = member.key();
-    const json& value = member.value();
-    written.insert(key);
-    if (key == "icon") {
-      EXPECT_NE(read(value), "") << "the blank picture";
-    }
-    EXPECT_EQ(types[key], key == "icon" ? "pixmap" : value.is_number() ? "bar" : "text") << key;
-  }
-  EXPECT_EQ(written.size(), types.size()) << "an item that nothing writes";
+  EXPECT_EQ(itemsOf(readJson(openBundle(kBundle).layout)), itemsFor(repeated("7\n", 20)));
+}
+
+TEST_F(BundleOnADialTest, TheLayoutThatAuthorsAreShownIsSoundAndTakesATitle) {
+  const json layout = json::parse(contentOf(VELOMAR_SOURCE "/examples/panel/heading.json"));
+  expectItemsOnTheStripAndApart(layout);
+  EXPECT_THAT(itemsFor("HDG\n270\n75"), IsSubsetOf(itemsOf(layout)));
 }
 
 }  // namespace

@@ -2,9 +2,7 @@
 
 #include <cstdlib>
 
-#include "simulator/SimulatorLink.h"
-#include "tests/e2e/Stage.h"
-#include "tests/support/HostFixture.h"
+#include "tests/e2e/HostStage.h"
 
 namespace {
 
@@ -25,36 +23,11 @@ struct Want {
   std::vector<std::string> says;
 };
 
-class LaunchTest : public Stage {
+class LaunchTest : public HostStage {
  protected:
-  std::unique_ptr<ChildProcess> start(const std::vector<std::string>& arguments,
-                                      Lines command = {}) {
-    command.push_back((folder / "velomar").string());
-    command.insert(command.end(), arguments.begin(), arguments.end());
-    ChildProcess::Options options;
-    options.folder = folder.string();
-    options.withErrorOutput = true;
-    return std::make_unique<ChildProcess>(command, std::move(options));
-  }
-
-  std::unique_ptr<ChildProcess> start(const Want& want, int port) {
-    return start(
-        {"-port", std::to_string(port), "-pluginUUID", "u", "-registerEvent", "r", "-info", "{}"},
-        {kUnshare, "-m", "/bin/sh", "-c", want.setUp + " && exec \"$0\" \"$@\""});
-  }
-
-  static void awaitFrame(Host& host, const std::string& text) {
-    for (std::string frame; frame.find(text) == std::string::npos;) {
-      frame = host.frames.next();
-      ASSERT_NE(frame, "(nothing)") << text;
-    }
-  }
-
-  static void expectToBeServed(Host& host) {
-    awaitFrame(host, R"({"event":"r","uuid":"u"})");
-    host.send(R"({"event":"willAppear","action":"com.brackenmoor.velomar.launch","context":"E",)"
-              R"("device":"D","payload":{"controller":"Encoder","settings":{"KeyName":"K"}}})");
-    awaitFrame(host, "setFeedbackLayout");
+  std::unique_ptr<ChildProcess> startWith(const Want& want, const Host& host) {
+    return start(argumentsFor(host),
+                 {kUnshare, "-m", "/bin/sh", "-c", want.setUp + " && exec \"$0\" \"$@\""});
   }
 
   static bool mayMount() {
@@ -123,7 +96,7 @@ TEST_F(LaunchTest, WhateverTheMachineRefusesTheHostIsServedOrTheEndIsInOrder) {
   std::vector<std::unique_ptr<ChildProcess>> programs;
   for (const Want& want : wants) {
     hosts.push_back(std::make_unique<Host>());
-    programs.push_back(start(want, hosts.back()->port()));
+    programs.push_back(startWith(want, *hosts.back()));
   }
   for (std::size_t i = 0; i < wants.size(); ++i) {
     SCOPED_TRACE(wants[i].setUp);
@@ -150,18 +123,14 @@ TEST_F(LaunchTest, WhateverTheMachineRefusesTheHostIsServedOrTheEndIsInOrder) {
 TEST_F(LaunchTest, FoldersThatTakeNothingCostFilesAndNothingElse) {
   if (!mayMount()) GTEST_SKIP() << "may not mount anything";
   Host host;
-  const auto program = start(Want{"mount -t tmpfs -o size=4k none images && "
+  const auto program = startWith({"mount -t tmpfs -o size=4k none images && "
                                   "mount -t tmpfs -o ro none layouts",
                                   true,
                                   {}},
-                             host.port());
+                                 host);
   expectToBeServed(host);
   SimulatorLink link;
-  for (const auto deadline = SimulatorLink::Clock::now() + kPatience; !link.isUp();) {
-    ASSERT_LT(SimulatorLink::Clock::now(), deadline);
-    (void)link.poll();
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
+  bringUp(link);
   link.send(R"({"Message":"Update Full Image ID","Context":"E","Image ID":1,"Base64":")" +
             std::string(12000, 'A') + "\"}");
   awaitFrame(host, "images/1.png");

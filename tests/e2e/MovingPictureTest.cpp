@@ -1,18 +1,12 @@
-#include <gmock/gmock.h>
-
 #include <optional>
 #include <string>
-#include <thread>
 
 #include "simulator/Base64.h"
 #include "simulator/Deliveries.h"
-#include "simulator/SimulatorLink.h"
-#include "tests/e2e/Stage.h"
-#include "tests/support/HostFixture.h"
+#include "tests/e2e/HostStage.h"
 
 namespace {
 
-using nlohmann::json;
 using velomar::Deliveries;
 using velomar::SimulatorLink;
 
@@ -20,43 +14,14 @@ constexpr int kHour = 3600;  // frames, of a clock that is redrawn each second
 constexpr int kBatch = 50;
 constexpr std::size_t kFaceBytes = 10000;
 
-class MovingPictureTest : public Stage {
+class MovingPictureTest : public HostStage {
  protected:
   void SetUp() override {
-    ChildProcess::Options options;
-    options.folder = folder.string();
-    options.withErrorOutput = true;
-    program.emplace(Lines{(folder / "velomar").string(), "-port", std::to_string(host.port()),
-                          "-pluginUUID", "u", "-registerEvent", "r", "-info", "{}"},
-                    options);
-    await(R"({"event":"r","uuid":"u"})");
-    appear("K", "Keypad");
-    appear("E", "Encoder");
-    await("setFeedbackLayout");
+    program = start(argumentsFor(host));
+    expectToBeServed(host);
+    appear(host, "K", "Keypad");
     link.emplace();
-    for (const auto deadline = SimulatorLink::Clock::now() + kPatience; !link->isAnybodyThere();) {
-      ASSERT_LT(SimulatorLink::Clock::now(), deadline);
-      (void)link->poll();
-      std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-  }
-
-  void appear(const std::string& context, const std::string& controller) {
-    const json payload{{"controller", controller}, {"settings", {{"KeyName", "CLOCK"}}}};
-    host.send(json{
-        {"event", "willAppear"},
-        {"action", "com.brackenmoor.velomar.launch"},
-        {"context", context},
-        {"device", "D"},
-        {"payload",
-         payload}}.dump());
-  }
-
-  void await(const std::string& text) {
-    for (std::string frame; frame.find(text) == std::string::npos;) {
-      frame = host.frames.next();
-      ASSERT_NE(frame, "(nothing)") << text;
-    }
+    bringUp(*link);
   }
 
   // Shows frames on the key and the dial as fast as the panel takes them.
@@ -69,7 +34,7 @@ class MovingPictureTest : public Stage {
         ASSERT_TRUE(link->send(*deliveries.frame(context, base64)));
       }
       if (i % kBatch == kBatch - 1 || i == frames - 1) {
-        await(base64.substr(0, 16));
+        awaitFrame(host, base64.substr(0, 16));
         (void)link->poll();
       }
     }
@@ -82,13 +47,12 @@ class MovingPictureTest : public Stage {
     return pages * 4096;
   }
 
-  std::size_t filesInImages() const {
-    return static_cast<std::size_t>(
-        std::distance(std::filesystem::directory_iterator(folder / "images"), {}));
+  std::ptrdiff_t filesInImages() const {
+    return std::distance(std::filesystem::directory_iterator(folder / "images"), {});
   }
 
   Host host;
-  std::optional<ChildProcess> program;
+  std::unique_ptr<ChildProcess> program;
   std::optional<SimulatorLink> link;
   Deliveries deliveries;
   int shown = 0;
@@ -100,15 +64,13 @@ TEST_F(MovingPictureTest, AnHourOfFramesLeavesMemoryAndFolderAsTheyWere) {
   const std::size_t before = memory();
   show(kHour);
   const std::size_t after = memory();
-  RecordProperty("bytes_before", std::to_string(before));
-  RecordProperty("bytes_after", std::to_string(after));
-  EXPECT_LE(filesInImages(), 2 * Deliveries::kFrameIds);
+  EXPECT_LE(filesInImages(), 2L * Deliveries::kFrameIds);
 #ifndef __SANITIZE_ADDRESS__  // which keeps what was freed
   EXPECT_LT(after, before + 8 * 1024 * 1024);
 #endif
   host.close("");
   EXPECT_EQ(program->waitForEnd(kPatience), 0);
-  EXPECT_EQ(filesInImages(), 0U);
+  EXPECT_EQ(filesInImages(), 0);
 }
 
 }  // namespace

@@ -27,26 +27,13 @@ class Stage : public testing::Test {
     ASSERT_TRUE(deck->waitForLine("registerPlugin", kPatience)) << "no registration";
   }
 
-  void startBridge() {
-    bridge = std::make_unique<ChildProcess>(Lines{VELOMAR_BRIDGE, "--simulator", "trainer"},
-                                            ChildProcess::Options{});
-  }
-
-  void killBridge() {
-    bridge->signal(SIGKILL);
-    EXPECT_TRUE(bridge->waitForEnd(kPatience));
-  }
-
   void tellDeck(const std::string& line) { deck->writeLine(line); }
 
   // Waits for a line of the deck that holds all of `text`. The index after it.
   std::size_t awaitDeck(const std::string& text, std::size_t from = 0) {
-    return await(*deck, text, from);
-  }
-
-  // Seconds from the common start that a line carries in front.
-  static double stampOf(const ChildProcess& child, std::size_t after) {
-    return std::atof(child.lines().at(after - 1).c_str());
+    const auto found = deck->waitForLine(text, kPatience, from);
+    EXPECT_TRUE(found) << "no line with " << text;
+    return found.value_or(from);
   }
 
   void endDeck() {
@@ -66,11 +53,5 @@ class Stage : public testing::Test {
     std::filesystem::copy(bundle, place / bundle.filename(),
                           std::filesystem::copy_options::recursive);
     return place / bundle.filename();
-  }
-
-  static std::size_t await(ChildProcess& child, const std::string& text, std::size_t from) {
-    const auto found = child.waitForLine(text, kPatience, from);
-    EXPECT_TRUE(found) << "no line with " << text;
-    return found.value_or(from);
   }
 };

@@ -1,12 +1,12 @@
 // The words of velomar-state about the real panel and about several kinds of simulator's side.
 #include <atomic>
-#include <cstdio>
 #include <nlohmann/json.hpp>
 #include <thread>
 
 #include "simulator/SimulatorLink.h"
 #include "store/simdb.h"
 #include "tests/e2e/Stage.h"
+#include "tests/support/Texts.h"
 
 using nlohmann::json;
 
@@ -47,14 +47,8 @@ class StateTest : public Stage {
  protected:
   // The verdict, and the program's exit code.
   static std::pair<std::string, int> verdict() {
-    FILE* stream = popen("'" VELOMAR_STATE "' --json", "r");
-    std::string text;
-    for (int byte = fgetc(stream); byte != EOF; byte = fgetc(stream)) {
-      text += static_cast<char>(byte);
-    }
-    const int status = pclose(stream);
-    const json report = json::parse(text);
-    return {report["verdict"]["code"], WEXITSTATUS(status)};
+    const auto [text, code] = outputOf("'" VELOMAR_STATE "' --json");
+    return {json::parse(text)["verdict"]["code"], code};
   }
 
   // A look may fall into a moment of change, such as the panel's first seconds.
@@ -73,9 +67,11 @@ TEST_F(StateTest, EachTroubleOfTheLinkHasItsVerdict) {
   Simulator simulator;
   expectVerdict("well");
   EXPECT_TRUE(simulator.isUp);
-  startBridge();
+  bridge = std::make_unique<ChildProcess>(Lines{VELOMAR_BRIDGE, "--simulator", "trainer"},
+                                          ChildProcess::Options{});
   expectVerdict("two-simulators");
-  killBridge();
+  bridge->signal(SIGKILL);
+  EXPECT_TRUE(bridge->waitForEnd(kPatience));
 
   simulator.does = Simulator::Does::Nothing;
   tellDeck("plug D");

@@ -1,17 +1,15 @@
-// Flies FlightGear from the virtual deck, through the bridge: node fly.mjs BUILD_FOLDER. Ends with
-// 0 if all is right. The test sets and reads FlightGear by its line protocol, which the bridge
-// doesn't use. No other program may use the two stores.
-import { spawn } from "node:child_process";
+// Flies FlightGear from the virtual deck, through the bridge: node fly.mjs BUILD_FOLDER. Ends with 0
+// if all is as it should be. FlightGear is set and read by its line protocol, which the bridge has no
+// part in. The two stores have to be free.
 import { cpSync, mkdtempSync, rmSync } from "node:fs";
 import { get } from "node:http";
 import { connect, createServer } from "node:net";
 import { tmpdir } from "node:os";
 import { basename, join } from "node:path";
-import { createInterface } from "node:readline";
 import { setTimeout as pause } from "node:timers/promises";
+import { eventually, kPatience, Program } from "../web/program.mjs";
 
 const kStartPatience = 600_000; // ms; a busy machine takes minutes
-const kPatience = 60_000;
 const kBeacon = "/controls/lighting/beacon";
 const kHeading = "/autopilot/settings/heading-bug-deg";
 
@@ -31,55 +29,6 @@ function freePort() {
 
 const webPort = await freePort();
 const linePort = await freePort();
-
-async function eventually(what, look, patience = kPatience) {
-  const end = Date.now() + patience;
-  for (;;) {
-    const found = await look();
-    if (found) return found;
-    if (Date.now() > end) throw new Error(`waited in vain: ${what}`);
-    await pause(5);
-  }
-}
-
-// A program in a process group of its own, whose lines are kept.
-class Program {
-  lines = [];
-
-  constructor(file, words, environment = {}) {
-    this.child = spawn(file, words, {
-      stdio: ["pipe", "pipe", "pipe"],
-      detached: true,
-      env: { ...process.env, ...environment },
-    });
-    this.child.stdin.on("error", () => {}); // it may have gone
-    for (const stream of [this.child.stdout, this.child.stderr]) {
-      createInterface(stream).on("line", (line) => this.lines.push(line));
-    }
-    this.ended = new Promise((resolve) => this.child.once("exit", resolve));
-  }
-
-  line(text, from = 0, patience = kPatience) {
-    return eventually(
-      `a line with "${text}"`,
-      () => this.lines.slice(from).find((line) => line.includes(text)),
-      patience,
-    );
-  }
-
-  write(line) {
-    this.child.stdin.write(`${line}\n`);
-  }
-
-  async end(signal = "SIGTERM") {
-    try {
-      process.kill(-this.child.pid, signal);
-    } catch {
-      // It has ended by itself.
-    }
-    await this.ended;
-  }
-}
 
 class FlightGear extends Program {
   constructor(aircraft) {
@@ -317,11 +266,8 @@ async function turnHeading() {
 }
 
 async function killAndStart({ on, off }) {
-  await measured(
-    "FlightGear's end to the marked key",
-    () => simulator.end("SIGKILL"),
-    () => faceOtherThan("K", [on, off]),
-  );
+  await measured("FlightGear's end to the marked key", () => simulator.end(),
+    () => faceOtherThan("K", [on, off]));
   await startSimulator("c172p");
   await eventually(
     "a face of before",
@@ -332,7 +278,7 @@ async function killAndStart({ on, off }) {
 
 // FlightGear's own change of aircraft ends its servers, and headless it hangs soon after.
 async function changeAircraft() {
-  await simulator.end("SIGKILL");
+  await simulator.end();
   const seen = bridge.lines.length;
   await startSimulator("ufo");
   const panel = await bridge.line("panel ", seen);
@@ -354,7 +300,7 @@ try {
   console.error((simulator?.lines ?? []).slice(-5).join("\n"));
   process.exitCode = 1;
 } finally {
-  for (const program of running.reverse()) await program.end("SIGKILL");
+  for (const program of running.reverse()) await program.end();
   rmSync(folder, { recursive: true, force: true });
 }
 process.exit();

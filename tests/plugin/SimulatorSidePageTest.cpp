@@ -1,8 +1,8 @@
 // Compares the page for authors of simulator plug-ins with the program.
-#include <regex>
 #include <set>
 
 #include "tests/plugin/LinkHarness.h"
+#include "tests/support/Texts.h"
 
 namespace {
 
@@ -10,7 +10,9 @@ using Names = std::map<std::string, std::set<std::string>>;  // of messages, wit
 
 class SimulatorSidePageTest : public LinkFixture {
  protected:
-  static std::string source(const std::string& file) { return read(Path(VELOMAR_SOURCE) / file); }
+  static std::string source(const std::string& file) {
+    return contentOf(Path(VELOMAR_SOURCE) / file);
+  }
 
   // The part of the page between a heading and the next.
   static std::string section(const std::string& heading) {
@@ -18,16 +20,6 @@ class SimulatorSidePageTest : public LinkFixture {
     const auto begin = page.find("\n### " + heading + "\n");
     EXPECT_NE(begin, std::string::npos) << heading;
     return page.substr(begin, page.find("\n### ", begin + 1) - begin);
-  }
-
-  static Texts found(const std::string& text, const char* pattern) {
-    const std::regex regex(pattern);
-    Texts all;
-    for (auto it = std::sregex_iterator(text.begin(), text.end(), regex);
-         it != std::sregex_iterator(); ++it) {
-      all.push_back((*it)[1]);
-    }
-    return all;
   }
 
   static Texts examples(const std::string& heading) {
@@ -115,38 +107,6 @@ TEST_F(SimulatorSidePageTest, TheCodeOnThePageIsThatOfTheExamples) {
     const std::string block =
         "```" + std::string(language) + "\n" + source(std::string("examples/") + file) + "```";
     EXPECT_NE(page.find(block), std::string::npos) << file;
-  }
-}
-
-// Items of one level that overlap, or that leave the canvas, make a host refuse the layout.
-TEST_F(SimulatorSidePageTest, TheHeadingsLayoutIsSoundAndTakesAllThatATitleWrites) {
-  const json layout = json::parse(source("examples/panel/heading.json"));
-  std::map<std::string, json> items;
-  for (const json& item : layout.at("items")) items[item.at("key")] = item;
-  ASSERT_EQ(items.size(), layout["items"].size());
-  for (const auto& [name, item] : items) {
-    const auto rect = item.at("rect").get<std::vector<int>>();
-    EXPECT_TRUE(rect[0] >= 0 && rect[0] + rect[2] <= 200 && rect[1] >= 0 &&
-                rect[1] + rect[3] <= 100)
-        << name;
-    for (const auto& [otherName, other] : items) {
-      const auto to = other.at("rect").get<std::vector<int>>();
-      const bool apart = rect[0] + rect[2] <= to[0] || to[0] + to[2] <= rect[0] ||
-                         rect[1] + rect[3] <= to[1] || to[1] + to[3] <= rect[1];
-      EXPECT_TRUE(name == otherName || apart || item.at("zOrder") != other.at("zOrder"))
-          << name << " and " << otherName;
-    }
-  }
-
-  bringUp({appearAsDial("E1")});
-  Texts frames = after(titleFor("E1", "HDG\n270\n75"));
-  frames = frames + after(R"({"Message":"Update Full Image ID","Context":"E1","Image ID":7,)"
-                          R"("Base64":"iVBORw0KGgo="})");
-  EXPECT_EQ(frames.size(), 12U) << "ten lines, one number, the picture";
-  for (const std::string& text : frames) {
-    const json frame = json::parse(text);
-    const std::string item = frame.at("payload").begin().key();
-    EXPECT_EQ(items.count(item), 1U) << item;
   }
 }
 

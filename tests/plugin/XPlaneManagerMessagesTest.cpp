@@ -1,7 +1,5 @@
-#include <fstream>
-
 #include "tests/plugin/LinkHarness.h"
-#include "tests/support/Repeated.h"
+#include "tests/support/Texts.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -189,17 +187,6 @@ TEST_F(XPlaneManagerMessagesTest, DepthIsLimited) {
   tooDeep["Messages"]["0"] = groupWith({{"0", one}, {"1", tooDeep["Messages"]["0"]}});
   EXPECT_THAT(failing(tooDeep), ElementsAre(titleOn("C1", "one"), error("groups nest too deeply")));
 
-  constexpr int kMany = 100000;
-  const std::string open = R"({"Message":"Set Title","Context":"C1","Title":"one","Deep":)";
-  for (const std::string& text : {repeated("[", kMany), repeated("{\"0\":", kMany),
-                                  open + repeated("[", kMany) + repeated("]", kMany) + "}"}) {
-    EXPECT_THAT(failing(text), ElementsAre(error("the JSON nests too deeply")));
-  }
-  // Brackets in a text are no depth, wherever the text ends.
-  const std::string brackets = repeated("[", kMany);
-  EXPECT_THAT(after(titleFor("C1", "\\\"" + brackets)),
-              ElementsAre(titleOn("C1", R"(\\\")" + brackets)));
-  EXPECT_THAT(after(one.dump() + brackets), ElementsAre(titleOn("C1", "one")));
-  EXPECT_THAT(after("null " + brackets), IsEmpty());
-  EXPECT_THAT(failing("1 " + brackets), ElementsAre(error(kNoMembers + "number")));
+  EXPECT_THAT(failing(repeated("[", 100000)), ElementsAre(error("the JSON nests too deeply")));
+  EXPECT_THAT(after("null " + repeated("[", 100000)), IsEmpty());
 }

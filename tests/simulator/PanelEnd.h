@@ -3,9 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "store/PendingKeys.h"
@@ -24,6 +26,22 @@ class PanelEnd {
     std::vector<std::string> values;
     for (waiting.list(); !waiting.empty(); waiting.list()) values.push_back(waiting.take());
     return values;
+  }
+
+  // Two threads poll at once, of which one may be refused at any time. `poll` says how many
+  // messages it got.
+  template <typename Poll>
+  void expectAllPolledByTwoThreads(Poll poll) {
+    constexpr unsigned kMessages = 2000;
+    std::atomic<unsigned> got{0};
+    const auto work = [&] {
+      while (got < kMessages) got += poll();
+    };
+    std::thread first(work), second(work);
+    for (unsigned i = 0; i < kMessages; ++i) says(R"({"Context":"C","Message":"Key Down"})");
+    first.join();
+    second.join();
+    EXPECT_EQ(got, kMessages);
   }
 
   simdb toXPlane{"ToXPlane", 2048, 4096, false};

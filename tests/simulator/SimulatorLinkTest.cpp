@@ -2,11 +2,9 @@
 
 #include <gmock/gmock.h>
 
-#include <atomic>
 #include <filesystem>
 #include <optional>
 #include <stdexcept>
-#include <thread>
 
 #include "simulator/Base64.h"
 #include "simulator/MessageGroup.h"
@@ -159,25 +157,14 @@ TEST_F(SimulatorLinkTest, SendTakesAMessageOrATextAndSaysWhatDidNotGo) {
 
 TEST_F(SimulatorLinkTest, ASecondThreadIsRefusedAndNothingIsLost) {
   bringUp();
-  constexpr unsigned kMessages = 2000;
-  std::atomic<unsigned> got{0};
-  std::atomic<unsigned> refused{0};
-  const auto poll = [&] {
-    while (got < kMessages) {
-      try {
-        got += static_cast<unsigned>(link->poll().size());
-      } catch (const std::logic_error& e) {
-        EXPECT_STREQ(e.what(), "the link is in use by another thread");
-        ++refused;
-      }
+  panel.expectAllPolledByTwoThreads([&] {
+    try {
+      return static_cast<unsigned>(link->poll().size());
+    } catch (const std::logic_error& e) {
+      EXPECT_STREQ(e.what(), "the link is in use by another thread");
+      return 0U;
     }
-  };
-  std::thread first(poll);
-  std::thread second(poll);
-  for (unsigned i = 0; i < kMessages; ++i) panel.says(kDown);
-  first.join();
-  second.join();
-  EXPECT_EQ(got, kMessages);
+  });
 }
 
 TEST(SimulatorLink, SaysWhyAStoreCannotBeOpened) {

@@ -21,26 +21,6 @@ struct List {
   CncrLst list;
 };
 
-TEST(CncrLst, ChainsComeFromTheTopAndGoBackThere) {
-  List its(4096);
-  its.expectHead(0, 0);
-  EXPECT_EQ(its.list.alloc(3), 0U);
-  its.expectHead(3, 3);
-  EXPECT_EQ(its.region.image().link(0), 1U);
-  EXPECT_EQ(its.region.image().link(1), 2U);
-
-  EXPECT_EQ(its.list.free(0, 2), 3U) << "what was on top before";
-  its.expectHead(0, 4);
-  EXPECT_EQ(its.region.image().link(2), 3U);
-  EXPECT_EQ(its.list.alloc(4), 0U) << "the blocks freed last come first";
-  its.expectHead(4, 8);
-
-  // Another object over the same area, as another process has it, goes on from there.
-  CncrLst other(its.region.at(64 + 32 * 4096), 4096, false);
-  EXPECT_EQ(other.nxt(), 4U);
-  EXPECT_EQ(its.list.nxt(), 5U);
-}
-
 TEST(CncrLst, FailedAllocLeavesTheFreeListInOrder) {
   List its(5);
   for (u32 i = 0; i < 5; ++i) EXPECT_EQ(its.list.nxt(), i);

@@ -87,9 +87,6 @@ TEST(CncrStr, KeysAndValuesOfEveryLengthComeBackAndLeaveNoPin) {
       const std::string key = dice.bytes(klen), value = dice.bytes(vlen);
       const VerIdx chain = its.store(key, value);
       const RegionImage image = its.image();
-      EXPECT_EQ(image.chain(chain.idx).size(), (klen + vlen + kB - 1) / kB);
-      EXPECT_EQ(image.stream(chain.idx), key + value);
-
       u32 readlen = kUnread;
       EXPECT_EQ(its.value(chain, vlen, &readlen), value);
       EXPECT_EQ(readlen, vlen);
@@ -105,16 +102,6 @@ TEST(CncrStr, KeysAndValuesOfEveryLengthComeBackAndLeaveNoPin) {
       EXPECT_EQ(its.compare(chain, key + "x"), CncrStr::NoMatch);
       EXPECT_EQ(its.values.compare(chain.idx, chain.version, key.data(), size32(key), kHash + 1),
                 CncrStr::NoMatch);
-
-      if (vlen > 0) {
-        std::string buffer(vlen, '#');
-        readlen = kUnread;
-        EXPECT_EQ(its.values.get(chain.idx, chain.version, buffer.data(),
-                                 static_cast<u32>(vlen - 1), &readlen),
-                  0U);
-        EXPECT_EQ(buffer, std::string(vlen, '#')) << "too short a buffer gets nothing";
-        EXPECT_EQ(readlen, kUnread);
-      }
       EXPECT_EQ(its.image().bytes, image.bytes) << "reading leaves no trace";
     }
   }
@@ -151,7 +138,6 @@ TEST(CncrStr, ADeletedChainLivesUntilItsLastReaderLeaves) {
   Values its(8, 64);
   const u32 deallocs = __simdb_deallocs;
   const VerIdx chain = its.store("key", std::string(150, 'v'));
-  ASSERT_EQ(its.image().chain(chain.idx), (Blocks{0, 1, 2}));
   ASSERT_TRUE(its.values.pin(0));
   ASSERT_TRUE(its.values.pin(0));
   EXPECT_EQ(its.state(0), 1U + 2 * 4);
@@ -173,11 +159,6 @@ TEST(CncrStr, ADeletedChainLivesUntilItsLastReaderLeaves) {
   EXPECT_EQ(freed.freeBlocks(), (Blocks{0, 1, 2, 3, 4, 5, 6, 7}));
   for (u32 i = 0; i < 3; ++i) EXPECT_EQ(freed.entry(i).version, 0U);
   EXPECT_EQ(freed.entry(0).state, 3U) << "late pins are refused";
-
-  EXPECT_EQ(its.store("new", "value"), (VerIdx{0, 2}));
-  EXPECT_EQ(its.state(0), 1U) << "taken again, the block starts clean";
-  EXPECT_FALSE(its.values.decReadersOrDel(0, true)) << "without readers it goes at once";
-  EXPECT_EQ(its.image().entry(0).version, 0U);
 }
 
 TEST(CncrStr, ReadersBelowZeroRefusePinsAndABlockThatIsTakenStartsClean) {
@@ -192,6 +173,8 @@ TEST(CncrStr, ReadersBelowZeroRefusePinsAndABlockThatIsTakenStartsClean) {
   its.values.doFree(0);
   EXPECT_EQ(its.value(its.store("key", "other"), 5), "other");
   EXPECT_EQ(its.state(0), 1U);
+  EXPECT_FALSE(its.values.decReadersOrDel(0, true)) << "without readers it goes at once";
+  EXPECT_EQ(its.image().entry(0).version, 0U);
 }
 
 TEST(CncrStr, VersionsAreTheLowHalfOfTheCounter) {

@@ -1,8 +1,6 @@
 #include "store/PendingKeys.h"
 
-#include <atomic>
 #include <deque>
-#include <thread>
 
 #include "tests/store/TestRegion.h"
 
@@ -58,29 +56,6 @@ TEST(PendingKeys, EveryMessageOfACrowdedStoreIsTakenOnceAndInOrder) {
     for (const auto& value : waiting) ASSERT_EQ(s.next(), value);
     ASSERT_EQ(s.next(), "(nothing)");
   }
-}
-
-// A walk is no snapshot either: keys written during it may be seen in any order.
-TEST(PendingKeys, TheOrderHoldsWhileAnotherThreadWrites) {
-  constexpr u32 kMessages = 10000;
-  constexpr u32 kWaiting = 28;  // of 32, so that no key gets into a slot where it can't be deleted
-  Store s(32);
-  simdb writersEnd(s.region.name(), 64, 32, false);
-  std::atomic<u32> taken{0};
-  std::thread writer([&] {
-    for (u32 i = 0; i < kMessages; ++i) {
-      while (i - taken >= kWaiting) std::this_thread::yield();
-      EXPECT_TRUE(writersEnd.put(std::to_string(100000 + i), std::to_string(i)));
-    }
-  });
-  while (taken < kMessages) {
-    const std::string value = s.next();
-    if (value == "(nothing)") continue;
-    EXPECT_EQ(value, std::to_string(taken));
-    ++taken;
-  }
-  writer.join();
-  EXPECT_EQ(s.next(), "(nothing)");
 }
 
 TEST(PendingKeys, AKeyThatCantBeDeletedComesUpAgainOnlyIfItIsWrittenAnew) {

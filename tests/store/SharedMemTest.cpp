@@ -1,7 +1,5 @@
 #include "store/SharedMem.h"
 
-#include <sys/resource.h>
-
 #include "tests/store/TestRegion.h"
 
 namespace {
@@ -42,20 +40,6 @@ TEST(SharedMem, TheFirstCallerCreatesAndOthersSeeTheSameBytes) {
   EXPECT_NE(second.mapping, first.mapping);
   static_cast<char*>(first.region)[kSize - 1] = '!';
   EXPECT_EQ(static_cast<char*>(second.region)[kSize - 1], '!');
-}
-
-TEST(SharedMem, AFileThatCannotGrowHasACodeOfItsOwn) {
-  const TestRegion region;
-  const int end = endOf(startProcess([&region] {
-    (void)signal(SIGXFSZ, SIG_IGN);
-    const rlimit limit{kSize / 2, kSize / 2};
-    setrlimit(RLIMIT_FSIZE, &limit);
-    simdb_error code = SIMDB_OK;
-    const SharedMem mem = SharedMem::AllocAnon(region.name(), kSize, false, &code);
-    return mem.owner && mem.mapping != nullptr ? static_cast<int>(code) : 0;
-  }));
-  EXPECT_EQ(end, SIMDB_RESIZE_FAILED);
-  EXPECT_TRUE(region.exists());
 }
 
 TEST(SharedMem, AttachmentsAreGivenBackOnceAndTheLastRemovesTheFile) {
@@ -107,20 +91,6 @@ TEST(SharedMem, AFileThatIsShorterThanItsMappingIsNotTouched) {
     EXPECT_FALSE(mem.holds(1));
   }
   EXPECT_TRUE(region.exists()) << "and the destructor can't know of any attachment";
-}
-
-TEST(SharedMem, AMappingKnowsItsFileFromAnotherOfThatName) {
-  TestRegion region;
-  region.create(std::string(2 * 4096, '\1'));
-  SharedMem mem = SharedMem::AllocAnon(region.name(), 100, false, nullptr);
-  EXPECT_FALSE(mem.holds(101));
-  EXPECT_TRUE(mem.extend(2 * 4096));
-  EXPECT_TRUE(mem.holds(2 * 4096));
-  ASSERT_EQ(std::remove(region.path().c_str()), 0);
-  region.create(std::string(4 * 4096, '\2'));
-  EXPECT_FALSE(mem.isNamed());
-  EXPECT_FALSE(mem.extend(4 * 4096));
-  EXPECT_EQ(static_cast<char*>(mem.region)[2 * 4096 - 1], '\1');
 }
 
 }  // namespace

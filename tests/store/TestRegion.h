@@ -1,7 +1,5 @@
-// Stores to test with: one in a file that goes away with the test, and one in ordinary memory whose
-// ends a memory checker guards. Both can be looked at and damaged byte by byte.
-//
-// The offsets are repeated here, apart from those of the store, so that a slip in either shows.
+// A store to test with, in a file that goes away with the test and can be looked at and damaged
+// byte by byte, and helpers for tests of stores.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -14,24 +12,17 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <cstring>
 #include <fstream>
 #include <iterator>
-#include <memory>
-#include <new>
 #include <random>
-#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "store/CncrHsh.h"
 #include "store/KeyHash.h"
+#include "tests/store/HeapRegion.h"
 
 using store::i32;
-using store::u32;
-using store::u64;
-using store::u8;
 
 // A build in which everything takes a multiple of its time does fewer rounds.
 #ifndef __has_feature
@@ -43,109 +34,6 @@ constexpr bool kSlowBuild = true;
 #else
 constexpr bool kSlowBuild = false;
 #endif
-
-constexpr u32 kEnd = 0xFFFFFFFF;
-
-struct Entry {
-  u32 state, next, version, len, klen, hash;
-};
-
-inline bool operator==(const Entry& a, const Entry& b) {
-  return std::memcmp(&a, &b, sizeof a) == 0;
-}
-
-// The bytes of a region at one moment.
-class RegionImage {
- public:
-  RegionImage(std::string content, u64 blockCount, u64 blockSize)
-      : bytes(std::move(content)), n(blockCount), b(blockSize) {}
-
-  template <typename Word>
-  Word at(u64 offset) const {
-    if (offset + sizeof(Word) > bytes.size()) throw std::out_of_range("past the region's end");
-    Word word;
-    std::memcpy(&word, bytes.data() + offset, sizeof word);
-    return word;
-  }
-
-  u64 slot(u64 i) const { return at<u64>(40 + 8 * i); }
-  u64 versionCounter() const { return at<u64>(48 + 8 * n); }
-  Entry entry(u64 i) const { return at<Entry>(64 + 8 * n + 24 * i); }
-  u32 listVersion() const { return at<u32>(head()); }
-  u32 listTop() const { return at<u32>(head() + 4); }
-  u32 link(u64 i) const { return at<u32>(head() + 72 + 4 * i); }
-  std::string block(u64 i) const { return bytes.substr(200 + 36 * n + b * i, b); }
-
-  // At most one more than there are blocks, should the links go in a circle.
-  std::vector<u32> freeBlocks() const {
-    return follow(listTop(), [this](u32 block) { return link(block); });
-  }
-  std::vector<u32> chain(u32 first) const {
-    return follow(first, [this](u32 block) { return entry(block).next; });
-  }
-
-  // The bytes that a chain carries.
-  std::string stream(u32 first) const {
-    std::string all;
-    for (u32 i : chain(first)) all += block(i);
-    return all.substr(0, entry(first).len);
-  }
-
-  const std::string bytes;
-
- private:
-  u64 head() const { return (64 + 32 * n) / 64 * 64 + 64; }
-
-  template <typename Next>
-  std::vector<u32> follow(u32 block, Next next) const {
-    std::vector<u32> blocks;
-    for (; block < n && blocks.size() <= n; block = next(block)) blocks.push_back(block);
-    return blocks;
-  }
-
-  u64 n;
-  u64 b;
-};
-
-// Value store and index over memory of exactly a region's size.
-class HeapRegion {
- public:
-  HeapRegion(u32 blockCount, u32 blockSize)
-      : n(blockCount),
-        b(blockSize),
-        size(200 + 36 * n + b * n),
-        memory(allocate(size)),
-        values(at(48 + 8 * n), blockSize, blockCount, true),
-        index(at(24), blockCount, &values, true) {}
-
-  void* at(u64 offset) { return static_cast<u8*>(memory.get()) + offset; }
-  std::atomic<u32>& state(u64 block) {
-    return *static_cast<std::atomic<u32>*>(at(64 + 8 * n + 24 * block));
-  }
-  template <typename Word>
-  void set(u64 offset, Word value) {
-    std::memcpy(at(offset), &value, sizeof value);
-  }
-  RegionImage image() const {
-    return {std::string(static_cast<const char*>(memory.get()), size), n, b};
-  }
-
- private:
-  static constexpr std::align_val_t kPage{4096};
-  struct Release {
-    void operator()(void* page) const { ::operator delete(page, kPage); }
-  };
-  static void* allocate(u64 size) { return std::memset(::operator new(size, kPage), 0, size); }
-
-  u64 n;
-  u64 b;
-  u64 size;
-  std::unique_ptr<void, Release> memory;
-
- public:
-  CncrStr values;
-  CncrHsh index;
-};
 
 // The name of a store that no other test uses, and its file, which goes away with this object.
 class TestRegion {

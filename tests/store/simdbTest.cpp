@@ -200,7 +200,10 @@ TEST(simdb, AnUnfinishedRegionIsTakenOver) {
   write(halfTheSlots, 4, u32{3});
   for (u64 i = 2; i < 5; ++i) write(halfTheSlots, 40 + 8 * i, u64{0});
   std::fill(halfTheSlots.begin() + 80, halfTheSlots.begin() + 380, '\x5A');
+  std::string left = fresh(kSmall);
+  write(left, 4, u32{0});
   const std::map<std::string, std::string> stages = {
+      {"whole, but nobody holds it, and nobody removes it", left},
       {"empty file", ""},
       {"blank file", std::string(700, '\0')},
       {"header", withHeader(0, 64, 5, 700)},
@@ -244,49 +247,23 @@ TEST(simdb, WhatADeadProcessLeftWholeIsAttachedTo) {
   EXPECT_EQ(region.at<u32>(4), 1U) << "the dead process still counts";
 }
 
-TEST(simdb, ARegionThatItsLastOwnerIsAboutToRemoveIsNotJoined) {
-  const TestRegion region;
-  std::string left = fresh(kSmall);
-  write(left, 4, u32{0});
-  region.create(left);
-  auto opening = std::async(std::launch::async,
-                            [&] { return std::make_unique<simdb>(region.name(), 64, 5, false); });
-  std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  (void)std::remove(region.path().c_str());
-  const auto store = opening.get();
-  ASSERT_EQ(store->openError(), SIMDB_OK);
-  EXPECT_TRUE(region.exists());
-  EXPECT_EQ(region.at<u32>(4), 1U) << "of a file of its own";
-}
-
-TEST(simdb, ARegionThatNoProcessHoldsOrRemovesIsTakenOver) {
-  const TestRegion region;
-  std::string left = fresh(kSmall);
-  write(left, 4, u32{0});
-  region.create(left);
-  const simdb store(region.name(), 64, 5, false);
-  EXPECT_EQ(store.openError(), SIMDB_OK);
-  EXPECT_EQ(region.at<u32>(4), 1U);
-}
-
-TEST(simdb, TheLastToLeaveAFileThatWasReplacedLeavesTheNewOneAlone) {
-  const TestRegion region;
-  simdb before(region.name(), 64, 5, false);
-  ASSERT_EQ(std::remove(region.path().c_str()), 0);
-  simdb after(region.name(), 64, 5, false);
-  before.close();
-  EXPECT_TRUE(region.exists());
-  after.close();
-  EXPECT_FALSE(region.exists());
-}
-
-TEST(simdb, AChainWhoseReadersAreBelowZeroIsListedAndRead) {
-  const TestRegion region;
-  simdb store(region.name(), 64, 5, false);
-  ASSERT_TRUE(store.put(keyAt(3, 5), "value"));
-  region.set(104, u32{1} - u32{4});
-  EXPECT_THAT(listed(store), ElementsAre(keyAt(3, 5)));
-  EXPECT_EQ(store.get(keyAt(3, 5)), "value");
+// The first state is that of a chain whose readers have gone below zero: its message must not stay
+// for ever.
+TEST(simdb, AChainThatRefusesEveryPinHoldsNobodyUp) {
+  for (const u32 state : {1U - 4U, 3U, 0x80000001U}) {
+    SCOPED_TRACE(state);
+    const TestRegion region;
+    simdb store(region.name(), 64, 5, false);
+    const std::string key = keyAt(3, 5);
+    ASSERT_TRUE(store.put(key, "stuck"));
+    region.set(104, state);
+    EXPECT_THAT(listed(store), ElementsAre(key));
+    EXPECT_EQ(store.get(key), "stuck");
+    ASSERT_TRUE(store.put(key, "fresh"));
+    EXPECT_EQ(store.get(key), "fresh");
+    EXPECT_TRUE(del(store, key));
+    EXPECT_EQ(store.get(key), "") << "it took the very slot";
+  }
 }
 
 TEST(simdb, AnUnfinishedRegionUnderAnothersLockIsGivenUp) {

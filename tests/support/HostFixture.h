@@ -17,7 +17,6 @@
 #include <optional>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -76,7 +75,6 @@ class Host {
   int port() const { return server->port(); }
   void send(const std::string& text) { EXPECT_TRUE(server->sendText(text)); }
   void sendBinary(const std::string& bytes) { EXPECT_TRUE(server->sendBinary(bytes)); }
-  void sendRaw(const std::string& bytes) { server->sendRaw(bytes); }
   void setReading(bool isReading) { server->setReading(isReading); }
   void close(const std::string& reason) { server->close(reason); }
 
@@ -95,15 +93,13 @@ class Host {
 // Some work on a thread of its own.
 class Runner {
  public:
-  explicit Runner(const std::function<void()>& work)
-      : task(work), done(task.get_future()), thread([this] { task(); }) {}
+  explicit Runner(const std::function<void()>& work) : done(std::async(std::launch::async, work)) {}
 
   ~Runner() {
     if (!ended()) {
       std::cerr << "What was to end never does, and can't be waited for.\n";
       std::abort();
     }
-    thread.join();
   }
 
   Runner(const Runner&) = delete;
@@ -113,9 +109,7 @@ class Runner {
   bool ended() { return done.wait_for(kDeadline) == std::future_status::ready; }
 
  private:
-  std::packaged_task<void()> task;
   std::future<void> done;
-  std::thread thread;
 };
 
 // Connections live until the process ends, as they do in the program.

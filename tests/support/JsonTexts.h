@@ -1,10 +1,16 @@
-// Long JSON texts of the kinds that cost readers differently, for tests and benchmarks.
+// Long JSON texts of the kinds that cost readers differently, and the JSON library's own reading to
+// compare with, for tests, fuzzing and benchmarks.
 #pragma once
 
+#include <exception>
 #include <functional>
+#include <nlohmann/json.hpp>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "StreamDeckSDK/ESDJSONText.h"
 
 struct JsonTexts {
   using Make = std::function<std::string(std::size_t)>;
@@ -51,3 +57,32 @@ struct JsonTexts {
     return text + "\"end\":1}";
   }
 };
+
+// The first value of a text as the library alone reads it.
+inline nlohmann::json firstByLibrary(const std::string& text) {
+  nlohmann::json value;
+  std::istringstream(text) >> value;
+  return value;
+}
+
+// The value that a reading gives as text, or the error that it raises.
+template <typename Read>
+std::string told(Read read, const std::string& text) {
+  try {
+    return read(text).dump();
+  } catch (const std::exception& e) {
+    return e.what();
+  }
+}
+
+constexpr char kTooDeep[] = "the JSON nests too deeply";
+
+// Whether all readings of the text are the library's, errors included, but for what nests too
+// deeply: the library isn't asked to read that.
+inline bool isReadAsByTheLibrary(const std::string& text) {
+  const auto allByLibrary = [](const std::string& whole) { return nlohmann::json::parse(whole); };
+  const std::string first = told(ESDJSONText::ReadFirst, text);
+  const std::string all = told(ESDJSONText::Read, text);
+  return (first == kTooDeep || first == told(firstByLibrary, text)) &&
+         (all == kTooDeep || all == told(allByLibrary, text));
+}

@@ -27,34 +27,6 @@ TEST(ChildProcessTest, WhatCantBeStartedSaysSoAtOnce) {
   EXPECT_THROW(ChildProcess(shell("true"), options), std::system_error);
 }
 
-TEST(ChildProcessTest, ALineIsNotWaitedForOnceTheOutputHasEnded) {
-  ChildProcess::Options options;
-  options.withErrorOutput = true;
-  ChildProcess child(shell("echo one; echo wrong >&2; exit 3"), options);
-  EXPECT_EQ(child.waitForLine("two", std::chrono::hours(1)), std::nullopt);
-  EXPECT_EQ(child.waitForLine("wrong", kPatience), 2U);
-  EXPECT_EQ(child.waitForEnd(kPatience), 3);
-}
-
-TEST(ChildProcessTest, TheChildRunsInItsFolderAndAGroupOfItsOwnAndReadsWhatIsWritten) {
-  const TemporaryFolder folder;
-  ChildProcess::Options options;
-  options.folder = folder.path().string();
-  ChildProcess child(shell("pwd; read line; echo got $line"), options);
-  ASSERT_TRUE(child.waitForLine(folder.path().string(), kPatience));
-  EXPECT_EQ(getpgid(child.pid()), child.pid());
-  child.writeLine("that");
-  EXPECT_TRUE(child.waitForLine("got that", kPatience));
-  EXPECT_EQ(child.waitForEnd(kPatience), 0);
-}
-
-TEST(ChildProcessTest, TheChildGetsNoOtherDescriptors) {
-  const int unmarked = dup(STDERR_FILENO);
-  ChildProcess child(shell("[ -e /dev/fd/" + std::to_string(unmarked) + " ]"), {});
-  EXPECT_EQ(child.waitForEnd(kPatience), 1);
-  (void)close(unmarked);
-}
-
 // The parent closes its streams, as a shell does for <&- and >&-: a pipe may then get their
 // numbers.
 TEST(ChildProcessTest, AParentWithoutStandardStreamsGivesItsChildAllOfThem) {

@@ -1,12 +1,15 @@
 #include "tools/common/Output.h"
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <poll.h>
 #include <stdlib.h>
-#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#ifdef __APPLE__
+#include <util.h>
+#else
+#include <pty.h>
+#endif
 
 #include <csignal>
 #include <string>
@@ -20,9 +23,8 @@ namespace {
 class PromptTest : public testing::Test {
  protected:
   void SetUp() override {
-    terminal = posix_openpt(O_RDWR | O_NOCTTY);
-    ASSERT_TRUE(terminal != -1 && grantpt(terminal) == 0 && unlockpt(terminal) == 0);
-    child = fork();
+    child = forkpty(&terminal, nullptr, nullptr, nullptr);
+    ASSERT_NE(child, -1);
     if (child == 0) runChild();
   }
   void TearDown() override {
@@ -54,11 +56,7 @@ class PromptTest : public testing::Test {
   pid_t child = -1;
 
  private:
-  [[noreturn]] void runChild() const {
-    setsid();
-    const int own = open(ptsname(terminal), O_RDWR);
-    for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) (void)dup2(own, fd);
-    (void)ioctl(own, TIOCSCTTY, 0);
+  [[noreturn]] static void runChild() {
     (void)setenv("TERM", "vt100", 1);
     {
       Input input("now> ");

@@ -1,17 +1,9 @@
 #include "tools/state/Verdict.h"
 
 #include <gmock/gmock.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <algorithm>
-
-#include "store/simdb.h"
-#include "tests/store/TestRegion.h"
 #include "tools/state/Report.h"
-#include "tools/state/Watch.h"
 
-using std::chrono::milliseconds;
 using testing::HasSubstr;
 
 namespace {
@@ -169,63 +161,6 @@ TEST_F(VerdictTest, TheTextFitsATerminal) {
   int count = 0;
   for (std::string line; std::getline(lines, line); ++count) EXPECT_LT(line.size(), 80U) << line;
   EXPECT_GT(count, 1);
-}
-
-TEST(WatchTest, TellsWhatIsWrittenAndTakenAndHowLongTheOldestWaits) {
-  Watch watch;
-  Watch::Clock::time_point now;
-  RegionAudit audit = emptyStore();
-  const auto see = [&](u64 writes, std::vector<std::string> keys, milliseconds later) {
-    now += later;
-    audit.writes = writes;
-    audit.usedSlots = keys.size();
-    audit.keys.clear();
-    for (const auto& key : keys) audit.keys.push_back({key, "", 1, 0});
-    watch.see(audit, now);
-  };
-  see(5, {"a"}, milliseconds(0));
-  see(5, {"a"}, milliseconds(400));
-  EXPECT_FALSE(watch.isWritten() || watch.isTaken());
-  EXPECT_DOUBLE_EQ(watch.waits().count(), 0.4);
-  see(6, {"b"}, milliseconds(100));
-  EXPECT_TRUE(watch.isWritten() && watch.isTaken());
-  EXPECT_EQ(watch.waits().count(), 0);
-  see(6, {"b"}, Watch::kSpan);
-  EXPECT_TRUE(watch.isTaken());
-  see(7, {"b", "c"}, milliseconds(1));
-  EXPECT_TRUE(watch.isWritten());
-  EXPECT_FALSE(watch.isTaken()) << "too long ago";
-  see(2, {}, milliseconds(1));
-  EXPECT_FALSE(watch.isWritten() || watch.isTaken()) << "another file";
-  EXPECT_EQ(watch.waits().count(), 0);
-}
-
-TEST(ProcessesTest, WhoHasAStoreIsFoundAndWhetherItsFileIsStillThere) {
-  const TestRegion region;
-  const simdb store(region.name(), 64, 16, false);
-  const auto self = [] {
-    const auto found = findProcesses().found;
-    const auto it = std::find_if(found.begin(), found.end(),
-                                 [](const Process& each) { return each.pid == getpid(); });
-    return it == found.end() ? Process() : *it;
-  };
-  const Process process = self();
-  EXPECT_TRUE(process.has(region.name()));
-  EXPECT_THAT(process.program, HasSubstr("tools_test"));
-  EXPECT_EQ(process.user, nameOfUser(geteuid()));
-  EXPECT_LT(std::abs(std::difftime(std::time(nullptr), process.since)), 600);
-  EXPECT_FALSE(process.isPanel() || process.isStopped);
-  EXPECT_EQ(StoreFile::of(region.name()).kind, StoreFile::Kind::Ready);
-
-  const std::string path = StoreFile::pathOf(region.name());
-  ASSERT_EQ(unlink(path.c_str()), 0);
-  EXPECT_EQ(self().holds.at(region.name()), Hold::RemovedFile);
-  EXPECT_EQ(StoreFile::of(region.name()).kind, StoreFile::Kind::Missing);
-  ASSERT_EQ(mkdir(path.c_str(), 0700), 0);
-  EXPECT_EQ(StoreFile::of(region.name()).kind, StoreFile::Kind::NotAFile);
-  ASSERT_EQ(rmdir(path.c_str()), 0);
-  ASSERT_EQ(symlink("/nowhere", path.c_str()), 0);
-  EXPECT_EQ(StoreFile::of(region.name()).kind, StoreFile::Kind::DanglingLink);
 }
 
 }  // namespace

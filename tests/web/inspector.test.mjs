@@ -5,7 +5,8 @@ import { after, before, beforeEach, describe, it } from "node:test";
 import { fileURLToPath } from "node:url";
 import { WebSocketServer } from "ws";
 import { findBarriers } from "./barriers.mjs";
-import { eventually, openBrowser } from "./stage.mjs";
+import { eventually } from "./program.mjs";
+import { openBrowser } from "./stage.mjs";
 
 const kAddress = new URL("../../bundle/inspector/index.html", import.meta.url).href;
 

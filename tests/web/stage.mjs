@@ -1,15 +1,10 @@
-// Starts the processes that a test needs, with the plug-in installed in a folder of its own, and a
-// browser. All of it is removed at the end.
-import { spawn } from "node:child_process";
+// The processes that a test needs, the plug-in installed in a folder of its own, and a browser to
+// look at them with. All of it is removed at the end.
 import { cpSync, mkdtempSync, rmSync } from "node:fs";
 import { tmpdir } from "node:os";
 import { basename, join } from "node:path";
-import { createInterface } from "node:readline";
-import { setTimeout as pause } from "node:timers/promises";
 import { chromium } from "playwright-core";
-
-// Much longer than anything here takes, so that a busy machine fails no test.
-export const kPatience = 60_000; // ms
+import { kPatience, Program } from "./program.mjs";
 
 const kQuietFlags = [
   "--disable-gpu",
@@ -19,51 +14,6 @@ const kQuietFlags = [
   "--disable-component-update",
   "--disable-sync",
 ];
-
-// Waits until `look` gives something, and returns it.
-export async function eventually(what, look) {
-  const end = Date.now() + kPatience;
-  for (;;) {
-    const found = await look();
-    if (found) return found;
-    if (Date.now() > end) throw new Error(`waited in vain: ${what}`);
-    await pause(20);
-  }
-}
-
-// A program that speaks in lines.
-class Program {
-  lines = [];
-
-  constructor(file, ...words) {
-    this.child = spawn(file, words, { stdio: ["pipe", "pipe", "pipe"] });
-    this.child.stdin.on("error", () => {}); // it may have gone
-    for (const output of [this.child.stdout, this.child.stderr]) {
-      createInterface(output).on("line", (line) => this.lines.push(line));
-    }
-    this.ended = new Promise((resolve) => this.child.once("exit", resolve));
-  }
-
-  // The first line after `from` that has all the words.
-  line(words, from = 0) {
-    const has = (line) => [words].flat().every((word) => line.includes(word));
-    return eventually(`a line with ${words}`, () => this.lines.slice(from).find(has));
-  }
-
-  write(line) {
-    this.child.stdin.write(`${line}\n`);
-  }
-
-  async kill() {
-    this.child.kill("SIGKILL");
-    await this.ended;
-  }
-
-  async quit() {
-    this.write("quit");
-    await this.ended;
-  }
-}
 
 export function openBrowser() {
   const mayNotSandbox = process.getuid() === 0;
@@ -76,8 +26,7 @@ export function openBrowser() {
 export class Stage {
   #folder = mkdtempSync(join(tmpdir(), "velomar-web-"));
   #deckCommand;
-  pages = [];
-  errors = []; // from the console of any page
+  errors = []; // what any page's console has complained of
 
   async open() {
     this.#removeRegions();
@@ -85,7 +34,7 @@ export class Stage {
     const installed = join(this.#folder, basename(VELOMAR_BUNDLE));
     cpSync(VELOMAR_BUNDLE, installed, { recursive: true });
     this.#deckCommand = [VELOMAR_DECK, "--profile", join(this.#folder, "profile"), installed];
-    this.deck = new Program(...this.#deckCommand);
+    this.deck = new Program(this.#deckCommand[0], this.#deckCommand.slice(1));
     this.startBridge();
     await this.#learnAddress();
     this.browser = await openBrowser();
@@ -95,17 +44,22 @@ export class Stage {
     [this.address] = /http:\S+/.exec(await this.deck.line("http://"));
   }
 
-  // Starts the deck again at the same port, which is free only after the first one has ended.
+  async #quitDeck() {
+    this.deck.write("quit");
+    await this.deck.ended;
+  }
+
+  // Starts it again at the same port, which is only then free.
   async restartDeck() {
     const { port } = new URL(this.address);
-    await this.deck.quit();
+    await this.#quitDeck();
     const [file, ...words] = this.#deckCommand;
-    this.deck = new Program(file, "--port", port, ...words);
+    this.deck = new Program(file, ["--port", port, ...words]);
     await this.#learnAddress();
   }
 
   startBridge() {
-    this.bridge = new Program(process.env.VELOMAR_BRIDGE, "--simulator", "trainer", "--verbose");
+    this.bridge = new Program(process.env.VELOMAR_BRIDGE, ["--simulator", "trainer", "--verbose"]);
   }
 
   async openPage(options = {}) {
@@ -119,7 +73,6 @@ export class Stage {
     page.on("console", (message) => {
       if (["error", "warning"].includes(message.type())) this.errors.push(message.text());
     });
-    this.pages.push(page);
     return page;
   }
 
@@ -129,8 +82,8 @@ export class Stage {
 
   async close() {
     await this.browser?.close();
-    await this.deck?.quit();
-    await this.bridge?.kill();
+    if (this.deck) await this.#quitDeck();
+    await this.bridge?.end();
     rmSync(this.#folder, { recursive: true, force: true });
     this.#removeRegions();
   }

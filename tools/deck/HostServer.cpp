@@ -111,13 +111,6 @@ bool HostServer::sendBinary(const std::string& bytes) {
   return server->send(server->getPlugin(), bytes, opcode::binary);
 }
 
-void HostServer::sendRaw(const std::string& bytes) {
-  server->onPlugin([bytes](const Endpoint::connection_ptr& connection) {
-    asio::error_code ignored;
-    asio::write(connection->get_raw_socket(), asio::buffer(bytes), ignored);
-  });
-}
-
 void HostServer::setReading(bool isReading) {
   server->onPlugin([this, isReading](const Endpoint::connection_ptr& connection) {
     (void)(isReading ? connection->resume_reading() : connection->pause_reading());

@@ -32,9 +32,8 @@ class HostServer {
   bool sendText(const std::string& text);
   bool sendBinary(const std::string& bytes);
 
-  // For tests: acts as a broken or busy application. Writes bytes onto the plug-in's connection
-  // that need not be a frame, and stops reading from it or goes on.
-  void sendRaw(const std::string& bytes);
+  // For tests: acts as a busy application, which stops reading from the plug-in's connection or
+  // goes on.
   void setReading(bool isReading);
 
   // Closes the plug-in's connection in an orderly way, with a reason that may be empty.

@@ -185,11 +185,8 @@ TEST_F(FlightGearSimulatorTest, AsksOftenAfterAPressAndSeldomAtRest) {
 TEST_F(FlightGearSimulatorTest, ListsWhatHasAValue) {
   flightgear.define("/inf-rpm", "double", std::numeric_limits<double>::infinity());
   connect();
-  std::optional<std::vector<std::string>> names;
-  client->simulator->listNames(
-      "rpm", [&](std::vector<std::string> found, const std::string&) { names = std::move(found); });
-  ASSERT_TRUE(client->until([&] { return names.has_value(); }));
-  EXPECT_THAT(*names, ElementsAre("/engines/engine/rpm", "/engines/engine[1]/rpm", "/inf-rpm"));
+  EXPECT_THAT(client->namesWith("rpm"),
+              ElementsAre("/engines/engine/rpm", "/engines/engine[1]/rpm", "/inf-rpm"));
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 // Runs a simulator's client and keeps what it tells, for tests to wait on.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <asio/io_context.hpp>
 #include <chrono>
 #include <functional>
@@ -59,6 +61,17 @@ class Recorder : public bridge::Simulator::Observer {
 
   bool untilValue(std::size_t place, const bridge::Value& value) {
     return until([&] { return values.count(place) > 0 && values[place] == value; });
+  }
+
+  std::vector<std::string> namesWith(const std::string& text) {
+    std::vector<std::string> names;
+    bool isTold = false;
+    simulator->listNames(text, [&](std::vector<std::string> found, const std::string&) {
+      names = std::move(found);
+      isTold = true;
+    });
+    EXPECT_TRUE(until([&] { return isTold; }));
+    return names;
   }
 
   void onConnected() override { isConnected = true; }

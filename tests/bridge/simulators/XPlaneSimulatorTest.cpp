@@ -247,12 +247,7 @@ TEST_F(XPlaneSimulatorTest, AnOlderSimulatorHasValuesOnly) {
 
 TEST_F(XPlaneSimulatorTest, ListsNamesOfBothKinds) {
   connect();
-  std::optional<std::vector<std::string>> names;
-  client->simulator->listNames("sim/t", [&](std::vector<std::string> found, const std::string&) {
-    names = std::move(found);
-  });
-  ASSERT_TRUE(client->until([&] { return names.has_value(); }));
-  EXPECT_THAT(*names, ElementsAre("sim/text", "sim/toggle"));
+  EXPECT_THAT(client->namesWith("sim/t"), ElementsAre("sim/text", "sim/toggle"));
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 #include <regex>
 
 using nlohmann::json;
-using Answer = StandInServer::Answer;
 
 namespace {
 
@@ -28,7 +27,7 @@ std::string written(const json& value) {
 
 }  // namespace
 
-FlightGearStandIn::FlightGearStandIn() {
+FlightGearStandIn::FlightGearStandIn() : StandInServer(0, kFrame) {
   define("/sim/aircraft-id", "string", "c172p");
   define("/sim/description", "unspecified", "Cessna 172P");
   define("/sim/freeze/clock", "bool", false);
@@ -36,50 +35,28 @@ FlightGearStandIn::FlightGearStandIn() {
   start();
 }
 
-FlightGearStandIn::~FlightGearStandIn() {
-  stop();
+// The one request is for the whole tree.
+StandInServer::Answer FlightGearStandIn::onRequest(const std::string& resource) {
+  if (resource != "/json/?d=100") return {404, "{}"};
+  std::string text;
+  for (const auto& [path, node] : nodes) text += (text.empty() ? "" : ",") + report(path, node);
+  return {200, R"({"path":"","type":"-","children":[)" + text + "]}"};
 }
 
-void FlightGearStandIn::stop() {
-  if (server) server->stop();
-  server.reset();
-  const Lock lock(mutex);
+void FlightGearStandIn::onText(Connection from, const json& text) {
+  waiting.emplace_back(from, text);
+}
+
+void FlightGearStandIn::onClosed(Connection gone) {
+  for (auto& [path, node] : nodes) node.listeners.erase(gone);
+}
+
+void FlightGearStandIn::onStopped() {
   for (auto& [path, node] : nodes) {
     node.listeners.clear();
     node.told.clear();
   }
   waiting.clear();
-}
-
-void FlightGearStandIn::start() {
-  StandInServer::Handlers handlers;
-  handlers.request = [this](const std::string&, const std::string& resource, const std::string&) {
-    const Lock lock(mutex);
-    return resource == "/json/?d=100" ? Answer{200, tree()} : Answer{404, "{}"};
-  };
-  handlers.mayOpen = [](const std::string& resource) { return resource == "/PropertyListener"; };
-  handlers.opened = [](Connection) {};
-  handlers.text = [this](Connection from, const std::string& text) {
-    const Lock lock(mutex);
-    waiting.emplace_back(from, json::parse(text, nullptr, false));
-  };
-  handlers.closed = [this](Connection gone) {
-    const Lock lock(mutex);
-    for (auto& [path, node] : nodes) node.listeners.erase(gone);
-  };
-  handlers.frame = [this] { drawFrame(); };
-  server = std::make_unique<StandInServer>(std::move(handlers), number, kFrame);
-  number = server->port();
-  server->start();
-}
-
-void FlightGearStandIn::hang() {
-  server->hang();
-}
-
-void FlightGearStandIn::loseChanges(bool isLosingThem) {
-  const Lock lock(mutex);
-  isLosing = isLosingThem;
 }
 
 void FlightGearStandIn::define(const std::string& path, const std::string& type,
@@ -94,29 +71,7 @@ void FlightGearStandIn::remove(const std::string& path) {
   nodes.erase(path);
 }
 
-bool FlightGearStandIn::has(const std::string& path) const {
-  const Lock lock(mutex);
-  return nodes.count(path) > 0;
-}
-
-json FlightGearStandIn::value(const std::string& path) const {
-  const Lock lock(mutex);
-  return nodes.at(path).value;
-}
-
-bool FlightGearStandIn::hasStopped() const {
-  const Lock lock(mutex);
-  return isStopped;
-}
-
-int FlightGearStandIn::requests(const std::string& command) const {
-  const Lock lock(mutex);
-  const auto found = counts.find(command);
-  return found == counts.end() ? 0 : found->second;
-}
-
-void FlightGearStandIn::drawFrame() {
-  const Lock lock(mutex);
+void FlightGearStandIn::onFrame() {
   if (isStopped) return;
   try {
     for (const auto& [from, request] : std::exchange(waiting, {})) obey(from, request);
@@ -128,7 +83,7 @@ void FlightGearStandIn::drawFrame() {
     if (node.listeners.empty() || node.type == "-") continue;
     const std::string now = report(path, node);
     if (std::exchange(node.told, now) == now || isPaused || isLosing) continue;
-    for (const Connection listener : node.listeners) server->send(listener, now);
+    for (const Connection listener : node.listeners) send(listener, now);
   }
 }
 
@@ -158,7 +113,7 @@ void FlightGearStandIn::obey(Connection from, const std::string& command, const 
   }
   const auto node = nodes.find(name);
   if (node == nodes.end()) return;
-  if (command == "get") server->send(from, report(name, node->second));
+  if (command == "get") send(from, report(name, node->second));
   if (command == "set") setNode(node->second, request.at("value"));
 }
 
@@ -200,12 +155,4 @@ std::string FlightGearStandIn::report(const std::string& path, const Node& node)
   if (node.type != "-") text += R"(,"value":)" + written(node.value);
   return text + R"(,"type":")" + node.type + R"(","index":0,"ts":1.5,"nChildren":)" +
          (isBranch ? "1}" : "0}");
-}
-
-std::string FlightGearStandIn::tree() const {
-  std::string text;
-  for (const auto& [path, node] : nodes) {
-    text += (text.empty() ? "" : ",") + report(path, node);
-  }
-  return R"({"path":"","type":"-","children":[)" + text + "]}";
 }

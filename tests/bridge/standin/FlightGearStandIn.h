@@ -7,10 +7,7 @@
 // Any thread may call.
 #pragma once
 
-#include <chrono>
 #include <map>
-#include <memory>
-#include <mutex>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <string>
@@ -19,33 +16,30 @@
 
 #include "tests/bridge/standin/StandInServer.h"
 
-class FlightGearStandIn {
+class FlightGearStandIn : public StandInServer {
  public:
   FlightGearStandIn();
-  ~FlightGearStandIn();
-
-  int port() const { return number; }
-
-  void stop();
-  void start();  // at the same port; the properties stay
-  void hang();
+  ~FlightGearStandIn() override { stop(); }
 
   // Loses all reports to listeners.
-  void loseChanges(bool isLosing);
+  void loseChanges(bool isLosingThem) {
+    const Lock lock(mutex);
+    isLosing = isLosingThem;
+  }
 
   // Types are "bool", "double", "string", "unspecified" and "-", whose value is null.
   void define(const std::string& path, const std::string& type, const nlohmann::json& value);
   void remove(const std::string& path);
 
-  bool has(const std::string& path) const;
-  nlohmann::json value(const std::string& path) const;
-  bool hasStopped() const;  // at a bad name
-  int requests(const std::string& command) const;
+  bool has(const std::string& path) const { return read(nodes).count(path) > 0; }
+  nlohmann::json value(const std::string& path) const { return read(nodes).at(path).value; }
+  bool hasStopped() const { return read(isStopped); }  // at a bad name
+  int requests(const std::string& command) {
+    const Lock lock(mutex);
+    return counts[command];
+  }
 
  private:
-  using Lock = std::lock_guard<std::recursive_mutex>;
-  using Connection = StandInServer::Connection;
-
   struct Node {
     std::string type = "-";
     nlohmann::json value;
@@ -53,21 +47,29 @@ class FlightGearStandIn {
     std::set<Connection> listeners;
   };
 
-  void drawFrame();
+  template <typename T>
+  T read(const T& member) const {
+    const Lock lock(mutex);
+    return member;
+  }
+
+  Answer onRequest(const std::string& resource) override;
+  bool mayOpen(const std::string& resource) override { return resource == "/PropertyListener"; }
+  void onText(Connection from, const nlohmann::json& text) override;
+  void onClosed(Connection gone) override;
+  void onFrame() override;
+  void onStopped() override;
+
   void obey(Connection from, const nlohmann::json& request);
   void obey(Connection from, const std::string& command, const std::string& path,
             const nlohmann::json& request);
   void run(const nlohmann::json& request);
   void setNode(Node& node, const nlohmann::json& value);
   std::string report(const std::string& path, const Node& node) const;
-  std::string tree() const;
 
-  mutable std::recursive_mutex mutex;
-  int number = 0;
   bool isLosing = false;
   bool isStopped = false;
   std::map<std::string, Node> nodes;
   std::map<std::string, int> counts;
   std::vector<std::pair<Connection, nlohmann::json>> waiting;  // for the end of the frame
-  std::unique_ptr<StandInServer> server;
 };

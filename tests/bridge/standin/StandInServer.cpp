@@ -7,7 +7,6 @@
 #include <future>
 #include <map>
 #include <thread>
-#include <utility>
 #include <websocketpp/config/asio_no_tls.hpp>
 #include <websocketpp/server.hpp>
 
@@ -19,8 +18,7 @@ using websocketpp::connection_hdl;
 }  // namespace
 
 struct StandInServer::Server {
-  Server(Handlers given, int wantedPort, std::chrono::milliseconds step)
-      : handlers(std::move(given)), pause(step) {
+  explicit Server(StandInServer& owner) : standIn(owner) {
     endpoint.clear_access_channels(websocketpp::log::alevel::all);
     endpoint.clear_error_channels(websocketpp::log::elevel::all);
     endpoint.init_asio();
@@ -30,63 +28,59 @@ struct StandInServer::Server {
       (void)fcntl(acceptor->native_handle(), F_SETFD, FD_CLOEXEC);
       return websocketpp::lib::error_code();
     });
-    // FlightGear answers no ping.
-    endpoint.set_ping_handler([](connection_hdl, const std::string&) { return false; });
-    endpoint.set_validate_handler([this](connection_hdl handle) {
-      return handlers.mayOpen(endpoint.get_con_from_hdl(handle)->get_resource());
-    });
-    endpoint.set_http_handler([this](connection_hdl handle) { answer(handle); });
-    endpoint.set_open_handler([this](connection_hdl handle) {
-      connections[++last] = handle;
-      handlers.opened(last);
-    });
-    endpoint.set_close_handler([this](connection_hdl handle) {
-      const Connection closed = find(handle);
-      connections.erase(closed);
-      handlers.closed(closed);
-    });
-    endpoint.set_message_handler([this](connection_hdl handle, Endpoint::message_ptr message) {
-      handlers.text(find(handle), message->get_payload());
-    });
+    setHandlers();
     endpoint.listen(asio::ip::tcp::endpoint(asio::ip::address_v4::loopback(),
-                                            static_cast<unsigned short>(wantedPort)));
+                                            static_cast<unsigned short>(standIn.number)));
     endpoint.start_accept();
     websocketpp::lib::error_code error;
-    port = endpoint.get_local_endpoint(error).port();
+    standIn.number = endpoint.get_local_endpoint(error).port();
     timer = std::make_unique<asio::steady_timer>(endpoint.get_io_service());
     drawFrames();
-  }
-
-  void run() {
     thread = std::thread([this] { endpoint.run(); });
   }
 
-  void stop() {
-    if (!thread.joinable()) return;
+  // No handler is called after it.
+  void end() {
     hung.set_value();
     endpoint.stop();
     thread.join();
   }
 
-  ~Server() { stop(); }
-
-  Server(const Server&) = delete;
-  Server& operator=(const Server&) = delete;
+  void setHandlers() {
+    // FlightGear answers no ping.
+    endpoint.set_ping_handler([](connection_hdl, const std::string&) { return false; });
+    endpoint.set_validate_handler([this](connection_hdl handle) {
+      const Lock lock(standIn.mutex);
+      return standIn.mayOpen(endpoint.get_con_from_hdl(handle)->get_resource());
+    });
+    endpoint.set_http_handler([this](connection_hdl handle) { answer(handle); });
+    endpoint.set_open_handler([this](connection_hdl handle) { connections[++last] = handle; });
+    endpoint.set_close_handler([this](connection_hdl handle) {
+      const Lock lock(standIn.mutex);
+      const Connection closed = find(handle);
+      connections.erase(closed);
+      standIn.onClosed(closed);
+    });
+    endpoint.set_message_handler([this](connection_hdl handle, Endpoint::message_ptr message) {
+      const Lock lock(standIn.mutex);
+      standIn.onText(find(handle), nlohmann::json::parse(message->get_payload(), nullptr, false));
+    });
+  }
 
   void drawFrames() {
-    timer->expires_after(pause);
+    timer->expires_after(standIn.pause);
     timer->async_wait([this](const asio::error_code& error) {
       if (error) return;
-      handlers.frame();
+      const Lock lock(standIn.mutex);
+      standIn.onFrame();
       drawFrames();
     });
   }
 
   void answer(connection_hdl handle) {
+    const Lock lock(standIn.mutex);
     const auto connection = endpoint.get_con_from_hdl(handle);
-    const auto& request = connection->get_request();
-    const Answer made =
-        handlers.request(request.get_method(), connection->get_resource(), request.get_body());
+    const Answer made = standIn.onRequest(connection->get_resource());
     connection->replace_header("Content-Type", "application/json");
     connection->set_status(static_cast<websocketpp::http::status_code::value>(made.status));
     connection->set_body(made.body);
@@ -99,32 +93,34 @@ struct StandInServer::Server {
     return 0;
   }
 
-  Handlers handlers;
-  const std::chrono::milliseconds pause;
+  StandInServer& standIn;
   Endpoint endpoint;
   std::unique_ptr<asio::steady_timer> timer;
-  int port = 0;
   std::map<Connection, connection_hdl> connections;  // serving thread only
   Connection last = 0;                               // serving thread only
   std::promise<void> hung;                           // set at the end, for a thread that hangs
   std::thread thread;
 };
 
-StandInServer::StandInServer(Handlers handlers, int port, std::chrono::milliseconds frame)
-    : server(std::make_unique<Server>(std::move(handlers), port, frame)) {}
+StandInServer::StandInServer(int port, std::chrono::milliseconds frame)
+    : number(port), pause(frame) {}
 
 StandInServer::~StandInServer() = default;
 
 void StandInServer::start() {
-  server->run();
+  const Lock lock(mutex);  // holds the handlers back until there is something to send with
+  server = std::make_unique<Server>(*this);
 }
 
 void StandInServer::stop() {
-  server->stop();
+  if (server) server->end();
+  server.reset();
+  const Lock lock(mutex);
+  onStopped();
 }
 
-int StandInServer::port() const {
-  return server->port;
+void StandInServer::hang() {
+  asio::post(server->endpoint.get_io_service(), [this] { server->hung.get_future().wait(); });
 }
 
 void StandInServer::send(Connection to, const std::string& text) {
@@ -132,8 +128,4 @@ void StandInServer::send(Connection to, const std::string& text) {
   if (found == server->connections.end()) return;
   websocketpp::lib::error_code error;
   server->endpoint.send(found->second, text, websocketpp::frame::opcode::text, error);
-}
-
-void StandInServer::hang() {
-  asio::post(server->endpoint.get_io_service(), [this] { server->hung.get_future().wait(); });
 }

@@ -1,18 +1,32 @@
-// A web server that stands in for a simulator's: HTTP requests and WebSockets on one port of this
+// A web server that stands in for a simulator's: GET requests and WebSockets on one port of this
 // machine, and a frame that is drawn in regular steps.
 //
-// It works on a thread of its own, on which the handlers are called. `send` may be called there
-// only; the other operations come from the thread that owns the object.
+// It works on a thread of its own. Any thread may call.
 #pragma once
 
 #include <chrono>
 #include <cstdint>
-#include <functional>
 #include <memory>
+#include <mutex>
+#include <nlohmann/json.hpp>
 #include <string>
 
 class StandInServer {
  public:
+  virtual ~StandInServer();
+  StandInServer(const StandInServer&) = delete;
+  StandInServer& operator=(const StandInServer&) = delete;
+
+  int port() const { return number; }
+
+  // Acts as if the program were started, each time at the same port, and as if it ended.
+  void start();
+  void stop();
+  // A program that hangs: it neither reads nor writes, and its connections stay.
+  void hang();
+
+ protected:
+  using Lock = std::lock_guard<std::recursive_mutex>;
   using Connection = std::uint64_t;
 
   struct Answer {
@@ -20,39 +34,27 @@ class StandInServer {
     std::string body;
   };
 
-  struct Handlers {
-    std::function<Answer(const std::string& method, const std::string& resource,
-                         const std::string& body)>
-        request;
-    std::function<bool(const std::string& resource)> mayOpen;  // of a WebSocket
-    std::function<void(Connection)> opened;
-    std::function<void(Connection, const std::string&)> text;
-    std::function<void(Connection)> closed;
-    std::function<void()> frame;
-  };
+  // Any free port if it is 0. A derived object starts at the end of its constructor and stops at
+  // the begin of its destructor.
+  StandInServer(int port, std::chrono::milliseconds frame);
 
-  // Listens. Any free port if it is 0.
-  StandInServer(Handlers handlers, int port, std::chrono::milliseconds frame);
+  // These are called with the mutex held.
+  virtual Answer onRequest(const std::string& resource) = 0;
+  virtual bool mayOpen(const std::string& resource) = 0;  // of a WebSocket
+  virtual void onText(Connection from, const nlohmann::json& text) = 0;
+  virtual void onClosed(Connection gone) = 0;
+  virtual void onFrame() = 0;
+  virtual void onStopped() = 0;  // no connection is left
 
-  ~StandInServer();
-
-  StandInServer(const StandInServer&) = delete;
-  StandInServer& operator=(const StandInServer&) = delete;
-
-  // Begins to serve.
-  void start();
-
-  // Ends for good. After it no handler is called, and at the object's end all connections end at
-  // once.
-  void stop();
-
-  int port() const;
+  // May be called within the above only.
   void send(Connection to, const std::string& text);
 
-  // A simulator that hangs: it neither reads nor writes, and its connections stay.
-  void hang();
+  mutable std::recursive_mutex mutex;
 
  private:
   struct Server;
+
+  int number;
+  const std::chrono::milliseconds pause;
   std::unique_ptr<Server> server;
 };

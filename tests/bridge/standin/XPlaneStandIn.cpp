@@ -6,13 +6,17 @@
 #include <websocketpp/base64/base64.hpp>
 
 using nlohmann::json;
-using Answer = StandInServer::Answer;
 
 namespace {
 
 constexpr std::chrono::milliseconds kUpdatePause{100};
 constexpr std::size_t kTextLength = 40;  // bytes; zeros fill it up
 constexpr double kLongestDuration = 10;  // s
+
+// Why a request over the WebSocket failed, as the API tells it.
+struct Failure {
+  std::string code;
+};
 
 bool isArray(const std::string& type) {
   return type == "int_array" || type == "float_array";
@@ -38,77 +42,40 @@ std::string withoutPercents(const std::string& text) {
   return plain;
 }
 
-// The values of a parameter in "a=1&b=2&a=3".
-std::vector<std::string> parameters(const std::string& query, const std::string& name) {
-  std::vector<std::string> values;
+// The names in "filter[name]=a&filter[name]=b".
+std::set<std::string> filteredNames(const std::string& query) {
+  constexpr char kFilter[] = "filter[name]=";
+  std::set<std::string> names;
   for (std::size_t at = 0; at < query.size();) {
     const std::size_t end = std::min(query.find('&', at), query.size());
     const std::string one = withoutPercents(query.substr(at, end - at));
-    if (one.rfind(name + "=", 0) == 0) values.push_back(one.substr(name.size() + 1));
+    if (one.rfind(kFilter, 0) == 0) names.insert(one.substr(sizeof kFilter - 1));
     at = end + 1;
   }
-  return values;
+  return names;
 }
 
-Answer failure(int status, const std::string& code) {
-  return {status, json({{"error_code", code}, {"error_message", "It is " + code}}).dump()};
+// The one of that id.
+template <typename Named>
+Named& byId(std::map<std::string, Named>& all, const json& id, const char* otherwise) {
+  for (auto& [name, one] : all) {
+    if (one.id == id) return one;
+  }
+  throw Failure{otherwise};
+}
+
+json failure(const std::string& code) {
+  return {{"error_code", code}, {"error_message", "It is " + code}};
 }
 
 }  // namespace
 
-XPlaneStandIn::XPlaneStandIn(int port) : number(port) {
+XPlaneStandIn::XPlaneStandIn(int port) : StandInServer(port, kUpdatePause) {
   start();
 }
 
-XPlaneStandIn::~XPlaneStandIn() {
-  stop();
-}
-
-void XPlaneStandIn::stop() {
-  if (server) server->stop();
-  server.reset();
-  const Lock lock(mutex);
+void XPlaneStandIn::onStopped() {
   clients.clear();
-}
-
-void XPlaneStandIn::start() {
-  giveIds();
-  StandInServer::Handlers handlers;
-  handlers.request = [this](const std::string& method, const std::string& resource,
-                            const std::string& body) { return answer(method, resource, body); };
-  handlers.mayOpen = [this](const std::string& resource) {
-    const Lock lock(mutex);
-    return !ways.isIncomingDisabled && resource == (ways.hasVersion2 ? "/api/v2" : "/api/v1");
-  };
-  handlers.opened = [this](Connection made) {
-    const Lock lock(mutex);
-    clients[made];
-  };
-  handlers.text = [this](Connection from, const std::string& text) { onText(from, text); };
-  handlers.closed = [this](Connection gone) {
-    const Lock lock(mutex);
-    clients.erase(gone);
-    for (auto& [name, command] : commands) {
-      if (command.holders.erase(gone) > 0) command.isActive = !command.holders.empty();
-    }
-  };
-  handlers.frame = [this] { sendUpdates(); };
-  server = std::make_unique<StandInServer>(std::move(handlers), number, kUpdatePause);
-  number = server->port();
-  server->start();
-}
-
-void XPlaneStandIn::hang() {
-  server->hang();
-}
-
-void XPlaneStandIn::setWays(const Ways& given) {
-  const Lock lock(mutex);
-  ways = given;
-}
-
-void XPlaneStandIn::giveIds() {
-  const Lock lock(mutex);
   lastId += 1000;
   for (auto& [name, dataref] : datarefs) dataref.id = ++lastId;
   for (auto& [name, command] : commands) command = {++lastId};
@@ -150,249 +117,163 @@ void XPlaneStandIn::set(const std::string& name, const json& value) {
   dataref.value = asWritten(dataref.type, value);
 }
 
-json XPlaneStandIn::value(const std::string& name) const {
-  const Lock lock(mutex);
-  return datarefs.at(name).value;
-}
-
-int XPlaneStandIn::timesRun(const std::string& command) const {
-  const Lock lock(mutex);
-  return commands.at(command).timesRun;
-}
-
-bool XPlaneStandIn::isActive(const std::string& command) const {
-  const Lock lock(mutex);
-  return commands.at(command).isActive;
-}
-
-int XPlaneStandIn::requests(const std::string& kind) const {
-  const Lock lock(mutex);
-  const auto found = counts.find(kind);
-  return found == counts.end() ? 0 : found->second;
-}
-
-XPlaneStandIn::Time XPlaneStandIn::lastUpdate() const {
-  const Lock lock(mutex);
-  return updated;
-}
-
-XPlaneStandIn::Time XPlaneStandIn::lastRequest() const {
-  const Lock lock(mutex);
-  return requested;
-}
-
 // ---- REST
 
-Answer XPlaneStandIn::answer(const std::string& method, const std::string& resource,
-                             const std::string& body) {
-  const Lock lock(mutex);
+StandInServer::Answer XPlaneStandIn::onRequest(const std::string& resource) {
+  if (ways.isIncomingDisabled) return {403, failure("incoming_traffic_disabled").dump()};
   const std::size_t mark = std::min(resource.find('?'), resource.size());
   const std::string path = resource.substr(0, mark);
-  const std::string query = mark < resource.size() ? resource.substr(mark + 1) : "";
-  if (ways.isIncomingDisabled) return failure(403, "incoming_traffic_disabled");
   if (path == "/api/capabilities" && ways.hasVersion2) {
     return {200, R"({"api":{"versions":["v1","v2"]},"x-plane":{"version":"12.1.4"}})"};
   }
   const std::string base = ways.hasVersion2 ? "/api/v2" : "/api/v1";
-  if (path.rfind(base + "/", 0) != 0) return failure(404, "not_found");
-  const std::string rest = path.substr(base.size());
-  if (rest == "/datarefs" || (rest == "/commands" && ways.hasVersion2)) {
-    ++counts[method + " " + rest];
-    return list(rest, query);
+  for (const char* kind : {"/datarefs", "/commands"}) {
+    if (path != base + kind || path == "/api/v1/commands") continue;
+    ++counts[std::string("GET ") + kind];
+    return list(kind, filteredNames(resource.substr(std::min(mark + 1, resource.size()))));
   }
-  const std::size_t number_ = rest.find_first_of("0123456789");
-  const std::uint64_t id =
-      number_ == std::string::npos ? 0 : std::strtoull(rest.c_str() + number_, nullptr, 10);
-  try {
-    const std::string text = std::to_string(id);
-    if (rest == "/datarefs/" + text + "/value") return valueRequest(method, id, query, body);
-    if (rest == "/command/" + text + "/activate" && method == "POST" && ways.hasVersion2) {
-      if (json::parse(body).at("duration") > kLongestDuration)
-        return failure(400, "invalid_duration");
-      ++commandById(id).timesRun;
-      return {200, "null"};
-    }
-  } catch (const Failure& failed) {
-    return failure(failed.status, failed.code);
-  } catch (const json::exception&) {
-    return failure(400, "bad_request");
+  for (const auto& [name, dataref] : datarefs) {
+    if (path != base + "/datarefs/" + std::to_string(dataref.id) + "/value") continue;
+    return {200, json({{"data", dataref.value}}).dump()};
   }
-  return failure(404, "not_found");
+  return {404, failure("not_found").dump()};
 }
 
-Answer XPlaneStandIn::list(const std::string& kind, const std::string& query) const {
+StandInServer::Answer XPlaneStandIn::list(const std::string& kind,
+                                          const std::set<std::string>& names) const {
   const bool isOfValues = kind == "/datarefs";
-  std::vector<std::string> names = parameters(query, "filter[name]");
-  if (names.empty()) {
-    for (const auto& [name, dataref] : datarefs) {
-      if (isOfValues) names.push_back(name);
-    }
-    for (const auto& [name, command] : commands) {
-      if (!isOfValues) names.push_back(name);
-    }
-  }
+  const auto isAsked = [&](const auto& entry) {
+    return names.empty() || names.count(entry.first) > 0;
+  };
   json found = json::array();
-  for (const auto& name : names) {
-    if (const auto dataref = datarefs.find(name); isOfValues && dataref != datarefs.end()) {
-      found.push_back(
-          {{"id", dataref->second.id}, {"name", name}, {"value_type", dataref->second.type}});
-    }
-    if (const auto command = commands.find(name); !isOfValues && command != commands.end()) {
-      found.push_back({{"id", command->second.id}, {"name", name}, {"description", "It is run"}});
-    }
+  for (const auto& entry : datarefs) {
+    if (!isOfValues || !isAsked(entry)) continue;
+    const auto& [name, dataref] = entry;
+    found.push_back({{"id", dataref.id}, {"name", name}, {"value_type", dataref.type}});
   }
-  const bool isFailure = ways.failsWholeLists ? found.size() < names.size() : found.empty();
+  for (const auto& entry : commands) {
+    if (isOfValues || !isAsked(entry)) continue;
+    const auto& [name, command] = entry;
+    found.push_back({{"id", command.id}, {"name", name}, {"description", "It is run"}});
+  }
   if (found.empty() && ways.answersWithNull) return {200, "null"};
-  if (isFailure) return failure(404, isOfValues ? "invalid_dataref_name" : "invalid_command_name");
-  return {200, json({{"data", found}}).dump()};
-}
-
-Answer XPlaneStandIn::valueRequest(const std::string& method, std::uint64_t id,
-                                   const std::string& query, const std::string& body) {
-  ++counts[method + " value"];
-  Dataref& dataref = byId(id);
-  const auto given = parameters(query, "index");
-  const json index = given.empty() ? json() : json(std::stoul(given.front()));
-  if (method == "PATCH") {
-    write(dataref, json::parse(body).at("data"), index);
-    return {200, ""};
+  if (ways.failsWholeLists ? found.size() < names.size() : found.empty()) {
+    return {404, failure(isOfValues ? "invalid_dataref_name" : "invalid_command_name").dump()};
   }
-  if (index.is_null()) return {200, json({{"data", dataref.value}}).dump()};
-  if (index >= dataref.value.size()) throw Failure{404, "invalid_dataref_index"};
-  return {200, json({{"data", dataref.value.at(index.get<std::size_t>())}}).dump()};
+  return {200, json({{"data", found}}).dump()};
 }
 
 // ---- WebSocket
 
-void XPlaneStandIn::onText(Connection from, const std::string& text) {
-  const Lock lock(mutex);
+bool XPlaneStandIn::mayOpen(const std::string& resource) {
+  return !ways.isIncomingDisabled && resource == (ways.hasVersion2 ? "/api/v2" : "/api/v1");
+}
+
+void XPlaneStandIn::onClosed(Connection gone) {
+  clients.erase(gone);
+  for (auto& [name, command] : commands) command.holders.erase(gone);
+}
+
+void XPlaneStandIn::onText(Connection from, const json& request) {
   if (ways.isSocketDead) return;
   requested = std::chrono::steady_clock::now();
-  const json request = json::parse(text, nullptr, false);
   if (!request.is_object() || !request.contains("req_id")) return;
-  json result = {{"req_id", request["req_id"]}, {"type", "result"}, {"success", true}};
+  json result = {{"success", true}};
   const std::string type = request.value("type", "");
   ++counts[type];
-  const auto fail = [&](const std::string& code) {
-    result["success"] = false;
-    result["error_code"] = code;
-    result["error_message"] = "It is " + code;
-  };
   try {
     obey(from, type, request.at("params"));
   } catch (const Failure& failed) {
-    fail(failed.code);
+    result = failure(failed.code);
   } catch (const json::exception&) {
-    fail("bad_request");
+    result = failure("bad_request");
   }
-  server->send(from, result.dump());
-  if (ways.repeatsResults && type == "dataref_set_values") server->send(from, result.dump());
+  result.update({{"req_id", request["req_id"]}, {"type", "result"}});
+  result.emplace("success", false);
+  send(from, result.dump());
+  if (ways.repeatsResults && type == "dataref_set_values") send(from, result.dump());
 }
 
 void XPlaneStandIn::obey(Connection from, const std::string& type, const json& parameters) {
   Client& client = clients[from];
-  if (type == "dataref_subscribe_values") return subscribe(client, parameters.at("datarefs"));
-  if (type == "dataref_unsubscribe_values") return unsubscribe(client, parameters.at("datarefs"));
-  if (type == "dataref_set_values") {
-    for (const auto& entry : parameters.at("datarefs")) {
-      write(byId(entry.at("id")), entry.at("value"), entry.value("index", json()));
-    }
-    return;
-  }
-  if (ways.hasVersion2 && type == "command_set_is_active") {
+  if (type == "dataref_subscribe_values") {
+    subscribe(client, parameters.at("datarefs"));
+  } else if (type == "dataref_unsubscribe_values" && parameters.at("datarefs") == "all") {
+    client.clear();
+  } else if (type == "dataref_set_values") {
+    for (const auto& entry : parameters.at("datarefs")) write(entry);
+  } else if (ways.hasVersion2 && type == "command_set_is_active") {
     for (const auto& entry : parameters.at("commands")) setActive(from, entry);
-    return;
+  } else {
+    throw Failure{"unknown_type"};
   }
-  if (ways.hasVersion2 && type == "command_subscribe_is_active") {
-    for (const auto& entry : parameters.at("commands")) {
-      (void)commandById(entry.at("id"));
-      client.commands[entry.at("id")];
-    }
-    return;
-  }
-  throw Failure{400, "unknown_type"};
 }
 
 void XPlaneStandIn::subscribe(Client& client, const json& entries) {
-  std::map<std::uint64_t, Subscription> wanted;
+  Client wanted;
   for (const auto& entry : entries) {
-    const Dataref& dataref = byId(entry.at("id"));
-    const json given = entry.value("index", json::array());
-    for (const std::size_t index : given.is_array() ? given : json::array({given})) {
+    const Dataref& dataref = byId(datarefs, entry.at("id"), "invalid_dataref_id");
+    auto& indices = wanted[dataref.id].indices;
+    for (const std::size_t index : entry.value("index", json::array())) {
       if (!isArray(dataref.type) || index >= dataref.value.size()) {
-        throw Failure{400, "invalid_dataref_index"};
+        throw Failure{"invalid_dataref_index"};
       }
-      wanted[dataref.id].indices.insert(index);
+      indices.insert(index);
     }
-    wanted[dataref.id];
   }
   for (const auto& [id, subscription] : wanted) {
-    client.values[id].indices.insert(subscription.indices.begin(), subscription.indices.end());
-    client.values[id].sent = nullptr;
+    client[id].indices.insert(subscription.indices.begin(), subscription.indices.end());
+    client[id].sent = nullptr;
   }
-}
-
-void XPlaneStandIn::unsubscribe(Client& client, const json& entries) {
-  if (entries == "all") return client.values.clear();
-  for (const auto& entry : entries) client.values.erase(byId(entry.at("id")).id);
 }
 
 // A command with a duration of 0 is pressed and released, one without a duration is held.
 void XPlaneStandIn::setActive(Connection from, const json& entry) {
-  Command& command = commandById(entry.at("id"));
+  Command& command = byId(commands, entry.at("id"), "invalid_command_id");
+  const json duration = entry.value("duration", json());
   if (entry.at("is_active") == false) {
     command.holders.erase(from);
   } else {
-    const json duration = entry.value("duration", json());
-    if (duration.is_number() && duration > kLongestDuration) throw Failure{400, "invalid_duration"};
+    if (duration.is_number() && duration > kLongestDuration) throw Failure{"invalid_duration"};
     ++command.timesRun;
     if (duration.is_null()) command.holders.insert(from);
   }
-  command.isActive = !command.holders.empty();
 }
 
-void XPlaneStandIn::write(Dataref& dataref, const json& value, const json& index) {
-  if (!dataref.isWritable) throw Failure{403, "dataref_is_readonly"};
+void XPlaneStandIn::write(const json& entry) {
+  Dataref& dataref = byId(datarefs, entry.at("id"), "invalid_dataref_id");
+  const json value = entry.at("value");
+  const json index = entry.value("index", json());
+  if (!dataref.isWritable) throw Failure{"dataref_is_readonly"};
   const bool isText = dataref.type == "data";
   const bool isWhole = dataref.type.rfind("int", 0) == 0;
   if (isText ? !value.is_string() : isWhole ? !value.is_number_integer() : !value.is_number()) {
-    throw Failure{400, "invalid_value"};
+    throw Failure{"invalid_value"};
   }
   if (!isArray(dataref.type)) {
     dataref.value = isText ? asWritten("data", websocketpp::base64_decode(value)) : value;
   } else if (index.is_null() || index >= dataref.value.size()) {
-    throw Failure{400, "invalid_dataref_index"};
+    throw Failure{"invalid_dataref_index"};
   } else {
     dataref.value[index.get<std::size_t>()] = value;
   }
 }
 
-void XPlaneStandIn::sendUpdates() {
-  const Lock lock(mutex);
+void XPlaneStandIn::onFrame() {
   if (ways.isSocketDead) return;
   for (auto& [connection, client] : clients) {
     json values = json::object();
-    for (auto& [id, subscription] : client.values) {
-      for (const auto& [name, dataref] : datarefs) {
-        if (dataref.id != id) continue;
-        const json now = shown(dataref, subscription);
-        if (now == subscription.sent) continue;
-        subscription.sent = now;
-        values[std::to_string(id)] = now;
+    for (const auto& [name, dataref] : datarefs) {
+      const auto subscription = client.find(dataref.id);
+      if (subscription == client.end()) continue;
+      const json now = shown(dataref, subscription->second);
+      if (std::exchange(subscription->second.sent, now) != now) {
+        values[std::to_string(dataref.id)] = now;
       }
     }
-    json active = json::object();
-    for (auto& [id, sent] : client.commands) {
-      const json now = commandById(id).isActive;
-      if (std::exchange(sent, now) != now) active[std::to_string(id)] = now;
-    }
-    const std::pair<const char*, json&> updates[] = {{"dataref_update_values", values},
-                                                     {"command_update_is_active", active}};
-    for (const auto& [type, data] : updates) {
-      if (data.empty()) continue;
-      updated = std::chrono::steady_clock::now();
-      server->send(connection, json({{"type", type}, {"data", data}}).dump());
-    }
+    if (values.empty()) continue;
+    updated = std::chrono::steady_clock::now();
+    send(connection, json({{"type", "dataref_update_values"}, {"data", values}}).dump());
   }
 }
 
@@ -401,18 +282,4 @@ json XPlaneStandIn::shown(const Dataref& dataref, const Subscription& subscripti
   json list = json::array();
   for (const std::size_t index : subscription.indices) list.push_back(dataref.value.at(index));
   return list.size() == 1 && !ways.listsOneIndex ? list.front() : list;
-}
-
-XPlaneStandIn::Dataref& XPlaneStandIn::byId(const json& id) {
-  for (auto& [name, dataref] : datarefs) {
-    if (dataref.id == id) return dataref;
-  }
-  throw Failure{404, "invalid_dataref_id"};
-}
-
-XPlaneStandIn::Command& XPlaneStandIn::commandById(const json& id) {
-  for (auto& [name, command] : commands) {
-    if (command.id == id) return command;
-  }
-  throw Failure{404, "invalid_command_id"};
 }

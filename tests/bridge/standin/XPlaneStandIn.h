@@ -1,5 +1,5 @@
-// Stands in for X-Plane's web API: REST and WebSocket, 10 updates a second, ids of more than 32
-// bits that are others after each start.
+// Stands in for X-Plane's web API as far as the bridge uses it: REST and WebSocket, 10 updates a
+// second, ids of more than 32 bits that are others after each start.
 //
 // Any thread may call.
 #pragma once
@@ -7,17 +7,13 @@
 #include <chrono>
 #include <cstdint>
 #include <map>
-#include <memory>
-#include <mutex>
 #include <nlohmann/json.hpp>
-#include <optional>
 #include <set>
 #include <string>
-#include <vector>
 
 #include "tests/bridge/standin/StandInServer.h"
 
-class XPlaneStandIn {
+class XPlaneStandIn : public StandInServer {
  public:
   using Time = std::chrono::steady_clock::time_point;
 
@@ -34,16 +30,12 @@ class XPlaneStandIn {
 
   // Has no aircraft yet. Any free port if it is 0.
   explicit XPlaneStandIn(int port = 0);
-  ~XPlaneStandIn();
+  ~XPlaneStandIn() override { stop(); }
 
-  int port() const { return number; }
-
-  // Acts as if the program ended; and were started again, at the same port, with other ids. The
-  // definitions stay.
-  void stop();
-  void start();
-  void hang();
-  void setWays(const Ways& ways);
+  void setWays(const Ways& given) {
+    const Lock lock(mutex);
+    ways = given;
+  }
 
   // Names. A `value` is JSON as the web API writes it; a text of type `data` is given as it is.
   void define(const std::string& name, const std::string& type, const nlohmann::json& value,
@@ -52,24 +44,24 @@ class XPlaneStandIn {
   void remove(const std::string& name);
   void load(const std::string& path, const std::string& icao, const std::string& title);
 
-  // Changes a value from inside. An index that the array doesn't have is an error.
+  // Changes a value from inside.
   void set(const std::string& name, const nlohmann::json& value);
 
-  nlohmann::json value(const std::string& name) const;
-  int timesRun(const std::string& command) const;  // begins of it
-  bool isActive(const std::string& command) const;
+  nlohmann::json value(const std::string& name) const { return read(datarefs).at(name).value; }
+  int timesRun(const std::string& command) const { return read(commands).at(command).timesRun; }
+  bool isActive(const std::string& command) const { return read(commands).at(command).isActive(); }
 
   // How many requests have come: "GET /datarefs", "dataref_subscribe_values", ...
-  int requests(const std::string& kind) const;
+  int requests(const std::string& kind) {
+    const Lock lock(mutex);
+    return counts[kind];
+  }
 
   // When values were last sent, and when a request last came over a WebSocket.
-  Time lastUpdate() const;
-  Time lastRequest() const;
+  Time lastUpdate() const { return read(updated); }
+  Time lastRequest() const { return read(requested); }
 
  private:
-  using Lock = std::lock_guard<std::recursive_mutex>;
-  using Connection = StandInServer::Connection;
-
   struct Dataref {
     std::uint64_t id = 0;
     std::string type;
@@ -78,47 +70,39 @@ class XPlaneStandIn {
   };
 
   struct Command {
+    bool isActive() const { return !holders.empty(); }
+
     std::uint64_t id = 0;
     int timesRun = 0;
     std::set<Connection> holders = {};
-    bool isActive = false;
   };
 
   struct Subscription {
     std::set<std::size_t> indices;  // empty: the value as a whole
     nlohmann::json sent;            // null: nothing
   };
+  using Client = std::map<std::uint64_t, Subscription>;
 
-  struct Client {
-    std::map<std::uint64_t, Subscription> values;
-    std::map<std::uint64_t, nlohmann::json> commands;  // and what was sent
-  };
+  template <typename T>
+  T read(const T& member) const {
+    const Lock lock(mutex);
+    return member;
+  }
 
-  // A failure as the API tells it.
-  struct Failure {
-    int status;
-    std::string code;
-  };
+  Answer onRequest(const std::string& resource) override;
+  bool mayOpen(const std::string& resource) override;
+  void onText(Connection from, const nlohmann::json& request) override;
+  void onClosed(Connection gone) override;
+  void onFrame() override;
+  void onStopped() override;
 
-  StandInServer::Answer answer(const std::string& method, const std::string& resource,
-                               const std::string& body);
-  StandInServer::Answer list(const std::string& kind, const std::string& query) const;
-  StandInServer::Answer valueRequest(const std::string& method, std::uint64_t id,
-                                     const std::string& query, const std::string& body);
-  void onText(Connection from, const std::string& text);
+  Answer list(const std::string& kind, const std::set<std::string>& names) const;
   void obey(Connection from, const std::string& type, const nlohmann::json& parameters);
   void subscribe(Client& client, const nlohmann::json& entries);
-  void unsubscribe(Client& client, const nlohmann::json& entries);
   void setActive(Connection from, const nlohmann::json& entry);
-  void write(Dataref& dataref, const nlohmann::json& value, const nlohmann::json& index);
-  void sendUpdates();
+  void write(const nlohmann::json& entry);
   nlohmann::json shown(const Dataref& dataref, const Subscription& subscription) const;
-  Dataref& byId(const nlohmann::json& id);
-  Command& commandById(const nlohmann::json& id);
-  void giveIds();
 
-  mutable std::recursive_mutex mutex;
-  int number = 0;
   Ways ways;
   std::uint64_t lastId = 1ULL << 40;
   std::map<std::string, Dataref> datarefs;
@@ -127,5 +111,4 @@ class XPlaneStandIn {
   std::map<std::string, int> counts;
   Time updated;
   Time requested;
-  std::unique_ptr<StandInServer> server;
 };

@@ -4,29 +4,16 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "tests/store/explore/FileSystem.h"
 #include "tests/store/explore/Scenarios.h"
 #include "tests/store/explore/Schedule.h"
+#include "tools/common/CommandLine.h"
 
 namespace {
-
-constexpr char kUsage[] =
-    "usage: velomar-explore [--preemptions N] [--seconds N] [--only TEXT] [--random SEED]\n"
-    "                       [--replay 'SCENARIO:CHOICES'] [--first] [--list]\n"
-    "\n"
-    "Runs each scenario under every schedule of at most N preemptions (2 if not given, and one "
-    "more\n"
-    "for the scenarios that are worth it), then, until the seconds are over, random programs.\n"
-    "  --seconds N    ends after N seconds; without it the scenarios are run once\n"
-    "  --first        ends at the first violation\n"
-    "  --only TEXT    only the scenarios with TEXT in their names\n"
-    "  --random SEED  the first random program; those after it count up\n"
-    "  --replay S     runs one schedule, as printed with a violation, and shows each step\n"
-    "Ends with 1 if a run went wrong.\n";
 
 struct Options {
   int preemptions = 2;
@@ -51,16 +38,14 @@ std::string encoded(const explore::Choices& choices) {
   return text;
 }
 
-explore::Choices decoded(const char* text) {
+explore::Choices decoded(const std::string& text) {
   explore::Choices choices;
-  while (*text != '\0') {
-    char* end = nullptr;
-    const auto at = static_cast<std::size_t>(std::strtoul(text, &end, 10));
-    if (*end != '=' || at > 100000) break;
-    const auto taken = static_cast<unsigned char>(std::strtoul(end + 1, &end, 10));
+  std::istringstream in(text);
+  std::size_t at = 0;
+  unsigned taken = 0;
+  for (char mark = 0; in >> at >> mark >> taken && at < 100000; in >> mark) {
     choices.resize(std::max(choices.size(), at + 1));
-    choices[at] = taken;
-    text = *end == ',' ? end + 1 : end;
+    choices[at] = static_cast<unsigned char>(taken);
   }
   return choices;
 }
@@ -83,7 +68,8 @@ class Exploration {
       for (std::size_t i = 0; i < open.size() && !isOver(); ++i) {
         const double now = clockSeconds();
         const double share = (end - 0.2 * options.seconds - now) / double(open.size() - i);
-        const int extra = open[i].isDeep && bound == options.preemptions ? 1 : 0;
+        const int extra =
+            open[i].has(explore::Scenario::kDeep) && bound == options.preemptions ? 1 : 0;
         if (explore(open[i], bound + extra, end > 0 ? now + share : 0)) sound.push_back(open[i]);
       }
       open = std::move(sound);
@@ -96,25 +82,23 @@ class Exploration {
     return violations == 0 ? 0 : 1;
   }
 
-  // Runs one schedule of one scenario and shows it.
+  // Runs one schedule, which is given as SCENARIO/PREEMPTIONS:CHOICES, and shows it.
   int replay() {
-    const auto colon = options.replay.rfind(':');
-    if (colon == std::string::npos) return 2;
-    const std::string name = options.replay.substr(0, colon);
-    const auto bar = options.replay.rfind('/', colon);
-    if (bar == std::string::npos) return 2;
+    const auto bar = options.replay.rfind('/');
+    const auto colon = options.replay.find(':', bar);
+    if (bar == std::string::npos || colon == std::string::npos) return kWronglyAsked;
+    const std::string name = options.replay.substr(0, bar);
     const int bound = std::atoi(options.replay.c_str() + bar + 1);
-    const auto choices = decoded(options.replay.c_str() + colon + 1);
-    const std::string wanted = name.substr(0, bar);
-    if (wanted.rfind("random ", 0) == 0) {
-      const auto seed = static_cast<unsigned>(std::strtoul(wanted.c_str() + 7, nullptr, 10));
+    const auto choices = decoded(options.replay.substr(colon + 1));
+    if (name.rfind("random ", 0) == 0) {
+      const auto seed = static_cast<unsigned>(std::strtoul(name.c_str() + 7, nullptr, 10));
       return show(explore::randomScenario(seed), bound, choices);
     }
     for (const auto& scenario : explore::scenarios()) {
-      if (scenario.name == wanted) return show(scenario, bound, choices);
+      if (scenario.name == name) return show(scenario, bound, choices);
     }
     std::fprintf(stderr, "no scenario of that name\n");
-    return 2;
+    return kWronglyAsked;
   }
 
  private:
@@ -167,34 +151,18 @@ class Exploration {
   unsigned violations = 0;
 };
 
-bool parse(int argc, char** argv, Options& options) {
-  for (int i = 1; i < argc; ++i) {
-    const std::string name = argv[i];
-    if (name == "--first") {
-      options.endsEarly = true;
-      continue;
-    }
-    if (name == "--list") {
-      options.lists = true;
-      continue;
-    }
-    if (i + 1 == argc) return false;
-    const char* value = argv[++i];
-    if (name == "--preemptions") {
-      options.preemptions = std::atoi(value);
-    } else if (name == "--seconds") {
-      options.seconds = std::atof(value);
-    } else if (name == "--random") {
-      options.seed = static_cast<unsigned>(std::atoi(value));
-    } else if (name == "--only") {
-      options.only = value;
-    } else if (name == "--replay") {
-      options.replay = value;
-    } else {
-      return false;
-    }
-  }
-  return options.preemptions >= 0 && options.preemptions < 10;
+void declareArguments(CLI::App& app, Options& options) {
+  app.add_option("--preemptions", options.preemptions,
+                 "at most, in a schedule; one more for the scenarios that are worth it [2]")
+      ->check(CLI::Range(0, 9));
+  app.add_option("--seconds", options.seconds,
+                 "runs for so long, random programs at the end; otherwise each scenario once");
+  app.add_option("--random", options.seed, "the first random program; those after it count up [1]");
+  app.add_option("--only", options.only, "only the scenarios with this text in their names");
+  app.add_option("--replay", options.replay,
+                 "runs one schedule, as printed with a violation, and shows each step");
+  app.add_flag("--first", options.endsEarly, "ends at the first violation");
+  app.add_flag("--list", options.lists, "names the scenarios");
 }
 
 }  // namespace
@@ -202,11 +170,10 @@ bool parse(int argc, char** argv, Options& options) {
 int main(int argc, char** argv) {
   explore::describe = explore::placeInFile;
   Options options;
-  if (!parse(argc, argv, options)) {
-    const bool asked = argc == 2 && std::strcmp(argv[1], "--help") == 0;
-    (void)std::fputs(kUsage, asked ? stdout : stderr);
-    return asked ? 0 : 2;
-  }
+  CLI::App app(
+      "Runs the store's sources under every schedule of small programs; 1: one went wrong");
+  declareArguments(app, options);
+  readCommandLine(app, argc, argv);
   if (options.lists) {
     for (const auto& scenario : explore::scenarios()) std::printf("%s\n", scenario.name.c_str());
     return 0;

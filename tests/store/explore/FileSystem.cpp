@@ -63,23 +63,18 @@ void fill(struct stat& status, const File& file) {
 }
 
 std::string placeInRegion(std::uint64_t at, std::uint64_t n) {
-  const auto indexed = [](const char* what, std::uint64_t i, const std::string& part = "") {
-    return what + (" " + std::to_string(i)) + part;
-  };
-  if (at == store::kFlagsOffset) return "flags";
-  if (at == store::kCountOffset) return "count";
-  if (at < store::kSlotsOffset) return indexed("header", at);
-  if (at < store::kSlotsOffset + 8 * n) return indexed("slot", (at - store::kSlotsOffset) / 8);
-  if (at == store::versionOffset(n)) return "version counter";
-  if (at >= store::entriesOffset(n) && at < store::listOffset(n)) {
-    static const char* const kWords[] = {" state", " next", " version", " len", " klen", " hash"};
-    const std::uint64_t in = at - store::entriesOffset(n);
-    return indexed("entry", in / 24, kWords[in % 24 / 4]);
-  }
-  if (at == store::headOffset(n)) return "head";
-  if (at >= store::dataOffset(n)) return indexed("data", at - store::dataOffset(n));
-  if (at >= store::linksOffset(n)) return indexed("link", (at - store::linksOffset(n)) / 4);
-  return indexed("offset", at);
+  const struct {
+    std::uint64_t begin, bytes;
+    const char* name;
+  } parts[] = {{store::dataOffset(n), 1, "data"},       {store::linksOffset(n), 4, "link"},
+               {store::headOffset(n), 8, "head"},       {store::entriesOffset(n), 24, "entry"},
+               {store::versionOffset(n), 8, "version"}, {store::kSlotsOffset, 8, "slot"},
+               {store::kCountOffset, 4, "count"},       {store::kFlagsOffset, 4, "flags"}};
+  const auto* part = parts;
+  while (at < part->begin) ++part;
+  const std::uint64_t i = (at - part->begin) / part->bytes,
+                      within = (at - part->begin) % part->bytes;
+  return part->name + (" " + std::to_string(i)) + (within == 0 ? "" : "+" + std::to_string(within));
 }
 
 }  // namespace
@@ -97,11 +92,6 @@ void formatFiles() {
 char* fileAt(const std::string& path) {
   const auto at = files().names.find(path);
   return at == files().names.end() ? nullptr : files().all[at->second].bytes;
-}
-
-std::size_t lengthOf(const std::string& path) {
-  const auto at = files().names.find(path);
-  return at == files().names.end() ? 0 : files().all[at->second].length;
 }
 
 void removeByHand(const std::string& path) {

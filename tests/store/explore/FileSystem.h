@@ -13,7 +13,6 @@ void formatFiles();
 
 // The bytes of the file of that name, or null.
 char* fileAt(const std::string& path);
-std::size_t lengthOf(const std::string& path);
 
 // A user removes the file by hand.
 void removeByHand(const std::string& path);

@@ -1,6 +1,8 @@
 #include "tests/store/explore/History.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <iterator>
 #include <map>
 #include <set>
 #include <utility>
@@ -10,12 +12,16 @@ namespace {
 
 using Map = std::map<std::string, std::string>;
 
+// In the order of Action::Kind.
+constexpr const char* kNames[] = {"put", "get",  "get-value", "get-raw",  "del",
+                                  "len", "list", "take",      "peer-put", "peer-del"};
+
 bool isPut(const Event& event) {
-  return event.action.kind == Action::Put || event.action.kind == Action::LetterPut;
+  return event.action.kind == Action::Put || event.action.kind == Action::PeerPut;
 }
 
 bool isDel(const Event& event) {
-  return event.action.kind == Action::Del || event.action.kind == Action::LetterDel;
+  return event.action.kind == Action::Del || event.action.kind == Action::PeerDel;
 }
 
 // Returns whether the map gives this answer; if so, applies the call's effect to the map.
@@ -42,11 +48,7 @@ class Search {
   Search(const History& history, bool refusals) : events(history), mayRefuse(refusals) {}
 
   bool from(std::uint64_t done, const Map& map) {
-    bool isComplete = true;
-    for (std::size_t i = 0; i < events.size(); ++i) {
-      if ((done >> i & 1U) == 0 && events[i].isOver()) isComplete = false;
-    }
-    if (isComplete) return true;
+    if (isComplete(done)) return true;
     if (!seen.emplace(done, map).second) return false;
     for (std::size_t i = 0; i < events.size(); ++i) {
       if (!mayBeNext(done, i)) continue;
@@ -58,6 +60,13 @@ class Search {
   }
 
  private:
+  bool isComplete(std::uint64_t done) const {
+    for (std::size_t i = 0; i < events.size(); ++i) {
+      if ((done >> i & 1U) == 0 && events[i].isOver()) return false;
+    }
+    return true;
+  }
+
   bool mayBeNext(std::uint64_t done, std::size_t next) const {
     if ((done >> next & 1U) != 0) return false;
     for (std::size_t i = 0; i < events.size(); ++i) {
@@ -73,10 +82,13 @@ class Search {
 
 }  // namespace
 
+Action::Kind kindNamed(const std::string& word) {
+  const auto* const found = std::find(std::begin(kNames), std::end(kNames), word);
+  if (found == std::end(kNames)) std::abort();
+  return static_cast<Action::Kind>(found - std::begin(kNames));
+}
+
 std::string text(const Event& event) {
-  static const char* const kNames[] = {"put",          "get",          "get by value", "raw get",
-                                       "del",          "len",          "list",         "take",
-                                       "letter's put", "letter's get", "letter's del"};
   std::string line = std::string(kNames[event.action.kind]) + " " + event.action.key;
   if (isPut(event)) line += "=" + event.action.value;
   if (!event.isOver()) return line + ": killed";
@@ -90,9 +102,7 @@ bool isLinearizable(const History& history, bool mayRefuse) {
   History events;
   for (const Event& event : history) {
     const auto kind = event.action.kind;
-    // A peer's reads are left out, because it isn't the store under test.
-    const bool isOther = kind == Action::List || kind == Action::Drain || kind == Action::LetterGet;
-    if (!isOther) events.push_back(event);
+    if (kind != Action::List && kind != Action::Take) events.push_back(event);
   }
   return Search(events, mayRefuse).from(0, {});
 }
@@ -121,7 +131,7 @@ bool tookInOrder(const History& history) {
   bool drains = false;
   for (const Event& event : history) {
     if (isPut(event) && event.result) put.push_back(event.action.value);
-    if (event.action.kind != Action::Drain) continue;
+    if (event.action.kind != Action::Take) continue;
     drains = true;
     taken.insert(taken.end(), event.found.begin(), event.found.end());
   }

@@ -9,19 +9,7 @@
 namespace explore {
 
 struct Action {
-  enum Kind {
-    Put,
-    Get,
-    GetByValue,
-    GetRaw,
-    Del,
-    Len,
-    List,
-    Drain,
-    LetterPut,
-    LetterGet,
-    LetterDel
-  };
+  enum Kind { Put, Get, GetByValue, GetRaw, Del, Len, List, Take, PeerPut, PeerDel };
   Kind kind;
   std::string key;
   std::string value;
@@ -38,6 +26,9 @@ struct Event {
 };
 
 using History = std::vector<Event>;
+
+// The action that a word of a program names. The process ends if there is none.
+Action::Kind kindNamed(const std::string& word);
 
 std::string text(const Event& event);
 

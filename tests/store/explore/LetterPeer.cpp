@@ -118,25 +118,6 @@ bool LetterPeer::put(const std::string& key, const std::string& value) {
   return true;
 }
 
-bool LetterPeer::get(const std::string& key, std::string& value) {
-  const u32 hash = store::hashOf(key.data(), size32(key));
-  for (u32 steps = 0, i = hash % n; steps < n; ++steps, i = i + 1 == n ? 0 : i + 1) {
-    const u64 slot = slotAt(i);
-    const u32 block = indexOf(slot);
-    if (block >= kUnused || !pin(block)) continue;
-    const bool found =
-        store::loadAcquire(entries[block].version) == versionOf(slot) && holds(block, key, hash);
-    if (found) {
-      value.resize(store::loadAcquire(entries[block].len) - size32(key));
-      store::readBytes(value.data(), base + store::dataOffset(n) + b * block + key.size(),
-                       value.size());
-    }
-    unpin(block);
-    if (found) return true;
-  }
-  return false;
-}
-
 bool LetterPeer::del(const std::string& key) {
   const u32 hash = store::hashOf(key.data(), size32(key));
   for (u32 steps = 1, i = hash % n; steps < n; ++steps, i = i + 1 == n ? 0 : i + 1) {

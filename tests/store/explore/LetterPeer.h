@@ -16,7 +16,6 @@ class LetterPeer {
   LetterPeer(char* region, std::uint32_t blockSize, std::uint32_t blockCount);
 
   bool put(const std::string& key, const std::string& value);
-  bool get(const std::string& key, std::string& value);
   bool del(const std::string& key);
 
  private:

@@ -10,17 +10,32 @@
 namespace explore {
 
 struct Scenario {
+  // In a row these are words.
+  enum Trait : unsigned {
+    kDeep = 1,        // deep: worth one preemption more than the others
+    kKilled = 2,      // killed: the first thread, at any of its steps
+    kWeak = 4,        // weak: under weak memory
+    kAlsoWeak = 8,    // both: a second time under weak memory
+    kMayRefuse = 16,  // tight: the store is so small that a put may find no room
+    kWraps = 32,      // wraps: the counter of versions is about to come round
+    kLeaving = 64,    // leaving, and the last two: of opening and closing, without threads
+    kReplaced = 128,
+    kMeeting = 256
+  };
+
+  // A row is "name | blocks, bytes of each and traits | before | thread | thread", of which those
+  // from the third on are actions as "put key value; del key". A key of one letter means one whose
+  // probe starts at slot 0 for "a", at slot 1 for "b", and so on; "A" is a second one at slot 0.
+  explicit Scenario(const std::string& row);
+
+  bool has(Trait trait) const { return (traits & trait) != 0; }
+
   std::string name;
-  std::uint32_t n = 4;
-  std::uint32_t b = 8;
+  std::uint32_t n = 0;
+  std::uint32_t b = 0;
   std::vector<Action> setup;
   std::vector<std::vector<Action>> threads;
-  enum Kind { Threads, Leave, Replace, Meet } kind = Threads;  // the others open and close stores
-  std::uint64_t versions = 0;  // where the counter of versions begins; 0: as in a new region
-  bool isDeep = false;         // worth one preemption more than the others
-  bool isKilled = false;       // the first thread, at any of its steps
-  bool isWeak = false;         // under weak memory
-  bool mayRefuse = false;      // the store is so small that a put may find no room
+  unsigned traits = 0;
 };
 
 std::vector<Scenario> scenarios();

@@ -107,30 +107,6 @@ void start(std::size_t i) {
   makecontext(&thread.context, enter, 0);
 }
 
-void execute(const Program& program, int budget) {
-  Run& r = run();
-  r.count = program.threads.size();
-  r.victim = program.victim;
-  r.budget = budget;
-  r.steps = 0;
-  r.at = 0;
-  r.time = std::chrono::nanoseconds(0);
-  r.overslept = false;
-  r.stall = 0;
-  r.fault.clear();
-  for (std::size_t i = 0; i < r.count; ++i) {
-    r.threads[i].body = program.threads[i];
-    r.threads[i].isDone = r.threads[i].isDying = false;
-    start(i);
-  }
-  r.running = -1;
-  while (const std::size_t able = Others().size()) {
-    r.running = Others()[pick(able)];
-    (void)swapcontext(&r.main, &r.threads[r.running].context);
-    r.running = -1;
-  }
-}
-
 }  // namespace
 
 void step(const char* what, const void* address) {
@@ -192,10 +168,6 @@ int current() {
   return run().running;
 }
 
-std::uint64_t steps() {
-  return run().steps;
-}
-
 bool anyoneOverslept() {
   return run().overslept;
 }
@@ -218,7 +190,27 @@ void traceValue(std::uint64_t bits) {
 std::string (*describe)(const void* address) = nullptr;
 
 void runOnce(const Program& program, int preemptions) {
-  execute(program, preemptions);
+  Run& r = run();
+  r.count = program.threads.size();
+  r.victim = program.victim;
+  r.budget = preemptions;
+  r.steps = 0;
+  r.at = 0;
+  r.time = std::chrono::nanoseconds(0);
+  r.overslept = false;
+  r.stall = 0;
+  r.fault.clear();
+  for (std::size_t i = 0; i < r.count; ++i) {
+    r.threads[i].body = program.threads[i];
+    r.threads[i].isDone = r.threads[i].isDying = false;
+    start(i);
+  }
+  r.running = -1;
+  while (const std::size_t able = Others().size()) {
+    r.running = Others()[pick(able)];
+    (void)swapcontext(&r.main, &r.threads[r.running].context);
+    r.running = -1;
+  }
 }
 
 bool advance() {

@@ -41,10 +41,7 @@ std::chrono::nanoseconds now();
 // The thread that runs, from 0; -1 outside a run.
 int current();
 
-// Steps of the present run so far.
-std::uint64_t steps();
-
-// Returns whether a sleep has ever ended while other threads still had something to do.
+// Whether a sleep has ever ended while other threads still had something to do.
 bool anyoneOverslept();
 
 // Returns whether this run is traced.
