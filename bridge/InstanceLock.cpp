@@ -13,6 +13,8 @@ namespace bridge {
 
 namespace {
 
+constexpr int kMostTries = 100;
+
 std::string contentOf(int descriptor) {
   char text[64];
   const ssize_t count = pread(descriptor, text, sizeof text, 0);
@@ -45,7 +47,7 @@ bool isNamed(int descriptor, const std::filesystem::path& file) {
 
 InstanceLock::InstanceLock(const std::filesystem::path& path) : file(path), descriptor(lock(path)) {
   // The bridge that had the lock before us may have removed the file after we had opened it.
-  while (!isNamed(descriptor, file)) {
+  for (int tries = 0; tries < kMostTries && !isNamed(descriptor, file); ++tries) {
     close(descriptor);
     descriptor = lock(file);
   }

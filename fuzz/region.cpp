@@ -58,10 +58,7 @@ struct Input : FuzzedDataProvider {
 class Region {
  public:
   explicit Region(Input& in)
-      : n(in.below(40) + 1),
-        b(in.below(60) + 5),
-        bytes(store::regionSize(b, n)),
-        heap(n, b) {
+      : n(in.below(40) + 1), b(in.below(60) + 5), bytes(store::regionSize(b, n)), heap(n, b) {
     heap.set(store::kFlagsOffset, u32{1});
     heap.set(store::kBlockSizeOffset, b);
     heap.set(store::kBlockCountOffset, n);

@@ -266,8 +266,11 @@ async function turnHeading() {
 }
 
 async function killAndStart({ on, off }) {
-  await measured("FlightGear's end to the marked key", () => simulator.end(),
-    () => faceOtherThan("K", [on, off]));
+  await measured(
+    "FlightGear's end to the marked key",
+    () => simulator.end(),
+    () => faceOtherThan("K", [on, off]),
+  );
   await startSimulator("c172p");
   await eventually(
     "a face of before",
