@@ -61,9 +61,9 @@ class MovingPictureTest : public HostStage {
 // With a number for each frame it would grow by 54 MB and by a file for each frame.
 TEST_F(MovingPictureTest, AnHourOfFramesLeavesMemoryAndFolderAsTheyWere) {
   show(kHour / 10);
-  const std::size_t before = memory();
+  [[maybe_unused]] const std::size_t before = memory();
   show(kHour);
-  const std::size_t after = memory();
+  [[maybe_unused]] const std::size_t after = memory();
   EXPECT_LE(filesInImages(), 2L * Deliveries::kFrameIds);
 #ifndef __SANITIZE_ADDRESS__  // which keeps what was freed
   EXPECT_LT(after, before + 8 * 1024 * 1024);
