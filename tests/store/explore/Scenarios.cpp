@@ -348,7 +348,8 @@ std::vector<Action> actionsOf(const std::string& program, u32 n) {
   for (std::string one; std::getline(all, one, ';');) {
     std::istringstream words(one);
     std::string kind, key, value;
-    words >> kind >> key >> value;
+    if (!(words >> kind)) continue;  // a program may begin with nothing
+    words >> key >> value;
     actions.push_back({kindNamed(kind), keyNamed(key, n), value});
   }
   return actions;
