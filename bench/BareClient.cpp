@@ -2,7 +2,8 @@
 // and answers each frame with three frames as large as those that blank a key.
 //
 // With "turns" or "turns-nodelay" as its registration event it answers each turn of a dial with
-// eight titles instead, one each 100 us, without and with TCP_NODELAY on its socket.
+// eight titles instead, one each 100 us. Its socket has TCP_NODELAY, as the program's has, except
+// with "turns".
 #include <chrono>
 #include <cstdlib>
 #include <memory>
@@ -20,7 +21,7 @@ int main(int argc, char** argv) {
   client.init_asio();
   const std::string mode = argc > 6 ? argv[6] : "";
   client.set_tcp_pre_init_handler([&](connection_hdl handle) {
-    if (mode != "turns-nodelay") return;
+    if (mode == "turns") return;
     client.get_con_from_hdl(handle)->get_socket().set_option(asio::ip::tcp::no_delay(true));
   });
   const auto say = [&](const connection_hdl& handle, const std::string& text) {

@@ -13,7 +13,7 @@ namespace {
 
 // The link is polled, because nothing in a store can wake a process. While the deck is in use it is
 // polled more often, so that a press is noticed sooner.
-constexpr std::chrono::milliseconds kPollInUse{5};
+constexpr std::chrono::milliseconds kPollInUse{3};
 constexpr std::chrono::milliseconds kPollAtRest{10};
 constexpr PanelView::Time kInUse{10000};
 
@@ -40,7 +40,6 @@ Bridge::Bridge(asio::io_context& used, Simulator& flown, SimulatorKind whose, Pa
       painter(symbols),
       pictures(painter),
       view(pictures, [this](const std::string& message) { return send(message); }),
-      linkTimer(used),
       fileTimer(used),
       started(Clock::now()) {}
 
@@ -48,15 +47,26 @@ Bridge::~Bridge() {
   view.setPanel(nullptr, nullptr, nullptr);
 }
 
+// The wait for the next poll is the time-out of the loop's own wait: a timer would cost two more
+// system calls for each poll.
+void Bridge::run() {
+  start();
+  while (!context.stopped()) {
+    pollLink();
+    context.run_for(now() - lastUse < kInUse ? kPollInUse : kPollAtRest);
+  }
+  leave();
+}
+
 void Bridge::start() {
   (void)library.refresh();
   for (const auto& problem : library.problems()) Log::line(problem.describe());
   setAbsence();
   simulator.start(*this);
-  pollLink();
   watchFiles();
 }
 
+// Blanks every key and dial, since nothing will answer them from now on.
 void Bridge::leave() {
   view.setPanel(nullptr, nullptr, nullptr);
   view.blank();
@@ -187,10 +197,6 @@ void Bridge::pollLink() {
     setAbsence();
   }
   show();
-  linkTimer.expires_after(now() - lastUse < kInUse ? kPollInUse : kPollAtRest);
-  linkTimer.async_wait([this](const asio::error_code& error) {
-    if (!error) pollLink();
-  });
 }
 
 void Bridge::watchFiles() {

@@ -2,7 +2,7 @@
 // presses become commands.
 //
 // All of it runs on one asio::io_context. A value is drawn and sent as soon as the simulator tells
-// it; the link is polled by a timer, because nothing in a store can wake a process.
+// it; the link is polled, because nothing in a store can wake a process.
 #pragma once
 
 #include <asio/io_context.hpp>
@@ -30,11 +30,8 @@ class Bridge : private Simulator::Observer {
   Bridge(const Bridge&) = delete;
   Bridge& operator=(const Bridge&) = delete;
 
-  // Called once. The context has work from then on until it is stopped.
-  void start();
-
-  // Blanks every key and dial, since nothing will answer them from now on.
-  void leave();
+  // Called once. Runs the context until that is stopped, and then blanks every key and dial.
+  void run();
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -63,6 +60,8 @@ class Bridge : private Simulator::Observer {
   void onCommandKnown(std::size_t place) override;
   void onRefused(const std::string& reason) override;
 
+  void start();
+  void leave();
   void choosePanel();
   void adopt(std::shared_ptr<const Panel> panel);
   void follow();
@@ -84,7 +83,6 @@ class Bridge : private Simulator::Observer {
   Pictures pictures;
   velomar::SimulatorLink link;
   PanelView view;
-  asio::steady_timer linkTimer;
   asio::steady_timer fileTimer;
   std::unique_ptr<Session> session;
   std::vector<std::string> aircraft;

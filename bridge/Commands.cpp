@@ -119,9 +119,7 @@ int Commands::run(asio::io_context& context, Simulator& simulator, SimulatorKind
   stopWhenTold(context, signals);
   Bridge bridge(context, simulator, kind, library, symbols);
   Log::line("stores open");
-  bridge.start();
-  context.run();
-  bridge.leave();
+  bridge.run();
   return 0;
 }
 
