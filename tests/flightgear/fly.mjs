@@ -54,6 +54,10 @@ class FlightGear extends Program {
         "--timeofday=noon",
         "--disable-clouds3d",
         "--prop:/sim/rendering/shaders/quality-level=0",
+        // Nothing is drawn: a scene drawn by software takes seconds a frame on a small machine.
+        ...["terrain", "models", "clouds", "aircraft"].map(
+          (part) => `--prop:/sim/rendering/draw-mask/${part}=false`,
+        ),
         "--prop:/sim/frame-rate-throttle-hz=15",
       ],
       { LIBGL_ALWAYS_SOFTWARE: "1", FG_HOME: join(folder, "home") },
