@@ -11,7 +11,7 @@
 #include <set>
 #include <string>
 
-#include "tests/bridge/standin/StandInServer.h"
+#include "tools/standin/StandInServer.h"
 
 class XPlaneStandIn : public StandInServer {
  public:

@@ -14,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-#include "tests/bridge/standin/StandInServer.h"
+#include "tools/standin/StandInServer.h"
 
 class FlightGearStandIn : public StandInServer {
  public:

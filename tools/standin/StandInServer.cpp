@@ -1,4 +1,4 @@
-#include "tests/bridge/standin/StandInServer.h"
+#include "tools/standin/StandInServer.h"
 
 #include <fcntl.h>
 

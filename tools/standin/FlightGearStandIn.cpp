@@ -1,4 +1,4 @@
-#include "tests/bridge/standin/FlightGearStandIn.h"
+#include "tools/standin/FlightGearStandIn.h"
 
 #include <cmath>
 #include <regex>

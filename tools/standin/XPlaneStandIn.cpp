@@ -1,4 +1,4 @@
-#include "tests/bridge/standin/XPlaneStandIn.h"
+#include "tools/standin/XPlaneStandIn.h"
 
 #include <algorithm>
 #include <cstdlib>
