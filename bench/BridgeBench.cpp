@@ -13,7 +13,7 @@
 #include <thread>
 
 #include "bench/Program.h"
-#include "tests/bridge/standin/XPlaneStandIn.h"
+#include "tools/standin/XPlaneStandIn.h"
 
 namespace {
 

@@ -27,7 +27,6 @@ class Plugin : public ESDBasePlugin {
  public:
   ~Plugin() override { keepForever(mConnectionManager); }
   ESDConnectionManager* connection() const { return mConnectionManager; }
-  void SystemDidWakeUp() override { mConnectionManager->ShowOKForContext("woken"); }
 };
 
 Arguments words(const std::string& text) {
@@ -107,20 +106,6 @@ TEST_F(ESDMainTest, PairsComeInAnyOrderAndAPortMayHaveATail) {
   EXPECT_EQ(launchAndClose({"-info", "no JSON", "-port", hostPort(), "-pluginUUID", "-info",
                             "-registerEvent", "\"{}\n\xc3\xa9"}),
             std::make_pair(std::string("{\"event\":\"\\\"{}\\n\xc3\xa9\",\"uuid\":\"-info\"}"), 0));
-}
-
-TEST_F(ESDMainTest, ThePluginAndTheLogAreWiredToTheConnection) {
-  int code = -1;
-  runner.emplace([&] { code = launch(pairs(hostPort())); });
-  EXPECT_EQ(host.frames.next(), kLaunched);
-  host.send(R"({"event":"systemDidWakeUp"})");
-  EXPECT_EQ(host.frames.next(), R"({"context":"woken","event":"showOk"})");
-  ESDLogWithContext("a/Test.cpp", "a line");
-  EXPECT_EQ(host.frames.next(), logFrame("Test.cpp: a line"));
-  host.close("");
-  ASSERT_TRUE(ended());
-  EXPECT_EQ(code, 0);
-  ESDLogWithContext("a/Test.cpp", "after the end");
 }
 
 TEST_F(ESDMainTest, AnIdentifierThatIsNotTextEndsInOrder) {

@@ -6,12 +6,12 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <sstream>
 
 #include "bridge/FaceSheet.h"
 #include "bridge/PanelFile.h"
+#include "tests/support/Texts.h"
 #include "tools/common/TemporaryFolder.h"
 
 namespace {
@@ -149,8 +149,7 @@ TEST(FaceSheet, ShowsAKeyOfAnyName) {
                                         "p.yaml", symbols.names());
   FaceSheet(file.panel(), symbols).write(folder.path());
   EXPECT_TRUE(std::filesystem::exists(folder.path() / "A #2_50%?-on-144.png"));
-  std::ifstream page(folder.path() / "index.html");
-  const std::string text{std::istreambuf_iterator<char>(page), std::istreambuf_iterator<char>()};
+  const std::string text = contentOf(folder.path() / "index.html");
   EXPECT_NE(text.find("src=\"A %232_50%25%3F-on-144.png\""), std::string::npos) << text;
 }
 

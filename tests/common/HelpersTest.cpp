@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <climits>
 #include <set>
 #include <thread>
 
@@ -25,12 +24,6 @@ TEST(Helpers, NumbersAreDigitsOnly) {
     EXPECT_FALSE(is_number(text)) << text;
   }
   EXPECT_FALSE(is_number(std::string("1\0", 2)));
-}
-
-TEST(Helpers, IntegersBecomeDecimalText) {
-  EXPECT_EQ(itoString(0), "0");
-  EXPECT_EQ(itoString(-5), "-5");
-  EXPECT_EQ(itoString(INT_MIN), "-2147483648");
 }
 
 TEST(Helpers, IdentifiersAreRandomHexDigits) {

@@ -3,9 +3,9 @@
 #include <fstream>
 #include <functional>
 
-#include "tests/bridge/standin/FlightGearStandIn.h"
-#include "tests/bridge/standin/XPlaneStandIn.h"
 #include "tests/e2e/Stage.h"
+#include "tools/standin/FlightGearStandIn.h"
+#include "tools/standin/XPlaneStandIn.h"
 
 namespace {
 

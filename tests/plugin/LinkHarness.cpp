@@ -2,7 +2,6 @@
 
 #include <syslog.h>
 
-#include <fstream>
 #include <iterator>
 #include <thread>
 
@@ -141,11 +140,6 @@ void LinkFixture::happens(const std::string& eventText) {
 Texts LinkFixture::shown() {
   settle();
   return std::exchange(seen, {});
-}
-
-std::string LinkFixture::read(const Path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
 }
 
 std::size_t LinkFixture::filesIn(const Path& path) {

@@ -25,6 +25,7 @@
 #include "plugin/XPlaneManager.h"
 #include "store/simdb.h"
 #include "tests/support/HostFixture.h"
+#include "tests/support/Texts.h"
 #include "tools/common/TemporaryPluginFolder.h"
 
 using nlohmann::json;
@@ -122,7 +123,6 @@ class LinkFixture : public HostFixture {
   // The frames that the host has received since the last look.
   Texts shown();
 
-  static std::string read(const Path& path);
   static std::size_t filesIn(const Path& path);
 
   // Events of the host.

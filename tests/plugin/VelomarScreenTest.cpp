@@ -56,16 +56,17 @@ class VelomarScreenTest : public LinkFixture {
 
 TEST_F(VelomarScreenTest, AnImageIsSentOnceAndNamedFromThenOn) {
   EXPECT_THAT(image("C1", 7, "iVBORwA="), ElementsAre(imageOn("C1", "iVBORwA=")));
-  EXPECT_EQ(read("images/7.png"), std::string("\x89PNG\0", 5));
+  EXPECT_EQ(contentOf("images/7.png"), std::string("\x89PNG\0", 5));
   EXPECT_THAT(image("C2", 7), ElementsAre(imageOn("C2", "iVBORwA=")));
   EXPECT_THAT(image("E1", 7), ElementsAre(itemOn("E1", "icon", "images/7.png")));
 
   std::filesystem::remove("images/7.png");
   EXPECT_THAT(image("C1", 7, "iVBORwA="), ElementsAre(imageOn("C1", "iVBORwA=")));
-  EXPECT_EQ(read("images/7.png").size(), 5U) << "written each time, whether it is known or not";
+  EXPECT_EQ(contentOf("images/7.png").size(), 5U)
+      << "written each time, whether it is known or not";
   EXPECT_THAT(image("C1", 7, "QQ=="),
               ElementsAre(panelLine("Updated Image Data"), imageOn("C1", "QQ==")));
-  EXPECT_EQ(read("images/7.png"), "A");
+  EXPECT_EQ(contentOf("images/7.png"), "A");
   EXPECT_THAT(image("C2", 7), ElementsAre(imageOn("C2", "QQ==")));
 
   const std::string unknown = panelLine("Image is mising base64");
@@ -84,7 +85,7 @@ TEST_F(VelomarScreenTest, AnImageIsSentOnceAndNamedFromThenOn) {
   welcome();
   (void)shown();
   EXPECT_THAT(image("C1", 0), ElementsAre(unknown));
-  EXPECT_EQ(read("images/0.png"), "ABC");
+  EXPECT_EQ(contentOf("images/0.png"), "ABC");
 
   std::filesystem::remove_all("images");
   EXPECT_THAT(image("C1", 7, "QUJD"), ElementsAre(imageOn("C1", "QUJD")));
@@ -138,12 +139,12 @@ TEST_F(VelomarScreenTest, ADialTakes999BytesOfATitleButNoHalfCharacter) {
 TEST_F(VelomarScreenTest, ALayoutIsStoredOnceAndSelectedByName) {
   const std::string path = "layouts/u-1.json";
   EXPECT_THAT(layout("C1", "u-1", "e30="), ElementsAre(layoutOn("C1", path)));
-  EXPECT_EQ(read(path), "{}");
+  EXPECT_EQ(contentOf(path), "{}");
   EXPECT_THAT(layout("E1", "u-1"), ElementsAre(layoutOn("E1", path)));
   EXPECT_THAT(layout("E1", "u-1", "QUJDAEQ="), ElementsAre(layoutOn("E1", path)));
-  EXPECT_EQ(read(path), "ABC") << "a zero byte ends the file";
+  EXPECT_EQ(contentOf(path), "ABC") << "a zero byte ends the file";
   EXPECT_THAT(layout("E1", "u-1", "QUJDR"), ElementsAre(layoutOn("E1", path)));
-  EXPECT_EQ(read(path), "");
+  EXPECT_EQ(contentOf(path), "");
   EXPECT_THAT(layout("E1", "never stored"),
               ElementsAre(layoutOn("E1", "layouts/never stored.json")));
   EXPECT_THAT(layout("E1", "", "e30="), ElementsAre(layoutOn("E1", "Velomar-Layout.json")));
@@ -176,7 +177,7 @@ TEST_F(VelomarScreenTest, WhatSomebodyPutUnderAFilesNameIsNotFollowed) {
   EXPECT_THAT(image("E1", 7, "QUJD"), ElementsAre(itemOn("E1", "icon", "images/7.png")));
   EXPECT_THAT(image("E1", 8, "QUJD"), ElementsAre(itemOn("E1", "icon", "images/8.png")));
   EXPECT_THAT(layout("E1", "u", "e30="), ElementsAre(layoutOn("E1", "layouts/u.json")));
-  EXPECT_EQ(read("outside"), "kept");
+  EXPECT_EQ(contentOf("outside"), "kept");
   EXPECT_FALSE(std::filesystem::exists("new"));
 }
 

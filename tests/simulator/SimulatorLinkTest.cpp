@@ -52,22 +52,6 @@ class SimulatorLinkTest : public testing::Test {
   std::optional<SimulatorLink> link;
 };
 
-TEST_F(SimulatorLinkTest, IsUpAfterTheHelloAndSureOfAPanelAfterItsAnswer) {
-  open();
-  link->poll();
-  EXPECT_FALSE(link->isUp());
-  panel.says("{Hello}");
-  link->poll();
-  EXPECT_TRUE(link->isUp()) << "a Hello that may have waited for days";
-  EXPECT_FALSE(link->isAnybodyThere());
-  panel.says(kGroup);
-  link->poll();
-  EXPECT_TRUE(link->isAnybodyThere());
-  link->close();
-  EXPECT_FALSE(link->isUp());
-  EXPECT_FALSE(link->isAnybodyThere());
-}
-
 TEST_F(SimulatorLinkTest, PressesThatWaitedAreDroppedUnlessAskedFor) {
   for (const auto late : {Late::Drop, Late::Deliver}) {
     SCOPED_TRACE(late == Late::Drop);
@@ -148,7 +132,9 @@ TEST_F(SimulatorLinkTest, SendTakesAMessageOrATextAndSaysWhatDidNotGo) {
   EXPECT_THAT(panel.heard(), IsEmpty());
   EXPECT_TRUE(link->send(title));
 
+  EXPECT_TRUE(link->isUp() && link->isAnybodyThere());
   link->close();
+  EXPECT_FALSE(link->isUp() || link->isAnybodyThere());
   EXPECT_FALSE(link->send(title));
   panel.says(kDown);
   EXPECT_THAT(link->poll(), IsEmpty());

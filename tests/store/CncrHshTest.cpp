@@ -4,12 +4,7 @@
 
 namespace {
 
-using Blocks = std::vector<u32>;
 using namespace std::string_literals;
-
-u32 size32(const std::string& text) {
-  return static_cast<u32>(text.size());
-}
 
 u32 hashOf(const std::string& key) {
   return store::hashOf(key.data(), size32(key));

@@ -4,8 +4,6 @@
 
 namespace {
 
-using Blocks = std::vector<u32>;
-
 struct List {
   explicit List(u32 blockCount)
       : region(blockCount, 5), n(blockCount), list(region.at(64 + 32 * n), blockCount, false) {}

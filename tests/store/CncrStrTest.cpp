@@ -4,15 +4,10 @@
 
 namespace {
 
-using Blocks = std::vector<u32>;
 using VerIdx = CncrStr::VerIdx;
 
 constexpr u32 kHash = 0x12345678;
 constexpr u32 kUnread = 4711;
-
-u32 size32(const std::string& text) {
-  return static_cast<u32>(text.size());
-}
 
 class Values : public HeapRegion {
  public:

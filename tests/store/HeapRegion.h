@@ -19,7 +19,13 @@ using store::u32;
 using store::u64;
 using store::u8;
 
+using Blocks = std::vector<u32>;
+
 constexpr u32 kEnd = 0xFFFFFFFF;
+
+inline u32 size32(const std::string& text) {
+  return static_cast<u32>(text.size());
+}
 
 struct Entry {
   u32 state, next, version, len, klen, hash;
@@ -52,8 +58,8 @@ class RegionImage {
   std::string block(u64 i) const { return bytes.substr(200 + 36 * n + b * i, b); }
 
   // At most one more than there are blocks, should the links go in a circle.
-  std::vector<u32> freeBlocks() const {
-    std::vector<u32> blocks;
+  Blocks freeBlocks() const {
+    Blocks blocks;
     for (u32 i = listTop(); i < n && blocks.size() <= n; i = link(i)) blocks.push_back(i);
     return blocks;
   }

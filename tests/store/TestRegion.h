@@ -4,23 +4,18 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <cerrno>
-#include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <fstream>
-#include <iterator>
 #include <random>
 #include <string>
-#include <thread>
-#include <vector>
 
 #include "store/KeyHash.h"
 #include "tests/store/HeapRegion.h"
+#include "tests/support/Processes.h"
+#include "tests/support/Texts.h"
 
 using store::i32;
 
@@ -54,10 +49,7 @@ class TestRegion {
   const std::string& path() const { return file; }
   bool exists() const { return access(file.c_str(), F_OK) == 0; }
 
-  std::string bytes() const {
-    std::ifstream in(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-  }
+  std::string bytes() const { return contentOf(file); }
   void create(const std::string& content) const {
     std::ofstream(file, std::ios::binary | std::ios::trunc) << content;
   }
@@ -111,30 +103,3 @@ class Dice {
  private:
   std::mt19937 engine;
 };
-
-// Waits for a condition; false: it hasn't come true within a minute.
-template <typename Condition>
-bool eventually(Condition condition) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::yield();
-  }
-  return true;
-}
-
-// Runs `body` in a process of its own, which ends with the code that it returns.
-template <typename Body>
-pid_t startProcess(Body body) {
-  const pid_t pid = fork();
-  if (pid == 0) _exit(static_cast<int>(body()));
-  return pid;
-}
-
-// The code that a process ended with, or minus the signal.
-inline int endOf(pid_t pid) {
-  int status = 0;
-  while (waitpid(pid, &status, 0) == -1 && errno == EINTR) {
-  }
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-}

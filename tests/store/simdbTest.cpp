@@ -32,7 +32,7 @@ Strings listed(const simdb& store) {
 }
 
 bool del(simdb& store, const std::string& key) {
-  return store.del(key.data(), static_cast<u32>(key.size()));
+  return store.del(key.data(), size32(key));
 }
 
 template <typename Word>
@@ -425,9 +425,7 @@ class Model {
   u64 blocks(const Entry& entry) const {
     return (entry.first.size() + entry.second.size() + b - 1) / b;
   }
-  u32 home(const std::string& key) const {
-    return store::hashOf(key.data(), static_cast<u32>(key.size())) % n;
-  }
+  u32 home(const std::string& key) const { return store::hashOf(key.data(), size32(key)) % n; }
   std::optional<u32> find(const std::string& key, u32 steps) const {
     for (u32 i = home(key); steps > 0; --steps, i = (i + 1) % n) {
       const auto at = used.find(i);

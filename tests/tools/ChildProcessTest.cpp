@@ -1,12 +1,11 @@
 #include "tools/common/ChildProcess.h"
 
 #include <gmock/gmock.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <csignal>
 #include <system_error>
 
+#include "tests/support/Processes.h"
 #include "tools/common/TemporaryFolder.h"
 
 using std::chrono::seconds;
@@ -30,32 +29,26 @@ TEST(ChildProcessTest, WhatCantBeStartedSaysSoAtOnce) {
 // The parent closes its streams, as a shell does for <&- and >&-: a pipe may then get their
 // numbers.
 TEST(ChildProcessTest, AParentWithoutStandardStreamsGivesItsChildAllOfThem) {
-  const pid_t parent = fork();
-  if (parent == 0) {
+  const pid_t parent = startProcess([] {
     for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) (void)close(fd);
     ChildProcess child(shell("read line; echo got $line"), {});
     child.writeLine("it");
-    const bool isRight = child.waitForLine("got it", kPatience) && child.waitForEnd(kPatience) == 0;
-    _exit(isRight ? 0 : 1);
-  }
-  int status = -1;
-  ASSERT_EQ(waitpid(parent, &status, 0), parent);
-  EXPECT_EQ(status, 0);
+    return child.waitForLine("got it", kPatience) && child.waitForEnd(kPatience) == 0 ? 0 : 1;
+  });
+  EXPECT_EQ(endOf(parent), 0);
 }
 
 TEST(ChildProcessTest, TheChildsInputEndsWithItsParent) {
   const TemporaryFolder folder;
   const std::string traces = (folder.path() / "ended").string();
-  const pid_t parent = fork();
-  if (parent == 0) {
+  const pid_t parent = startProcess([&] {
     ChildProcess child(shell("echo there; read line || echo ended > " + traces), {});
     ChildProcess sibling(shell("read line"), {});  // holds no end of the other's input
     (void)child.waitForLine("there", kPatience);
-    (void)kill(getpid(), SIGKILL);
-  }
-  ASSERT_EQ(waitpid(parent, nullptr, 0), parent);
-  for (int tries = 0; tries < 6000 && !std::filesystem::exists(traces); ++tries) usleep(10000);
-  EXPECT_TRUE(std::filesystem::exists(traces));
+    return kill(getpid(), SIGKILL);
+  });
+  EXPECT_EQ(endOf(parent), -SIGKILL);
+  EXPECT_TRUE(eventually([&] { return std::filesystem::exists(traces); }));
 }
 
 }  // namespace

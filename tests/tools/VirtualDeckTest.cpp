@@ -58,19 +58,6 @@ TEST_F(VirtualDeckTest, WhatHappensBeforeTheRegistrationIsSentRightAfterIt) {
   EXPECT_EQ(sent.size(), 5U);
 }
 
-TEST_F(VirtualDeckTest, ADialsPressIsSentInTheFormThatWasChosen) {
-  deck->pluginRegistered();
-  for (const char* command : {"plug D", "dial E D 0", "push E", "dialpress single", "push E",
-                              "dialpress both", "push E", "pull E"}) {
-    EXPECT_EQ(deck->obey(command), "");
-  }
-  EXPECT_NE(deck->obey("dialpress neither"), "");
-  EXPECT_THAT(sent, ElementsAre(HasSubstr("deviceDidConnect"), HasSubstr("willAppear"),
-                                HasSubstr("dialDown"), HasSubstr("dialPress"),
-                                HasSubstr("dialDown"), HasSubstr(R"("pressed":true)"),
-                                HasSubstr("dialUp"), HasSubstr(R"("pressed":false)")));
-}
-
 TEST_F(VirtualDeckTest, ADialTakesFeedbackOnlyWithALayoutAndFilesOnlyFromTheFolder) {
   deck->pluginRegistered();
   (void)deck->obey("plug D");

@@ -7,7 +7,7 @@
 #include <optional>
 
 #include "tests/bridge/simulators/Recorder.h"
-#include "tests/bridge/standin/FlightGearStandIn.h"
+#include "tools/standin/FlightGearStandIn.h"
 
 using bridge::Command;
 using testing::ElementsAre;

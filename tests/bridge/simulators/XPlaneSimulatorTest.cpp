@@ -5,7 +5,7 @@
 #include <optional>
 
 #include "tests/bridge/simulators/Recorder.h"
-#include "tests/bridge/standin/XPlaneStandIn.h"
+#include "tools/standin/XPlaneStandIn.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;

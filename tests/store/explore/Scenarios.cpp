@@ -24,10 +24,6 @@ namespace {
 
 constexpr char kPath[] = "/var/tmp//simdb_x";
 
-u32 size32(const std::string& text) {
-  return static_cast<u32>(text.size());
-}
-
 // Checks the region at rest: every block is free or in one chain, and every word is as its last
 // writer left it.
 class Rest {

@@ -11,7 +11,7 @@
 #include <set>
 #include <string>
 
-#include "tests/bridge/standin/StandInServer.h"
+#include "tools/standin/StandInServer.h"
 
 class XPlaneStandIn : public StandInServer {
  public:
@@ -74,7 +74,7 @@ class XPlaneStandIn : public StandInServer {
 
     std::uint64_t id = 0;
     int timesRun = 0;
-    std::set<Connection> holders = {};
+    Connections holders = {};
   };
 
   struct Subscription {
@@ -83,23 +83,17 @@ class XPlaneStandIn : public StandInServer {
   };
   using Client = std::map<std::uint64_t, Subscription>;
 
-  template <typename T>
-  T read(const T& member) const {
-    const Lock lock(mutex);
-    return member;
-  }
-
   Answer onRequest(const std::string& resource) override;
   bool mayOpen(const std::string& resource) override;
-  void onText(Connection from, const nlohmann::json& request) override;
-  void onClosed(Connection gone) override;
+  void onText(const Connection& from, const nlohmann::json& request) override;
+  void onClosed(const Connection& gone) override;
   void onFrame() override;
   void onStopped() override;
 
   Answer list(const std::string& kind, const std::set<std::string>& names) const;
-  void obey(Connection from, const std::string& type, const nlohmann::json& parameters);
+  void obey(const Connection& from, const std::string& type, const nlohmann::json& parameters);
   void subscribe(Client& client, const nlohmann::json& entries);
-  void setActive(Connection from, const nlohmann::json& entry);
+  void setActive(const Connection& from, const nlohmann::json& entry);
   void write(const nlohmann::json& entry);
   nlohmann::json shown(const Dataref& dataref, const Subscription& subscription) const;
 
@@ -107,7 +101,7 @@ class XPlaneStandIn : public StandInServer {
   std::uint64_t lastId = 1ULL << 40;
   std::map<std::string, Dataref> datarefs;
   std::map<std::string, Command> commands;
-  std::map<Connection, Client> clients;
+  std::map<Connection, Client, std::owner_less<>> clients;
   std::map<std::string, int> counts;
   Time updated;
   Time requested;

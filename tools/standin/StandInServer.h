@@ -5,10 +5,10 @@
 #pragma once
 
 #include <chrono>
-#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <string>
 
 class StandInServer {
@@ -27,7 +27,8 @@ class StandInServer {
 
  protected:
   using Lock = std::lock_guard<std::recursive_mutex>;
-  using Connection = std::uint64_t;
+  using Connection = std::weak_ptr<void>;  // the WebSocket library's handle
+  using Connections = std::set<Connection, std::owner_less<>>;
 
   struct Answer {
     int status = 200;
@@ -38,16 +39,23 @@ class StandInServer {
   // the begin of its destructor.
   StandInServer(int port, std::chrono::milliseconds frame);
 
+  // Copies a member for a thread that holds nothing.
+  template <typename T>
+  T read(const T& member) const {
+    const Lock lock(mutex);
+    return member;
+  }
+
   // These are called with the mutex held.
   virtual Answer onRequest(const std::string& resource) = 0;
   virtual bool mayOpen(const std::string& resource) = 0;  // of a WebSocket
-  virtual void onText(Connection from, const nlohmann::json& text) = 0;
-  virtual void onClosed(Connection gone) = 0;
+  virtual void onText(const Connection& from, const nlohmann::json& text) = 0;
+  virtual void onClosed(const Connection& gone) = 0;
   virtual void onFrame() = 0;
   virtual void onStopped() = 0;  // no connection is left
 
   // May be called within the above only.
-  void send(Connection to, const std::string& text);
+  void send(const Connection& to, const std::string& text);
 
   mutable std::recursive_mutex mutex;
 

@@ -14,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-#include "tests/bridge/standin/StandInServer.h"
+#include "tools/standin/StandInServer.h"
 
 class FlightGearStandIn : public StandInServer {
  public:
@@ -44,24 +44,18 @@ class FlightGearStandIn : public StandInServer {
     std::string type = "-";
     nlohmann::json value;
     std::string told;  // all listeners share the memory of what was told
-    std::set<Connection> listeners;
+    Connections listeners;
   };
-
-  template <typename T>
-  T read(const T& member) const {
-    const Lock lock(mutex);
-    return member;
-  }
 
   Answer onRequest(const std::string& resource) override;
   bool mayOpen(const std::string& resource) override { return resource == "/PropertyListener"; }
-  void onText(Connection from, const nlohmann::json& text) override;
-  void onClosed(Connection gone) override;
+  void onText(const Connection& from, const nlohmann::json& text) override;
+  void onClosed(const Connection& gone) override;
   void onFrame() override;
   void onStopped() override;
 
-  void obey(Connection from, const nlohmann::json& request);
-  void obey(Connection from, const std::string& command, const std::string& path,
+  void obey(const Connection& from, const nlohmann::json& request);
+  void obey(const Connection& from, const std::string& command, const std::string& path,
             const nlohmann::json& request);
   void run(const nlohmann::json& request);
   void setNode(Node& node, const nlohmann::json& value);

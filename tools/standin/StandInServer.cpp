@@ -1,11 +1,10 @@
-#include "tests/bridge/standin/StandInServer.h"
+#include "tools/standin/StandInServer.h"
 
 #include <fcntl.h>
 
 #include <asio/post.hpp>
 #include <asio/steady_timer.hpp>
 #include <future>
-#include <map>
 #include <thread>
 #include <websocketpp/config/asio_no_tls.hpp>
 #include <websocketpp/server.hpp>
@@ -13,7 +12,7 @@
 namespace {
 
 using Endpoint = websocketpp::server<websocketpp::config::asio>;
-using websocketpp::connection_hdl;
+using websocketpp::connection_hdl;  // a std::weak_ptr<void>
 
 }  // namespace
 
@@ -54,16 +53,13 @@ struct StandInServer::Server {
       return standIn.mayOpen(endpoint.get_con_from_hdl(handle)->get_resource());
     });
     endpoint.set_http_handler([this](connection_hdl handle) { answer(handle); });
-    endpoint.set_open_handler([this](connection_hdl handle) { connections[++last] = handle; });
     endpoint.set_close_handler([this](connection_hdl handle) {
       const Lock lock(standIn.mutex);
-      const Connection closed = find(handle);
-      connections.erase(closed);
-      standIn.onClosed(closed);
+      standIn.onClosed(handle);
     });
     endpoint.set_message_handler([this](connection_hdl handle, Endpoint::message_ptr message) {
       const Lock lock(standIn.mutex);
-      standIn.onText(find(handle), nlohmann::json::parse(message->get_payload(), nullptr, false));
+      standIn.onText(handle, nlohmann::json::parse(message->get_payload(), nullptr, false));
     });
   }
 
@@ -86,19 +82,10 @@ struct StandInServer::Server {
     connection->set_body(made.body);
   }
 
-  Connection find(const connection_hdl& handle) const {
-    for (const auto& [id, other] : connections) {
-      if (!other.owner_before(handle) && !handle.owner_before(other)) return id;
-    }
-    return 0;
-  }
-
   StandInServer& standIn;
   Endpoint endpoint;
   std::unique_ptr<asio::steady_timer> timer;
-  std::map<Connection, connection_hdl> connections;  // serving thread only
-  Connection last = 0;                               // serving thread only
-  std::promise<void> hung;                           // set at the end, for a thread that hangs
+  std::promise<void> hung;  // set at the end, for a thread that hangs
   std::thread thread;
 };
 
@@ -123,9 +110,7 @@ void StandInServer::hang() {
   asio::post(server->endpoint.get_io_service(), [this] { server->hung.get_future().wait(); });
 }
 
-void StandInServer::send(Connection to, const std::string& text) {
-  const auto found = server->connections.find(to);
-  if (found == server->connections.end()) return;
+void StandInServer::send(const Connection& to, const std::string& text) {
   websocketpp::lib::error_code error;
-  server->endpoint.send(found->second, text, websocketpp::frame::opcode::text, error);
+  server->endpoint.send(to, text, websocketpp::frame::opcode::text, error);
 }

@@ -1,20 +1,21 @@
-// Flies FlightGear from the virtual deck, through the bridge: node fly.mjs BUILD_FOLDER. Ends with 0
-// if all is as it should be. FlightGear is set and read by its line protocol, which the bridge has no
-// part in. The two stores have to be free.
+// Flies FlightGear from the virtual deck, through the bridge: node scripts/fly.mjs BUILD_FOLDER.
+// scripts/flightgear installs what it needs and starts it. Ends with 0 if all is as it should be.
+// FlightGear is set and read by its line protocol, which the bridge has no part in. The two stores
+// have to be free.
 import { cpSync, mkdtempSync, rmSync } from "node:fs";
 import { get } from "node:http";
 import { connect, createServer } from "node:net";
 import { tmpdir } from "node:os";
 import { basename, join } from "node:path";
 import { setTimeout as pause } from "node:timers/promises";
-import { eventually, kPatience, Program } from "../web/program.mjs";
+import { eventually, kPatience, Program } from "../tests/web/program.mjs";
 
 const kStartPatience = 600_000; // ms; a busy machine takes minutes
 const kBeacon = "/controls/lighting/beacon";
 const kHeading = "/autopilot/settings/heading-bug-deg";
 
 const [build] = process.argv.slice(2);
-if (!build) throw new Error("node fly.mjs BUILD_FOLDER");
+if (!build) throw new Error("node scripts/fly.mjs BUILD_FOLDER");
 const folder = mkdtempSync(join(tmpdir(), "velomar-flight-"));
 
 // A port that is free now.

@@ -1,4 +1,4 @@
-#include "tests/bridge/standin/FlightGearStandIn.h"
+#include "tools/standin/FlightGearStandIn.h"
 
 #include <cmath>
 #include <regex>
@@ -43,11 +43,11 @@ StandInServer::Answer FlightGearStandIn::onRequest(const std::string& resource) 
   return {200, R"({"path":"","type":"-","children":[)" + text + "]}"};
 }
 
-void FlightGearStandIn::onText(Connection from, const json& text) {
+void FlightGearStandIn::onText(const Connection& from, const json& text) {
   waiting.emplace_back(from, text);
 }
 
-void FlightGearStandIn::onClosed(Connection gone) {
+void FlightGearStandIn::onClosed(const Connection& gone) {
   for (auto& [path, node] : nodes) node.listeners.erase(gone);
 }
 
@@ -83,11 +83,11 @@ void FlightGearStandIn::onFrame() {
     if (node.listeners.empty() || node.type == "-") continue;
     const std::string now = report(path, node);
     if (std::exchange(node.told, now) == now || isPaused || isLosing) continue;
-    for (const Connection listener : node.listeners) send(listener, now);
+    for (const Connection& listener : node.listeners) send(listener, now);
   }
 }
 
-void FlightGearStandIn::obey(Connection from, const json& request) {
+void FlightGearStandIn::obey(const Connection& from, const json& request) {
   if (!request.is_object()) return;
   const std::string command = request.value("command", "");
   ++counts[command];
@@ -99,8 +99,8 @@ void FlightGearStandIn::obey(Connection from, const json& request) {
   }
 }
 
-void FlightGearStandIn::obey(Connection from, const std::string& command, const std::string& path,
-                             const json& request) {
+void FlightGearStandIn::obey(const Connection& from, const std::string& command,
+                             const std::string& path, const json& request) {
   const std::string name = reportedPath(path);
   if (command == "removeListener") {
     const auto node = nodes.find(path);

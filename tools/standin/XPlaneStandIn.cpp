@@ -1,4 +1,4 @@
-#include "tests/bridge/standin/XPlaneStandIn.h"
+#include "tools/standin/XPlaneStandIn.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -169,12 +169,12 @@ bool XPlaneStandIn::mayOpen(const std::string& resource) {
   return !ways.isIncomingDisabled && resource == (ways.hasVersion2 ? "/api/v2" : "/api/v1");
 }
 
-void XPlaneStandIn::onClosed(Connection gone) {
+void XPlaneStandIn::onClosed(const Connection& gone) {
   clients.erase(gone);
   for (auto& [name, command] : commands) command.holders.erase(gone);
 }
 
-void XPlaneStandIn::onText(Connection from, const json& request) {
+void XPlaneStandIn::onText(const Connection& from, const json& request) {
   if (ways.isSocketDead) return;
   requested = std::chrono::steady_clock::now();
   if (!request.is_object() || !request.contains("req_id")) return;
@@ -194,7 +194,7 @@ void XPlaneStandIn::onText(Connection from, const json& request) {
   if (ways.repeatsResults && type == "dataref_set_values") send(from, result.dump());
 }
 
-void XPlaneStandIn::obey(Connection from, const std::string& type, const json& parameters) {
+void XPlaneStandIn::obey(const Connection& from, const std::string& type, const json& parameters) {
   Client& client = clients[from];
   if (type == "dataref_subscribe_values") {
     subscribe(client, parameters.at("datarefs"));
@@ -228,7 +228,7 @@ void XPlaneStandIn::subscribe(Client& client, const json& entries) {
 }
 
 // A command with a duration of 0 is pressed and released, one without a duration is held.
-void XPlaneStandIn::setActive(Connection from, const json& entry) {
+void XPlaneStandIn::setActive(const Connection& from, const json& entry) {
   Command& command = byId(commands, entry.at("id"), "invalid_command_id");
   const json duration = entry.value("duration", json());
   if (entry.at("is_active") == false) {
