@@ -279,7 +279,7 @@ TEST_F(ESDConnectionManagerTest, ADialsPressCountsOnceInWhicheverFormItComes) {
   const std::pair<const char*, const char*> rows[] = {
       {"prpr", "prpr"},     {"PRPR", "prpr"},     {"ppprr", "ppprr"},       {"PPRRR", "pprrr"},
       {"pPrRpPrR", "prpr"}, {"PpRrPpRr", "prpr"}, {"pPRrPprR", "prpr"},     {"RrPp", "rp"},
-      {"pPPppPrR", "pppr"}, {"pPvPprR", "ppr"},   {"1p2Pp1PRr2rR", "pprr"}, {"pPR", "pr"},
+      {"pPPppPrR", "pppr"}, {"pPvPrR", "ppr"},    {"1p2Pp1PRr2rR", "pprr"}, {"pPR", "pr"},
       {"pRpR", "prpr"},     {"vpPrRv", "pr"}};
   int number = 0;
   for (const auto& [events, presses] : rows) {

@@ -137,4 +137,22 @@ TEST_F(ESDPluginTest, AnEventWithoutAnActionEndsInTheLog) {
   EXPECT_THAT(plugin.calls.rest(), IsEmpty());
 }
 
+TEST_F(ESDPluginTest, AnActionSendsForItsOwnContext) {
+  ESDConnectionManager& manager = connect(&plugin);
+  ESDAction action(&manager, "A", "C");
+  action.SetState(-1);
+  action.SetTitle("T", 1, 2);
+  action.SetImage("", 1, 2);
+  action.SetSettings({{"a", 1}});
+  action.SendToPropertyInspector({{"c", 3}});
+  for (const std::string& frame :
+       linesOf(R"({"context":"C","event":"setState","payload":{"state":-1}}
+{"context":"C","event":"setTitle","payload":{"state":2,"target":1,"title":"T"}}
+{"context":"C","event":"setImage","payload":{"image":"","state":2,"target":1}}
+{"context":"C","event":"setSettings","payload":{"a":1}}
+{"action":"A","context":"C","event":"sendToPropertyInspector","payload":{"c":3}})")) {
+    EXPECT_EQ(host.frames.next(), frame);
+  }
+}
+
 }  // namespace
