@@ -8,6 +8,7 @@
 #include <csignal>
 
 #include "tests/support/HostFixture.h"
+#include "tests/support/Processes.h"
 #include "tests/support/SystemLog.h"
 
 using nlohmann::json;
@@ -120,26 +121,30 @@ TEST_F(ESDLoggerTest, AReaderThatSleepsOrHasGoneCostsNothing) {
   EXPECT_EQ(sigismember(&pending, SIGPIPE), 0);
 }
 
-// A pipe with room for one line, whose reader takes one now and then and at last none: threads that
-// have seen the same room would block for ever.
+// A pipe with room for one line, whose reader takes one now and then: of two threads that have seen
+// the same room, one would wait until the reader takes the next.
 TEST_F(ESDLoggerTest, ThreadsThatLogAtOnceDontWaitForTheReader) {
   const ErrorPipe errors;
 #ifdef F_SETPIPE_SZ
   ASSERT_GT(fcntl(STDERR_FILENO, F_SETPIPE_SZ, 4096), 0);
 #endif
-  for (int round = 0; round < 100 && !HasFailure(); ++round) {
-    std::atomic<bool> isOver{false};
-    const auto talk = [&] {
-      while (!isOver) ESDLogger::LogToSystem(std::string(4000, '.'));
-    };
-    Runner one(talk);
-    Runner two(talk);
-    for (int taken = 0; taken < 20; ++taken) EXPECT_TRUE(errors.take());
-    isOver = true;
-    if (one.ended() && two.ended()) continue;
-    ADD_FAILURE() << "round " << round;
-    while (!one.ended() || !two.ended()) (void)errors.take();
+  std::atomic<bool> isOver{false};
+  std::array<std::atomic<int>, 2> counts{};
+  const auto talk = [&isOver](std::atomic<int>& count) {
+    for (; !isOver; ++count) ESDLogger::LogToSystem(std::string(4000, '.'));
+  };
+  Runner one([&] { talk(counts[0]); });
+  Runner two([&] { talk(counts[1]); });
+  const auto goesOn = [](const std::atomic<int>& count) {
+    return eventually([&count, wanted = count + 2] { return count >= wanted; });
+  };
+  for (int taken = 0; taken < 300 && !HasFailure(); ++taken) {
+    EXPECT_TRUE(errors.take());
+    EXPECT_TRUE(goesOn(counts[0]) && goesOn(counts[1])) << "after " << taken << " lines";
   }
+  isOver = true;
+  while (HasFailure() && !(one.ended() && two.ended())) (void)errors.take();
+  EXPECT_TRUE(one.ended() && two.ended());
   errors.closeReader();
 }
 
