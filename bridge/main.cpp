@@ -72,7 +72,7 @@ void addOptions(CLI::App& app, Options& options) {
   app.allow_config_extras(CLI::config_extras_mode::error);
   app.add_option("--simulator", options.simulator, "xplane, flightgear or trainer")
       ->transform(CLI::CheckedTransformer(kinds))
-      ->default_str("xplane");
+      ->option_text("NAME=xplane");
   app.add_option("--host", options.endpoint.host, "Where the simulator runs")
       ->capture_default_str();
   app.add_option("--port", options.endpoint.port,

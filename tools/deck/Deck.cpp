@@ -272,11 +272,7 @@ class Deck {
   std::unique_ptr<ChildProcess> plugin;
 };
 
-}  // namespace
-
-int main(int argc, char* argv[]) {
-  Options options;
-  CLI::App app("Plays the Stream Deck application: starts the plug-in as the application does.");
+void declareOptions(CLI::App& app, Options& options) {
   app.add_option("BUNDLE", options.bundle,
                  "the plug-in's folder: its manifest says what is started")
       ->required()
@@ -296,6 +292,14 @@ int main(int argc, char* argv[]) {
   app.add_option("--start", options.start, "time zero of the output, on the monotonic clock")
       ->type_name("NS");
   app.footer("Then reads commands from standard input:\n" + help());
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+  Options options;
+  CLI::App app("Plays the Stream Deck application: starts the plug-in as the application does.");
+  declareOptions(app, options);
   readCommandLine(app, argc, argv);
   try {
     if (!options.start.empty()) Output::setStart(options.start);
