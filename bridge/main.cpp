@@ -4,6 +4,7 @@
 #include <asio/io_context.hpp>
 #include <chrono>
 #include <cstdio>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -63,10 +64,10 @@ bridge::PanelLibrary makeLibrary(const Options& options, const bridge::Symbols& 
 }
 
 void addOptions(CLI::App& app, Options& options) {
-  const std::vector<std::pair<std::string, SimulatorKind>> kinds{
-      {"xplane", SimulatorKind::XPlane},
-      {"flightgear", SimulatorKind::FlightGear},
-      {"trainer", SimulatorKind::Trainer}};
+  std::map<std::string, SimulatorKind> kinds;
+  for (std::size_t i = 0; i < bridge::kSimulatorCount; ++i) {
+    kinds[bridge::kSimulatorNames[i]] = static_cast<SimulatorKind>(i);
+  }
   app.set_config("--config", (Folders::ofUser() / "bridge.ini").string(),
                  "A file of the options below, name = value a line");
   app.allow_config_extras(CLI::config_extras_mode::error);
