@@ -104,8 +104,7 @@ int perform(const CLI::App& app, const Options& options) {
 
 int main(int argc, char* argv[]) {
   Options options;
-  CLI::App app(
-      "Shows a flight simulator on the Stream Deck, by panel files. Runs until it is told to end.");
+  CLI::App app("Shows a flight simulator on the Stream Deck, by panel files, until told to end.");
   addOptions(app, options);
   CLI::App* check = app.add_subcommand("check", "Reports what is wrong with panel files");
   check->add_option("FILE", options.checked, "Panel files")->required();

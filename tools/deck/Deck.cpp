@@ -83,10 +83,10 @@ constexpr char kClose[] = "close";
 constexpr char kQuit[] = "quit";
 
 constexpr Command kCommands[] = {
-    {"{...}", "any event, as it is"},
-    {kClose, "the connection ends"},
-    {kQuit, "the same, and this program too"},
-    {kHelp, "this list"},
+    {"{...}", "sends any event, as it is"},
+    {kClose, "closes the plug-in's connection"},
+    {kQuit, "does the same, and ends this program"},
+    {kHelp, "prints this list"},
 };
 
 std::string help() {
@@ -278,7 +278,8 @@ void declareOptions(CLI::App& app, Options& options) {
       ->required()
       ->type_name("");
   app.add_option("--web", options.web, "where the web page's files lie")->type_name("DIR");
-  app.add_option("--port", options.port, "of the web page, or the next one that is free; 0 is any")
+  app.add_option("--port", options.port,
+                 "the web page's port, or the next one that is free; 0: any")
       ->type_name("N")
       ->capture_default_str();
   app.add_option("--listen", options.listen,
