@@ -215,7 +215,7 @@ void ESDConnectionManager::Send(const json& message) {
 
 // The library's send may be called beside the running event loop: it queues the frame under the
 // connection's lock, in the order of the calls, and the loop writes it. Its error says only that
-// the connection isn't open, and what can't be sent is lost by rule.
+// the connection isn't open, and a command that can't be sent is lost.
 void ESDConnectionManager::SendText(std::string text) {
   if (!MaySend()) return;
   websocketpp::lib::error_code ignored;

@@ -95,7 +95,7 @@ class ESDConnectionManager {
 
   // Until the registration is out, only the event loop's own thread may touch the WebSocket client:
   // that thread writes the handle, and the library opens the connection without a lock. A thread
-  // that reads true sees all of that; its commands before then are lost by rule.
+  // that reads true sees all of that; before then its commands are lost, as without a connection.
   std::atomic<std::thread::id> mEventLoop{};  // none before Run
   std::atomic<bool> mIsRegistered{false};
 

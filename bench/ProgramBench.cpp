@@ -332,67 +332,98 @@ double replayTime(const std::string& file, int contexts) {
   return median(figures);
 }
 
-}  // namespace
+// The command line: what to measure, and how long.
+struct Run {
+  std::string program;
+  std::string bare;
+  std::string only;  // the one work to measure; empty: all
+  bool isShort = false;
 
-int main(int argc, char** argv) {
+  bool wants(const char* work) const { return only.empty() || only == work; }
+  int rounds() const { return isShort ? 1 : 9; }
+  int samples() const { return isShort ? 20 : 500; }
+  double seconds() const { return isShort ? 0.2 : 2; }
+};
+
+Run readArguments(int argc, char** argv) {
   if (argc < 3) fail("the command line");
-  const std::string program = fs::absolute(argv[1]);
-  const std::string bare = fs::absolute(argv[2]);
-  const bool quick = argc > 3 && std::strcmp(argv[3], "--short") == 0;
-  const std::string only = argc > 3 && !quick ? argv[3] : "";
-  const auto wanted = [&](const char* work) { return only.empty() || only == work; };
-  const int rounds = quick ? 1 : 9;
-  const double seconds = quick ? 0.2 : 2;
+  Run run{fs::absolute(argv[1]), fs::absolute(argv[2]), "", false};
+  run.isShort = argc > 3 && std::strcmp(argv[3], "--short") == 0;
+  if (argc > 3 && !run.isShort) run.only = argv[3];
+  return run;
+}
 
-  if (wanted("start")) {
-    inTurn("start", "s", quick ? 1 : 15,
-           {{"velomar", [&] { return Started(program).toRegistration; }},
-            {"bare client", [&] { return Started(bare).toRegistration; }}});
+void measureBesideBareClient(const Run& run) {
+  if (run.wants("start")) {
+    inTurn("start", "s", run.isShort ? 1 : 15,
+           {{"velomar", [&] { return Started(run.program).toRegistration; }},
+            {"bare client", [&] { return Started(run.bare).toRegistration; }}});
   }
-  if (wanted("answer")) {
-    const int answers = quick ? 20 : 500;
-    inTurn("answer", "s", rounds,
-           {{"velomar", [&] { return answerTime(program, answers); }},
-            {"bare client", [&] { return answerTime(bare, answers); }}});
+  if (run.wants("answer")) {
+    inTurn("answer", "s", run.rounds(),
+           {{"velomar", [&] { return answerTime(run.program, run.samples()); }},
+            {"bare client", [&] { return answerTime(run.bare, run.samples()); }}});
   }
-  if (wanted("idle")) {
-    idle(*std::make_unique<Linked>(program, 1), rounds, std::chrono::seconds(quick ? 1 : 5));
+}
+
+void measureLink(const Run& run) {
+  const auto linked = [&run] { return std::make_unique<Linked>(run.program, 1); };
+  if (run.wants("idle")) {
+    idle(*linked(), run.rounds(), std::chrono::seconds(run.isShort ? 1 : 5));
   }
-  if (wanted("press")) pressTimes(*std::make_unique<Linked>(program, 1), quick ? 20 : 500);
-  if (wanted("frame")) frameTimes(*std::make_unique<Linked>(program, 1), quick ? 20 : 500);
-  if (wanted("long title")) {
-    const auto linked = std::make_unique<Linked>(program, 1);
-    inTurn("long title", "s", rounds, {{"velomar", [&] { return longTitleTime(*linked); }}});
+  if (run.wants("press")) pressTimes(*linked(), run.samples());
+  if (run.wants("frame")) frameTimes(*linked(), run.samples());
+  if (run.wants("long title")) {
+    const auto own = linked();
+    inTurn("long title", "s", run.rounds(), {{"velomar", [&] { return longTitleTime(*own); }}});
   }
-  if (wanted("turn")) {
-    const int times = quick ? 20 : 500;
-    const auto linked = std::make_unique<Linked>(program, 1);
-    turnTimes("velomar", times, [&](auto pause) { return turnTime(*linked, pause); });
-    for (const auto& [mode, who] :
-         {std::pair("turns", "bare client"), std::pair("turns-nodelay", "bare client, no delay")}) {
-      Started client(bare, mode);
-      turnTimes(who, times, [&](auto pause) { return bareTurnTime(client, pause); });
-    }
+}
+
+void measureTurns(const Run& run) {
+  if (!run.wants("turn")) return;
+  const auto linked = std::make_unique<Linked>(run.program, 1);
+  turnTimes("velomar", run.samples(), [&](auto pause) { return turnTime(*linked, pause); });
+  for (const auto& [mode, who] :
+       {std::pair("turns", "bare client"), std::pair("turns-nodelay", "bare client, no delay")}) {
+    Started client(run.bare, mode);
+    turnTimes(who, run.samples(), [&](auto pause) { return bareTurnTime(client, pause); });
   }
-  if (wanted("titles")) {
+}
+
+void measureThroughput(const Run& run) {
+  if (run.wants("titles")) {
     // The simulator gets a CPU of its own. If it had to wait for the program's, the store would be
     // empty for a moment, and the program would sleep.
     auto others = std::make_unique<OneCpu>(0);
-    Linked linked(program, 1);
+    Linked linked(run.program, 1);
     others.reset();
     const OneCpu writers(1);
     for (const std::uint64_t waiting : {1U, 10U, 100U, 1000U, 4000U}) {
-      inTurn("titles/" + std::to_string(waiting), "1/s", rounds,
-             {{"velomar", [&] { return titles(linked, waiting, seconds); }}});
+      inTurn("titles/" + std::to_string(waiting), "1/s", run.rounds(),
+             {{"velomar", [&] { return titles(linked, waiting, run.seconds()); }}});
     }
   }
-  if (wanted("images")) {
-    Linked linked(program, 1);
-    inTurn("images", "1/s", rounds, {{"velomar", [&] { return images(linked, seconds); }}});
+  if (run.wants("images")) {
+    Linked linked(run.program, 1);
+    inTurn("images", "1/s", run.rounds(),
+           {{"velomar", [&] { return images(linked, run.seconds()); }}});
   }
-  if (wanted("replay")) {
-    for (int contexts : quick ? std::vector<int>{1} : std::vector<int>{1, 10, 100, 500}) {
-      report("replay/" + std::to_string(contexts), "velomar", "s", replayTime(program, contexts));
-    }
+}
+
+void measureReplay(const Run& run) {
+  if (!run.wants("replay")) return;
+  for (int contexts : run.isShort ? std::vector<int>{1} : std::vector<int>{1, 10, 100, 500}) {
+    report("replay/" + std::to_string(contexts), "velomar", "s", replayTime(run.program, contexts));
   }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const Run run = readArguments(argc, argv);
+  measureBesideBareClient(run);
+  measureLink(run);
+  measureTurns(run);
+  measureThroughput(run);
+  measureReplay(run);
 }

@@ -218,44 +218,46 @@ function reads(results) {
   return table(["Bytes", "into a string", "returned"], rows);
 }
 
+const kBridgeAims = [
+  [
+    "a value's change on the simulator's socket to its face's frame, median",
+    "bridge change p50",
+    time,
+    8e-3,
+  ],
+  ["the same, 99 of 100", "bridge change p99", time, 20e-3],
+  [
+    "a press to the request on the simulator's socket, deck in use, median",
+    "bridge press p50",
+    time,
+    8e-3,
+  ],
+  ["the same, 99 of 100", "bridge press p99", time, 15e-3],
+  ["the first press after a rest, median", "bridge first press p50", time, 12e-3],
+  ["the same, 99 of 100", "bridge first press p99", time, 22e-3],
+  ["a switch's face drawn and written as PNG, 144 px", "drawFace/switch", time, 0.8e-3],
+  ["a number's", "drawFace/number", time, 0.8e-3],
+  ["a compass's", "drawFace/compass", time, 0.8e-3],
+  [
+    "share of a core, 32 keys of which 8 change ten times a second",
+    "bridge keys cpu",
+    percent,
+    0.08,
+  ],
+  ["share of a core, idle", "bridge idle cpu", percent, 0.005],
+  ["resident memory, idle", "bridge idle memory", megabytes, 40e6],
+  [
+    "growth of memory in an hour of a clock and a gauge, in fast motion",
+    "bridge hour growth",
+    megabytes,
+    1e6,
+  ],
+  ["more image and layout files after that hour", "bridge hour files", String, 0],
+];
+
 // The bridge between the program and a stand-in for X-Plane. Each row has an aim, and no floor.
 function bridge(results) {
-  const rows = [
-    [
-      "a value's change on the simulator's socket to its face's frame, median",
-      "bridge change p50",
-      time,
-      8e-3,
-    ],
-    ["the same, 99 of 100", "bridge change p99", time, 20e-3],
-    [
-      "a press to the request on the simulator's socket, deck in use, median",
-      "bridge press p50",
-      time,
-      8e-3,
-    ],
-    ["the same, 99 of 100", "bridge press p99", time, 15e-3],
-    ["the first press after a rest, median", "bridge first press p50", time, 12e-3],
-    ["the same, 99 of 100", "bridge first press p99", time, 22e-3],
-    ["a switch's face drawn and written as PNG, 144 px", "drawFace/switch", time, 0.8e-3],
-    ["a number's", "drawFace/number", time, 0.8e-3],
-    ["a compass's", "drawFace/compass", time, 0.8e-3],
-    [
-      "share of a core, 32 keys of which 8 change ten times a second",
-      "bridge keys cpu",
-      percent,
-      0.08,
-    ],
-    ["share of a core, idle", "bridge idle cpu", percent, 0.005],
-    ["resident memory, idle", "bridge idle memory", megabytes, 40e6],
-    [
-      "growth of memory in an hour of a clock and a gauge, in fast motion",
-      "bridge hour growth",
-      megabytes,
-      1e6,
-    ],
-    ["more image and layout files after that hour", "bridge hour files", String, 0],
-  ].map(([label, work, show, aim]) => {
+  const rows = kBridgeAims.map(([label, work, show, aim]) => {
     const value = results.figure(work);
     return [label, show(value), show(aim), value <= aim ? "yes" : "**no**"];
   });

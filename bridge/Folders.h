@@ -8,7 +8,7 @@ namespace bridge {
 class Folders {
  public:
   // The user's own settings and, in `panels`, panel files: ~/.config/velomar, or
-  // ~/Library/Application Support/Velomar on macOS. It needn't be there.
+  // ~/Library/Application Support/Velomar on macOS. It may be missing.
   static std::filesystem::path ofUser();
 
   // A folder that ships with the program: beside the program, or in the share folder of its prefix.

@@ -30,8 +30,8 @@ class Hand {
   // Without a connection every action is refused, so that no press is carried out later.
   void setConnected(bool isConnectedNow);
 
-  // The simulator has told this value. As soon as it has told the value that was written, each
-  // value that it tells counts, since it may have changed the value itself.
+  // The simulator has told this value. A value that was written counts in place of the told one
+  // until the simulator has told it back. From then on the simulator may have changed it itself.
   void told(std::size_t place);
 
   // Sets whether the simulator knows a command, by its index in the panel.

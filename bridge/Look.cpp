@@ -19,9 +19,9 @@ bool isRound(Kind kind) {
 }
 
 // Derives one display's look from the present values.
-class Observer {
+class LookMaker {
  public:
-  Observer(const Panel::Display& shown, const Values& current, Look::Place where)
+  LookMaker(const Panel::Display& shown, const Values& current, Look::Place where)
       : display(shown), values(current), place(where) {}
 
   Look look(const std::string& absence);
@@ -50,7 +50,7 @@ class Observer {
   Look::Place place;
 };
 
-Look Observer::look(const std::string& absence) {
+Look LookMaker::look(const std::string& absence) {
   Look look;
   Face& face = look.face;
   face.shape = place.isDial ? Face::Shape::Dial : Face::Shape::Key;
@@ -70,7 +70,7 @@ Look Observer::look(const std::string& absence) {
 }
 
 // One word that says why a needed value isn't known; empty: all are known.
-std::string Observer::missing() const {
+std::string LookMaker::missing() const {
   bool isWaiting = false;
   for (const std::size_t needed : display.needs) {
     if (values.state(needed) == Values::State::Unknown) return "UNKNOWN";
@@ -79,20 +79,20 @@ std::string Observer::missing() const {
   return isWaiting ? "WAITING" : "";
 }
 
-State Observer::state() const {
+State LookMaker::state() const {
   if (display.available && !isTrue(display.available)) return State::Unavailable;
   if (isTrue(display.fault)) return State::Fault;
   if (isTrue(display.transit)) return State::Transit;
   return isOn() ? State::On : State::Off;
 }
 
-bool Observer::isOn() const {
+bool LookMaker::isOn() const {
   if (display.on) return isTrue(display.on);
   return display.positions.empty() || position().value_or(0) != 0;
 }
 
 // The position that a switch is in, as an index.
-std::optional<int> Observer::position() const {
+std::optional<int> LookMaker::position() const {
   if (display.positions.empty() || display.show.isEmpty()) return std::nullopt;
   const auto value = display.show.show.front().evaluate(values, place.isPressed);
   if (!value) return std::nullopt;
@@ -100,7 +100,7 @@ std::optional<int> Observer::position() const {
   return static_cast<int>(std::lround(std::clamp(*value, 0.0, last)));
 }
 
-std::string Observer::wordsOf(State shown) const {
+std::string LookMaker::wordsOf(State shown) const {
   const std::string& given = display.words[static_cast<std::size_t>(shown)];
   if (shown != State::Off && shown != State::On) return given;
   if (const auto at = position()) return display.positions[static_cast<std::size_t>(*at)];
@@ -113,7 +113,7 @@ std::string Observer::wordsOf(State shown) const {
 // Where titles are wanted, the words in the middle or at the edge go as the title, before those of
 // `title`. The words of a round instrument and those of `title` always do: they change all the
 // time, and in the picture each change would be painted.
-void Observer::showOnKey(Look& look) const {
+void LookMaker::showOnKey(Look& look) const {
   Face& face = look.face;
   const bool isDark = face.isAbsent || face.state == State::Unavailable;
   const std::string filled = isDark ? "" : display.show.fill(values, place.isPressed);
@@ -135,7 +135,7 @@ void Observer::showOnKey(Look& look) const {
 
 // The words are lines of the strip's layout; the fourth line is only the bar's number. A bar keeps
 // its length until it gets another one, so without a value it gets 0.
-void Observer::showOnDial(Look& look) const {
+void LookMaker::showOnDial(Look& look) const {
   Face& face = look.face;
   const bool isLamp = face.kind == Kind::Lamp || face.kind == Kind::Switch;
   const bool isKnown = !face.isAbsent && face.state != State::Unavailable;
@@ -149,7 +149,7 @@ void Observer::showOnDial(Look& look) const {
   face.words.clear();
 }
 
-void Observer::turnNeedle(Face& face) const {
+void LookMaker::turnNeedle(Face& face) const {
   const auto shown = display.show.isEmpty() || display.positions.size() > 1
                          ? std::nullopt
                          : display.show.show.front().evaluate(values, place.isPressed);
@@ -166,7 +166,7 @@ void Observer::turnNeedle(Face& face) const {
 }
 
 // The value's place in the range, from 0 to 1. nullopt: it isn't known, or there is no range.
-std::optional<double> Observer::partOfRange(const std::optional<double>& value) const {
+std::optional<double> LookMaker::partOfRange(const std::optional<double>& value) const {
   if (!value) return std::nullopt;
   if (display.face == Kind::Compass) {
     return *value / kFullCircle - std::floor(*value / kFullCircle);
@@ -178,7 +178,7 @@ std::optional<double> Observer::partOfRange(const std::optional<double>& value) 
   return std::clamp((*value - *from) / (*to - *from), 0.0, 1.0);
 }
 
-std::optional<double> Observer::bar() const {
+std::optional<double> LookMaker::bar() const {
   if (const auto given = number(display.bar)) return std::clamp(*given, 0.0, kPercent);
   if (display.bar || display.show.isEmpty()) return std::nullopt;
   const auto part =
@@ -191,7 +191,7 @@ std::optional<double> Observer::bar() const {
 
 Look Look::of(const Panel::Display& display, const Values& values, Place place,
               const std::string& absence) {
-  return Observer(display, values, place).look(absence);
+  return LookMaker(display, values, place).look(absence);
 }
 
 }  // namespace bridge

@@ -35,7 +35,7 @@ class PanelLibrary {
   Path fileOf(const Panel* panel) const;
 
  private:
-  // By this one sees that a file has changed, come or gone.
+  // A file's stamp differs once the file has changed, come or gone.
   using Stamp = std::pair<std::filesystem::file_time_type, std::uintmax_t>;  // time, bytes
 
   struct Known {

@@ -72,6 +72,9 @@ class PanelReader {
   void checkDisplay(const Node& node, const Panel::Display& display, bool isDial);
 
   Panel::Actions readActions(const Node& node);
+  struct ActionFields;
+  Fields actionFields(ActionFields& read);
+  bool checkAction(const Node& node);
   std::optional<Panel::Action> readAction(const Node& node);
   std::optional<Panel::Add> readAdd(const Node& node);
   Panel::Turn readTurn(const Node& node);

@@ -169,49 +169,64 @@ Panel::Actions PanelReader::readActions(const Node& node) {
   return actions;
 }
 
-std::optional<Panel::Action> PanelReader::readAction(const Node& node) {
+// The fields of an action but those of readAdd, which reads its own.
+struct PanelReader::ActionFields {
   std::optional<std::size_t> toggled, set, cycled, command;
   std::optional<Expression> to;
   std::vector<Expression> through;
   bool isHeld = false;
   bool isConfirmed = false;
+};
+
+PanelReader::Fields PanelReader::actionFields(ActionFields& read) {
   const auto place = [this](std::optional<std::size_t>& into) {
     return [this, &into](const Node& value) { into = readIndex(value, "value", valueNames); };
   };
-  const auto nothing = [](const Node&) {};
-  const Fields fields{
-      {"toggle", place(toggled)},
-      {"set", place(set)},
-      {"to", [&](const Node& value) { to = readExpression(value); }},
-      {"add", nothing},
-      {"step", nothing},
-      {"wrap", nothing},
-      {"clamp", nothing},
-      {"cycle", place(cycled)},
-      {"through", [&](const Node& value) { through = readExpressions(value); }},
-      {"command", [&](const Node& value) { command = readIndex(value, "command", commandNames); }},
-      {"held", [&](const Node& value) { isHeld = readTruth(value); }},
-      {"confirm", [&](const Node& value) { isConfirmed = readTruth(value); }},
+  const auto leaveToReadAdd = [](const Node&) {};
+  return {
+      {"toggle", place(read.toggled)},
+      {"set", place(read.set)},
+      {"to", [&](const Node& value) { read.to = readExpression(value); }},
+      {"add", leaveToReadAdd},
+      {"step", leaveToReadAdd},
+      {"wrap", leaveToReadAdd},
+      {"clamp", leaveToReadAdd},
+      {"cycle", place(read.cycled)},
+      {"through", [&](const Node& value) { read.through = readExpressions(value); }},
+      {"command",
+       [&](const Node& value) { read.command = readIndex(value, "command", commandNames); }},
+      {"held", [&](const Node& value) { read.isHeld = readTruth(value); }},
+      {"confirm", [&](const Node& value) { read.isConfirmed = readTruth(value); }},
   };
-  if (!readFields(node, "an action", fields)) return std::nullopt;
+}
+
+// Reports fields that are missing or exclude each other. False: it is none of the kinds of action.
+bool PanelReader::checkAction(const Node& node) {
   int kinds = 0;
   for (const char* kind : {"toggle", "set", "add", "cycle", "command"}) kinds += node[kind] ? 1 : 0;
-  if (kinds != 1) {
-    complain(node, "an action has one of toggle, set, add, cycle and command");
-    return std::nullopt;
-  }
+  if (kinds != 1) complain(node, "an action has one of toggle, set, add, cycle and command");
+  if (kinds != 1) return false;
   if (node["set"] && !node["to"]) complain(node, "\"set\" needs \"to\"");
   if (node["cycle"] && !node["through"]) complain(node, "\"cycle\" needs \"through\"");
+  return true;
+}
+
+std::optional<Panel::Action> PanelReader::readAction(const Node& node) {
+  ActionFields read;
+  if (!readFields(node, "an action", actionFields(read)) || !checkAction(node)) return std::nullopt;
+  const bool isConfirmed = read.isConfirmed;
   if (node["add"]) {
     auto add = readAdd(node);
     return add ? std::optional(Panel::Action{std::move(*add), isConfirmed}) : std::nullopt;
   }
-  if (toggled) return Panel::Action{Panel::Toggle{*toggled}, isConfirmed};
-  if (set && to) return Panel::Action{Panel::Set{*set, std::move(*to)}, isConfirmed};
-  if (cycled && !through.empty()) {
-    return Panel::Action{Panel::Cycle{*cycled, std::move(through)}, isConfirmed};
+  if (read.toggled) return Panel::Action{Panel::Toggle{*read.toggled}, isConfirmed};
+  if (read.set && read.to) {
+    return Panel::Action{Panel::Set{*read.set, std::move(*read.to)}, isConfirmed};
   }
-  if (command) return Panel::Action{Panel::Run{*command, isHeld}, isConfirmed};
+  if (read.cycled && !read.through.empty()) {
+    return Panel::Action{Panel::Cycle{*read.cycled, std::move(read.through)}, isConfirmed};
+  }
+  if (read.command) return Panel::Action{Panel::Run{*read.command, read.isHeld}, isConfirmed};
   return std::nullopt;
 }
 

@@ -5,11 +5,14 @@
 #include <iterator>
 #include <utility>
 
+#include "common/LinkProtocol.h"
 #include "simulator/Base64.h"
 #include "simulator/MessageGroup.h"
 
 using nlohmann::json;
 using velomar::MessageGroup;
+namespace from_panel = velomar::protocol::from_panel;
+namespace to_panel = velomar::protocol::to_panel;
 
 namespace bridge {
 
@@ -61,12 +64,18 @@ std::string layoutText(bool hasBar) {
 }  // namespace
 
 const std::map<std::string, PanelView::Handler> PanelView::kHandlers{
-    {"API Version", &PanelView::startOver},    {"Force Refresh", &PanelView::refresh},
-    {"Add Device", &PanelView::addDevice},     {"Add Context", &PanelView::addContext},
-    {"Hide Context", &PanelView::hideContext}, {"Update Key Name", &PanelView::rename},
-    {"Key Down", &PanelView::keyDown},         {"Key Up", &PanelView::keyUp},
-    {"Dial Down", &PanelView::dialDown},       {"Dial Up", &PanelView::dialUp},
-    {"Encoder Rotate", &PanelView::rotate},    {"Touch Tap", &PanelView::tap},
+    {from_panel::kApiVersion, &PanelView::startOver},
+    {from_panel::kForceRefresh, &PanelView::refresh},
+    {from_panel::kAddDevice, &PanelView::addDevice},
+    {from_panel::kAddContext, &PanelView::addContext},
+    {from_panel::kHideContext, &PanelView::hideContext},
+    {from_panel::kUpdateKeyName, &PanelView::rename},
+    {from_panel::kKeyDown, &PanelView::keyDown},
+    {from_panel::kKeyUp, &PanelView::keyUp},
+    {from_panel::kDialDown, &PanelView::dialDown},
+    {from_panel::kDialUp, &PanelView::dialUp},
+    {from_panel::kEncoderRotate, &PanelView::rotate},
+    {from_panel::kTouchTap, &PanelView::tap},
 };
 
 PanelView::PanelView(Pictures& painted, Sender send) : pictures(painted), sender(std::move(send)) {}
@@ -91,12 +100,12 @@ void PanelView::setAbsence(const std::string& word) {
 
 void PanelView::alertLast(Time now) {
   if (contexts.count(lastUsed) == 0 || now - lastUse > kLastUse) return;
-  signs.push_back(to(lastUsed, "Alert Context"));
+  signs.push_back(to(lastUsed, to_panel::kAlertContext));
   isDue = true;
 }
 
 void PanelView::alertAll() {
-  for (const auto& [id, context] : contexts) signs.push_back(to(id, "Alert Context"));
+  for (const auto& [id, context] : contexts) signs.push_back(to(id, to_panel::kAlertContext));
   isDue = true;
 }
 
@@ -108,7 +117,7 @@ bool PanelView::handle(const std::string& text, Time now) {
     if (found == kHandlers.end()) continue;
     try {
       (this->*found->second)(message, now);
-    } catch (const json::exception&) {  // no message of ours; the link goes on
+    } catch (const json::exception&) {  // a member is missing or wrong: the message is passed over
     }
     isDue = true;
   }
@@ -226,9 +235,9 @@ void PanelView::rotate(const json& message, Time now) {
   context->isTurned = true;
   if (context->control == nullptr || hand == nullptr) return;
   const Panel::Control& control = *context->control;
-  const bool isFar = context->isPressed && !control.pressedTurn.isEmpty();
+  const bool usesPressedTurn = context->isPressed && !control.pressedTurn.isEmpty();
   answer(message.at("Context").get<std::string>(),
-         hand->turn(isFar ? control.pressedTurn : control.turn, ticks, isFast, now), now);
+         hand->turn(usesPressedTurn ? control.pressedTurn : control.turn, ticks, isFast, now), now);
 }
 
 void PanelView::tap(const json& message, Time now) {
@@ -259,8 +268,8 @@ void PanelView::perform(const std::string& id, Context& context, const Panel::Ac
 void PanelView::answer(const std::string& id, Hand::Answer answer, Time now) {
   lastUsed = id;
   lastUse = now;
-  if (answer == Hand::Answer::Confirmed) signs.push_back(to(id, "Ident Context"));
-  if (answer == Hand::Answer::Refused) signs.push_back(to(id, "Alert Context"));
+  if (answer == Hand::Answer::Confirmed) signs.push_back(to(id, to_panel::kIdentContext));
+  if (answer == Hand::Answer::Refused) signs.push_back(to(id, to_panel::kAlertContext));
 }
 
 void PanelView::releaseAll() {
@@ -272,7 +281,7 @@ void PanelView::releaseAll() {
 }
 
 // Carries out the long presses that are due.
-void PanelView::pressLongest(Time now) {
+void PanelView::pressLong(Time now) {
   for (auto& [id, context] : contexts) {
     if (!context.longPressAt) continue;
     if (now < *context.longPressAt) {
@@ -293,7 +302,7 @@ void PanelView::forgetShown() {
 void PanelView::show(Time now) {
   if (!isDue && !hasWaiting) return;
   hasWaiting = false;
-  pressLongest(now);
+  pressLong(now);
   for (auto& [id, context] : contexts) {
     if (!isDue && !context.isLate) continue;
     context.isLate = now < context.nextFrame;
@@ -308,7 +317,7 @@ void PanelView::show(Time now) {
 }
 
 void PanelView::blank() {
-  for (auto& [id, context] : contexts) changes.push_back(to(id, "Reset Context"));
+  for (auto& [id, context] : contexts) changes.push_back(to(id, to_panel::kResetContext));
   forgetShown();
   if (!changes.empty()) sendAll();
 }
@@ -323,7 +332,7 @@ void PanelView::update(const std::string& id, Context& context, Time now) {
     if (context.isDial) updateLayout(id, context.shown, look, now);
     updatePicture(id, context.shown, look, now);
     updateTitle(id, context.shown, look.title);
-    if (look.isAlarm && !context.isAlarmed) signs.push_back(to(id, "Alert Context"));
+    if (look.isAlarm && !context.isAlarmed) signs.push_back(to(id, to_panel::kAlertContext));
     context.isAlarmed = look.isAlarm;
   }
   if (changes.size() != before) context.nextFrame = now + kFrame;
@@ -331,7 +340,7 @@ void PanelView::update(const std::string& id, Context& context, Time now) {
 
 void PanelView::updateBlank(const std::string& id, Context& context) {
   if (!context.shown.isBlank) {
-    changes.push_back(to(id, "Reset Context"));
+    changes.push_back(to(id, to_panel::kResetContext));
     deliveries.changed(id);
     context.shown = {};
     context.shown.isBlank = true;
@@ -367,7 +376,7 @@ void PanelView::updatePicture(const std::string& id, Shown& shown, const Look& l
 
 void PanelView::updateTitle(const std::string& id, Shown& shown, const std::string& title) {
   if (shown.title == title) return;
-  changes.push_back(to(id, "Set Title"));
+  changes.push_back(to(id, to_panel::kSetTitle));
   changes.back()["Title"] = title;
   shown.title = title;
 }

@@ -1,8 +1,8 @@
 // The keys and dials that are on show: their names, their faces, and the messages that make them
 // show the simulator as it is now.
 //
-// It takes the messages of the panel's end and makes those to it, but has no part in the link: give
-// it every message that comes in, and let it show while the link is up.
+// It takes the panel's messages and makes those to the panel, but has no part in the link: give it
+// every message that comes in, and let it show while the link is up.
 //
 // Times count from any start that isn't later. One thread.
 #pragma once
@@ -111,7 +111,7 @@ class PanelView {
   void perform(const std::string& id, Context& context, const Panel::Actions& actions, Time now);
   void answer(const std::string& id, Hand::Answer answer, Time now);
   void releaseAll();
-  void pressLongest(Time now);
+  void pressLong(Time now);
   void forgetShown();
 
   void update(const std::string& id, Context& context, Time now);

@@ -34,8 +34,8 @@ void setColour(cairo_t* cairo, Pen::Colour colour) {
 // The PNG file is written here and not by cairo, because cairo tries every filter for each line,
 // which takes most of a face's time. One filter will do: faces are shaded from top to bottom, so a
 // line differs little from the one above it.
-// zlib's default of memory would be more than the C library keeps between two faces, and getting it
-// again from the system takes longer than a smaller window loses.
+// zlib's usual buffers are so large that the C library gives them back to the system after each
+// face. To get them again takes longer than a smaller window costs.
 constexpr int kCompression = 2;
 constexpr int kWindowBits = 14;
 constexpr int kMemoryLevel = 6;

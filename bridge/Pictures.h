@@ -1,4 +1,5 @@
-// Paints faces as the panel's end takes them, and keeps the ones that were used last. One thread.
+// Paints faces in the form that the link carries, and keeps the ones that were used last. One
+// thread.
 #pragma once
 
 #include <cstdint>
@@ -21,9 +22,9 @@ class Pictures {
   explicit Pictures(const FacePainter& used) : painter(used) {}
 
   // The face's picture, valid until the next call. Its number is made from the bytes, so that a
-  // picture has the same number in every run: the panel's end keeps pictures in files of that
-  // number, and a host may show such a file from a cache of its own. No two kept pictures share a
-  // number. Throws std::runtime_error if the face can't be painted.
+  // picture has the same number in every run: the panel keeps pictures in files of that number, and
+  // a host may show such a file from a cache of its own. No two kept pictures share a number.
+  // Throws std::runtime_error if the face can't be painted.
   const Picture& of(const Face& face);
 
   // Drops all pictures, so that each is painted again when it is next wanted.

@@ -4,7 +4,7 @@
 // An implementation lives on one asio::io_context. All of its operations are called on the thread
 // that runs the context, and the observer is called back on that thread, never from inside an
 // operation of this class. It connects by itself, finds the loss of a connection by itself, and
-// connects again by itself, after 1, 2, 5 and then every 10 seconds.
+// connects again after 1, 2, 5 and then every 10 seconds: see simulators/RemoteSimulator.h.
 //
 // Names are the simulator's own; an element of an array is written "name[2]".
 #pragma once

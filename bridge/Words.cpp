@@ -5,6 +5,8 @@
 
 #include <cctype>
 
+#include "common/Helpers.h"
+
 namespace bridge {
 
 namespace {
@@ -22,19 +24,14 @@ bool hasLongNumber(const std::string& format) {
   return false;
 }
 
-std::string cut(std::string text) {
-  if (text.size() <= kLongest) return text;
-  std::size_t end = kLongest;
-  while ((static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U) --end;
-  return text.substr(0, end);
-}
-
 std::string fillWith(const std::string& format, const std::vector<Value>& parts) {
   fmt::dynamic_format_arg_store<fmt::format_context> arguments;
   for (const Value& part : parts) {
     std::visit([&arguments](const auto& value) { arguments.push_back(value); }, part);
   }
-  return cut(fmt::vformat(format, arguments));
+  std::string text = fmt::vformat(format, arguments);
+  text.resize(wholeCharacters(text, kLongest));
+  return text;
 }
 
 }  // namespace

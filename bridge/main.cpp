@@ -4,6 +4,7 @@
 #include <asio/io_context.hpp>
 #include <chrono>
 #include <cstdio>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -63,16 +64,16 @@ bridge::PanelLibrary makeLibrary(const Options& options, const bridge::Symbols& 
 }
 
 void addOptions(CLI::App& app, Options& options) {
-  const std::vector<std::pair<std::string, SimulatorKind>> kinds{
-      {"xplane", SimulatorKind::XPlane},
-      {"flightgear", SimulatorKind::FlightGear},
-      {"trainer", SimulatorKind::Trainer}};
+  std::map<std::string, SimulatorKind> kinds;
+  for (std::size_t i = 0; i < bridge::kSimulatorCount; ++i) {
+    kinds[bridge::kSimulatorNames[i]] = static_cast<SimulatorKind>(i);
+  }
   app.set_config("--config", (Folders::ofUser() / "bridge.ini").string(),
                  "A file of the options below, name = value a line");
   app.allow_config_extras(CLI::config_extras_mode::error);
   app.add_option("--simulator", options.simulator, "xplane, flightgear or trainer")
       ->transform(CLI::CheckedTransformer(kinds))
-      ->default_str("xplane");
+      ->option_text("NAME=xplane");
   app.add_option("--host", options.endpoint.host, "Where the simulator runs")
       ->capture_default_str();
   app.add_option("--port", options.endpoint.port,
@@ -103,8 +104,7 @@ int perform(const CLI::App& app, const Options& options) {
 
 int main(int argc, char* argv[]) {
   Options options;
-  CLI::App app(
-      "Shows a flight simulator on the Stream Deck, by panel files. Runs until it is told to end.");
+  CLI::App app("Shows a flight simulator on the Stream Deck, by panel files, until told to end.");
   addOptions(app, options);
   CLI::App* check = app.add_subcommand("check", "Reports what is wrong with panel files");
   check->add_option("FILE", options.checked, "Panel files")->required();

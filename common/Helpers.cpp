@@ -1,5 +1,8 @@
 #include "common/Helpers.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cctype>
 #include <chrono>
@@ -38,6 +41,12 @@ std::size_t wholeCharacters(std::string_view text, std::size_t most) {
     --end;
   }
   return end;
+}
+
+void openStandardStreams() {
+  int fd = open("/dev/null", O_RDWR);
+  while (fd >= 0 && fd <= STDERR_FILENO) fd = open("/dev/null", O_RDWR);
+  if (fd > STDERR_FILENO) (void)close(fd);
 }
 
 std::int64_t getElapsedMilliSeconds() {

@@ -20,5 +20,10 @@ std::string itoString(int number);
 // UTF-8, up to three bytes fewer may be given.
 std::size_t wholeCharacters(std::string_view text, std::size_t most);
 
+// Opens "/dev/null" in place of each standard stream that was closed at the process's start. A file
+// or socket that is opened later would get the stream's number, and text for standard error would
+// go into it. Called before anything else is opened.
+void openStandardStreams();
+
 // Milliseconds of the monotonic clock since the first call in this process, which returns 0.
 std::int64_t getElapsedMilliSeconds();

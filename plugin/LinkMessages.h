@@ -1,4 +1,4 @@
-// Messages to the simulator side. Any thread may call.
+// Messages to the simulator's side. Any thread may call.
 #pragma once
 
 #include <nlohmann/json.hpp>

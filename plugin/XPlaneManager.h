@@ -1,4 +1,4 @@
-// The link to the simulator plug-in: two shared-memory stores, two queues and one thread.
+// The link to the simulator's side: two shared-memory stores, two queues and one thread.
 //
 // The link thread takes at most one message in a pass from "FromXPlane", keeps the handshake, moves
 // queued messages into "ToXPlane" and sleeps 10 ms when there is nothing to do. It brings itself

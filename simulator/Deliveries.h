@@ -1,8 +1,8 @@
 // Makes the messages for images and layouts, which are sent whole once and only named after that,
-// because the panel's end keeps them.
+// because the panel keeps them.
 //
-// An object knows the images and layouts that were sent since the panel's end last forgot
-// everything. For that it has to see each message from there:
+// An object knows the images and layouts that were sent since the panel last forgot everything. For
+// that it has to see each message from there:
 //
 //   for (const nlohmann::json& message : MessageGroup::split(link.poll())) {
 //     deliveries.heed(message, now);
@@ -33,15 +33,15 @@ class Deliveries {
   // The first number of those that frames of moving pictures use. Give other images smaller ones.
   static constexpr std::uint32_t kFirstFrameId = 4000000000U;
 
-  // The count of numbers that a moving picture uses in turn. The panel's end writes a file for
-  // each. With four a file is written over only after three others, when the host has long read it,
-  // and a dial's next frame never has the name of the last one.
+  // The count of numbers that a moving picture uses in turn. The panel writes a file for each. With
+  // four a file is written over only after three others, when the host has long read it, and a
+  // dial's next frame never has the name of the last one.
   static constexpr std::size_t kFrameIds = 4;
 
-  // Forgets all that the panel's end has forgotten: everything at "Force Refresh". The panel's end
-  // drops, without a word, an image or layout for a context that has gone. So at "Hide Context"
-  // those sent to that context within the last two seconds count as not sent. If another context
-  // was given the name of one of these, send it there again: see hasImage and hasLayout.
+  // Forgets all that the panel has forgotten: everything at "Force Refresh". The panel drops,
+  // without a word, an image or layout for a context that has gone. So at "Hide Context" those sent
+  // to that context within the last two seconds count as not sent. If another context was given the
+  // name of one of these, send it there again: see hasImage and hasLayout.
   void heed(const nlohmann::json& message, Time now);
 
   // The message that shows an image, a PNG file in Base64, on a key or dial. A number belongs to
@@ -54,8 +54,8 @@ class Deliveries {
   // context shows already. If you show something there by other means than `image` and `frame`,
   // call `changed`. REQUIRES: bytes.
   //
-  // The panel's end keeps every number's image until the link comes up again. With a new number for
-  // each frame it would grow without end.
+  // The panel keeps every number's image until the link comes up again. With a new number for each
+  // frame it would grow without end.
   std::optional<nlohmann::json> frame(const std::string& context, const std::string& base64);
 
   // The context doesn't show its last frame any more, as after "Reset Context".

@@ -29,14 +29,13 @@ class SimulatorLink {
  public:
   using Clock = std::chrono::steady_clock;
 
-  // The panel's end gives the link up after 10001 ms without a message from here, and it writes at
-  // least every 2.5 s itself.
+  // The panel gives the link up after 10001 ms without a message from here, and it writes at least
+  // every 2.5 s itself.
   static constexpr std::chrono::milliseconds kHeartbeatInterval{2500};
   static constexpr std::chrono::milliseconds kSilenceLimit{10000};
 
-  // Whether to drop or deliver presses, turns and taps that were made before the panel's end knew
-  // this one. They may have waited for minutes, and delivering them could mean gear up on the
-  // ground.
+  // Whether to drop or deliver presses, turns and taps that were made before the panel knew this
+  // one. They may have waited for minutes, and delivering them could mean gear up on the ground.
   enum class LateInput { Drop, Deliver };
 
   // Opens or creates both stores. Throws std::runtime_error, with the store's name, code and
@@ -52,12 +51,12 @@ class SimulatorLink {
   // and context, and asks for the state of all of them. Input that comes before it is late.
   std::vector<std::string> poll();
 
-  // Returns whether the panel's end has been welcomed and heard of since. It may have gone since
-  // its Hello, and is missed only after kSilenceLimit: see isAnybodyThere.
+  // Returns whether the panel has been welcomed and heard of since. It may have gone since its
+  // Hello, and is missed only after kSilenceLimit: see isAnybodyThere.
   bool isUp() const;
 
-  // Returns whether the panel's end has answered the welcome, and has written within the time in
-  // which it writes twice when it is alive.
+  // Returns whether the panel has answered the welcome, and has written within the time in which it
+  // writes twice when it is alive.
   bool isAnybodyThere() const;
 
   // Writes one message. False: the store is full, or closed, and nothing was written. Messages
@@ -68,7 +67,7 @@ class SimulatorLink {
   bool send(const char* text) { return send(std::string(text)); }
 
   // Gives both stores back, which the destructor does too. The object stays down from then on. The
-  // panel's end isn't told: it goes blank after the time of silence.
+  // panel isn't told: it goes blank after the time of silence.
   void close();
 
  private:

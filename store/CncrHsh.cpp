@@ -20,11 +20,12 @@ u64 nextPowerOfTwo(u64 n) {
 }  // namespace
 
 CncrHsh::CncrHsh(void* area, u32 count, CncrStr* values, bool owner) : str(values) {
+  // The area is at a multiple of 8, and the index at the next multiple of 16.
   u8* algnMem = static_cast<u8*>(area);
   algnMem += reinterpret_cast<u64>(algnMem) % 16;
   velomar::require(reinterpret_cast<u64>(algnMem) % 16 == 0, "((u64)algnMem) % 16 == 0");
-  storeRelease(*wordAt<Word64>(algnMem, 0), 8 * nextPowerOfTwo(count) + 8);
-  table = SlotTable(wordAt<Word64>(algnMem, 8), count);
+  storeRelease(*wordAt<Word64>(algnMem, 0), sizeof(VerIdx) * nextPowerOfTwo(count) + sizeof(u64));
+  table = SlotTable(wordAt<Word64>(algnMem, sizeof(u64)), count);
   if (owner) table.clear();
 }
 

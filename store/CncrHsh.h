@@ -22,8 +22,8 @@
 // value is wanted. If its word hasn't changed then, the region is damaged, and reading on would
 // tell no more.
 //
-// Only the store's swaps decide: none expects anything that was read in a block, where two keys of
-// one hash could follow each other.
+// A swap expects a slot's whole word, and never one that was put together from the words of a
+// block: the block could have become another key's of the same hash in between.
 #pragma once
 
 #include "store/CncrStr.h"
@@ -109,7 +109,7 @@ class CncrHsh {
   bool walkLikely(u32 hash, u32 steps, Visit visit) const;
   template <typename Act>
   bool seek(const Key& key, u32 steps, Act act) const;
-  // Not in line: what seek answers at once shall not save registers for it.
+  // Kept out of line, so that the first look in seek doesn't pay for the registers that this needs.
   template <typename Act>
   [[gnu::noinline]] bool search(Key key, u32 steps, Act act) const;
   u32 nextLikely(u32 i, u32 end, u32 hash) const;
@@ -178,8 +178,8 @@ bool CncrHsh::settle(u32 i, const Key& key, Act act) const {
   return false;
 }
 
-// Under a pin the chain can't go while it is read, however busy its writers are. False: it has gone
-// before, or the pin was refused.
+// Reads under a pin: the chain then can't go while it is read, however busy its writers are. False:
+// it had gone before, or the pin was refused.
 template <typename Read>
 bool CncrHsh::readPinned(VerIdx chain, Read read) const {
   if (!str->pin(chain.idx)) return false;
@@ -188,8 +188,8 @@ bool CncrHsh::readPinned(VerIdx chain, Read read) const {
   return isWhole;
 }
 
-// A chain whose count of readers has come below zero refuses every pin, and is read without one for
-// good.
+// A chain whose count of readers has come below zero refuses every pin. So where a pin is refused
+// the chain is read without one, as at the first look.
 template <typename Read>
 bool CncrHsh::find(const void* key, u32 klen, u32 hash, Read read) const {
   return seek({key, klen, hash}, table.size(), [this, read](u32, VerIdx chain, int looks) {
@@ -202,7 +202,7 @@ bool CncrHsh::runMatch(const void* key, u32 klen, u32 hash, Function match, Resu
   const Key wanted{key, klen, hash};
   const auto keep = [&](VerIdx chain) {
     result = match(chain);
-    // A deletion beside us has refused the pins that `match` took itself.
+    // If the key was deleted during the call, the pins that `match` takes itself were refused.
     return !str->isDeleted(chain.idx);
   };
   return walkLikely(hash, table.size(), [&](u32 i) {

@@ -15,11 +15,11 @@ CncrLst::CncrLst(void* area, u32 count, bool owner) : cnt(count) {
   const u64 toNextLine = kListLine - reinterpret_cast<u64>(area) % kListLine;
   head = wordAt<Word64>(area, toNextLine);
   const u64 alignAddr = reinterpret_cast<u64>(head);
-  velomar::require(alignAddr % 64 == 0, "alignAddr % 64 == 0");
-  links = wordAt<Word32>(head, 72);
+  velomar::require(alignAddr % kListLine == 0, "alignAddr % 64 == 0");
+  links = wordAt<Word32>(head, kLinksFromHead);
   if (!owner) return;
 
-  storeRelease(*wordAt<Word64>(head, 64), u64{4} * count + 8);
+  storeRelease(*wordAt<Word64>(head, kListSizeFromHead), sizeof(u32) * u64{count} + sizeof(u64));
   for (u32 i = 0; i + 1 < count; ++i) storeRelease(links[i], i + 1);
   storeRelease(links[count - 1], LIST_END);
   storeRelease(*head, makeHead(0, 0));
@@ -55,7 +55,8 @@ u32 CncrLst::takeAtOnce(u32 count) {
   return LIST_END;
 }
 
-// Wins against others that take and give back single blocks all the time.
+// Makes progress even while other threads take and give back single blocks all the time, which
+// would make every try of takeAtOnce fail.
 u32 CncrLst::takeOneByOne(u32 count) {
   const u32 first = nxt();
   if (first == LIST_END) return LIST_END;

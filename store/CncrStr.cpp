@@ -22,13 +22,21 @@ constexpr std::chrono::milliseconds kPinPatience{20};
 constexpr std::chrono::milliseconds kChainPatience{60};
 constexpr std::chrono::microseconds kPinPause{50};
 
+constexpr u64 kTableSizeInArea = 8;
+
+// The place of an offset of the region, given the area from the next version on.
+u8* placeOf(void* area, u64 offset, u32 blockCount) {
+  return static_cast<u8*>(area) + (offset - versionOffset(blockCount));
+}
+
 i32 readersOf(u32 state) {
   return static_cast<i32>(state) >> 2;
 }
 
 }  // namespace
 
-// The clock is first read when a wait begins: a block without a pin costs no look at it.
+// The clock is first read when a wait begins, so that blocks without a pin, nearly all, cost no
+// system call.
 class CncrStr::PinPatience {
  public:
   void beginBlock() { blockEnd = {}; }
@@ -46,13 +54,14 @@ class CncrStr::PinPatience {
 };
 
 CncrStr::CncrStr(void* area, u32 size, u32 blockCount, bool owner)
-    : lst(static_cast<u8*>(area) + u64{24} * blockCount + 16, blockCount, owner),
-      entries(reinterpret_cast<BlkEntry*>(static_cast<u8*>(area) + 16)),
-      data(static_cast<u8*>(area) + u64{28} * blockCount + 152),
+    : lst(placeOf(area, listOffset(blockCount), blockCount), blockCount, owner),
+      entries(reinterpret_cast<BlkEntry*>(placeOf(area, entriesOffset(blockCount), blockCount))),
+      data(placeOf(area, dataOffset(blockCount), blockCount)),
       versions(wordAt<Word64>(area, 0)),
       blockSize(size) {
   if (owner) {
-    storeRelease(*wordAt<Word64>(area, 8), u64{24} * blockCount + 8);
+    storeRelease(*wordAt<Word64>(area, kTableSizeInArea),
+                 sizeof(BlkEntry) * u64{blockCount} + sizeof(u64));
     clearWords(entries, sizeof(BlkEntry) * blockCount);
     storeSeqCst(*versions, u64{1});
   }
@@ -229,8 +238,8 @@ u32 CncrStr::readBlock(u32 block, u32 /*version*/, void* out, u32 offset, u32 le
   return got;
 }
 
-// Copies from a block whose chain the caller has pinned: until he leaves, no block of the chain can
-// be freed, and a pin on this one would protect nothing more.
+// Copies from a block whose chain the caller has pinned. Until the caller unpins it no block of the
+// chain can be freed, so a pin on this block would protect nothing more.
 u32 CncrStr::copyPiece(u32 block, void* out, const void* bytes, u32 count) const {
   if (version(block) == 0) return 0;
   readBytes(out, bytes, count);

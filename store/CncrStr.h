@@ -21,7 +21,7 @@
 //                                                             of a newer chain also sees its
 //                                                             version
 //   bytes               put                  writeAfter,      readBefore at each read's end, then
-//                                            writeBytes       the look at the version
+//                                            writeBytes       the check of the version
 //   version counter     alloc                fetchAdd         itself: each number comes once
 //
 // A pin on a chain's first block keeps the chain from being freed. It says nothing about the
@@ -84,8 +84,8 @@ class CncrStr {
 
   CncrStr() = default;  // no store; only to be assigned to
 
-  // Lays the value store over the area that starts at `area`, and sets it up if `owner`.
-  // Asserts "blockSize > sizeof(i32)".
+  // Lays the value store over the area that starts at `area`, a region from its next version on,
+  // and sets it up if `owner`. Asserts "blockSize > sizeof(i32)".
   CncrStr(void* area, u32 blockSize, u32 blockCount, bool owner);
 
   // Takes a chain for `size` bytes, of which `klen` are the key's, REQUIRES: size at least 1, and
@@ -137,8 +137,8 @@ class CncrStr {
   // Whether the block still carries the version that the chain was published with.
   bool isCurrent(VerIdx chain) const { return version(chain.idx) == chain.version; }
 
-  // Whether the key of `chain` has certainly another hash. That needs no pin to be seen: the
-  // version was still there after it.
+  // Whether the key of `chain` certainly has another hash. No pin is needed: the version is checked
+  // after the hash was read.
   bool hasAnotherHash(VerIdx chain, u32 hash) const {
     return loadAcquire(entries[chain.idx].hash) != hash && isCurrent(chain);
   }

@@ -16,7 +16,8 @@ struct LastKey {
   u32 hash = 0;
   u8 bytes[32] = {};
 };
-// A destructor would be run at a thread's end by code that may have been unloaded by then.
+// A destructor would be code that a thread runs at its end, when a plug-in with this library may
+// have been unloaded.
 static_assert(std::is_trivially_destructible_v<LastKey>);
 
 thread_local LastKey lastKey;
@@ -25,7 +26,8 @@ bool isKept(u32 klen) {
   return klen - 1 < sizeof lastKey.bytes;
 }
 
-// Not in line, so that a key that is known costs no room on the stack for this.
+// Kept out of line, so that a remembered key doesn't pay for the registers and the stack that this
+// needs.
 [[gnu::noinline]] u32 hashOfAnother(const void* key, u32 klen) {
   const u32 hash = hashOf(key, klen);
   if (!isKept(klen)) return hash;

@@ -9,8 +9,8 @@ namespace store {
 
 u32 hashOf(const void* key, u32 klen);
 
-// The same. A message is written, read and deleted under one key, and the hash of the thread's last
-// short key is kept for that.
+// The same, and remembers the thread's last short key and its hash: a message is written, read and
+// deleted under one key, which is then hashed once.
 u32 recalledHashOf(const void* key, u32 klen);
 
 }  // namespace store

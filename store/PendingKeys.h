@@ -2,9 +2,9 @@
 // another process writes messages to, under keys that sort in the order of writing. One thread.
 //
 // Messages are to be taken in key order, and one walk over the store is neither complete nor a
-// snapshot: a pass lists only some of the keys once used slots are side by side, and a key
-// written to a slot already passed is missed while a later one, written ahead of it, is seen. But
-// whatever sorts before a key was written before it. So a key is safe to take once the walk has
+// snapshot: it lists only some of the keys once used slots are side by side, and a key written to a
+// slot that it has passed is missed while a later one, written ahead of it, is seen. But whatever
+// sorts before a key was written before it. So a key is safe to take once the walk has
 // gone a full round that began after the key was first seen. Keys that were seen in the same round
 // are safe together: a thousand of them cost two rounds.
 #pragma once

@@ -42,6 +42,8 @@ constexpr u64 kSlotsOffset = 40;
 constexpr u64 kHeaderBytes = kSlotsOffset;
 
 constexpr u64 kListLine = 64;  // the list's head has a cache line to itself
+constexpr u64 kListSizeFromHead = kListLine;
+constexpr u64 kLinksFromHead = kListSizeFromHead + sizeof(u64);
 
 constexpr u64 versionOffset(u64 n) {
   return 48 + 8 * n;
@@ -56,7 +58,7 @@ constexpr u64 headOffset(u64 n) {
   return listOffset(n) / kListLine * kListLine + kListLine;
 }
 constexpr u64 linksOffset(u64 n) {
-  return headOffset(n) + 72;
+  return headOffset(n) + kLinksFromHead;
 }
 constexpr u64 dataOffset(u64 n) {
   return 200 + 36 * n;

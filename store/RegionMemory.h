@@ -13,9 +13,10 @@
 //
 // Bytes of keys and values are plain memory. They may be read while another thread recycles the
 // very block: what was read counts only after a version, looked at afterwards, says that it was
-// whole. Two fences make that look tell the truth. The writer calls writeAfter before the first
-// byte, and each read below ends with readBefore: a reader that got one byte of a newer chain then
-// sees that the older chain has lost its version. On x86 neither is an instruction.
+// whole. Two fences make sure that the version is not older than the bytes. The writer calls
+// writeAfter before the first byte, and each read below ends with readBefore: a reader that got one
+// byte of a newer chain then sees that the older chain has lost its version. On x86 neither is an
+// instruction.
 //
 // The language calls a plain read beside a write undefined, so under a race detector the bytes are
 // relaxed atomics, one by one. Elsewhere they are memcpy, which every compiler that the store is

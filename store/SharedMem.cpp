@@ -27,6 +27,16 @@ void keepFirst(int& systemError) {
   if (systemError == 0) systemError = errno;
 }
 
+// Writes the path of the store's file. False: it is too long.
+template <std::size_t Size>
+bool writePath(char (&path)[Size], const char* name) {
+  std::memcpy(path, SharedMem::kPrefix, kPrefixLength + 1);
+  const std::size_t nameLength = std::strlen(name);
+  if (kPrefixLength + nameLength >= Size) return false;
+  std::memcpy(path + kPrefixLength, name, nameLength + 1);
+  return true;
+}
+
 // Gives a new file its length. Two processes may both have found no file and both have created it:
 // the lock lets one of them see that the other was first.
 bool giveLength(int fd, u64 size, simdb_error& code, int& systemError) {
@@ -86,13 +96,10 @@ SharedMem SharedMem::AllocAnon(const char* name, u64 size, bool /*raw*/, simdb_e
 
   SharedMem mem;
   mem.size = size;
-  std::memcpy(mem.path, kPrefix, sizeof kPrefix);
-  const std::size_t nameLength = std::strlen(name);
-  if (kPrefixLength + nameLength >= sizeof mem.path) {
+  if (!writePath(mem.path, name)) {
     code = SIMDB_NAME_TOO_LONG;
     return mem;
   }
-  std::memcpy(mem.path + kPrefixLength, name, nameLength + 1);
 
   const int fd = openOrCreate(mem.path, size, mem.owner, code, mem.systemError);
   struct stat status {};

@@ -73,9 +73,9 @@ inline void SlotTable::clear() const {
   for (u32 i = 0; i < n; ++i) storeRelease(slots[i], toWord(i, empty));
 }
 
-// Most of a table is unused most of the time, so that the eight slots from `i` on, a multiple of
-// eight, are looked at together. An unused slot has an index of which all bits but the lowest are
-// set.
+// Looks at the eight slots from `i` on together, since most of a table is unused most of the time.
+// An unused slot has an index of which all bits but the lowest are set. REQUIRES: `i` is a multiple
+// of eight.
 inline bool SlotTable::isOctetUnused(u32 i) const {
   const Word64* const eight = slots + i;
   const auto word = [eight](u32 k) { return loadSeqCst(eight[k]); };
@@ -85,7 +85,8 @@ inline bool SlotTable::isOctetUnused(u32 i) const {
   return (static_cast<u32>(even) & static_cast<u32>(odd >> 32U) & kUnused) == kUnused;
 }
 
-// Eight at a time only where eight were unused: in a crowded table that look would be in vain.
+// Looks at eight slots together only after eight that were unused: in a crowded table that look
+// would mostly be in vain.
 template <typename Used, typename Condition>
 u32 SlotTable::next(u32 i, u32 end, Used used, Condition is) const {
   const SlotTable table = *this;  // its pointers stay in registers, whatever is loaded through them

@@ -42,7 +42,7 @@ bool simdb::VerStr::operator<(const VerStr& other) const {
 
 simdb::simdb(const char* name, u32 wantedSize, u32 wantedCount, bool raw) {
   // The other side may be giving back the last attachment just now, and about to remove the file.
-  // No other process would ever meet us in a file without a name.
+  // No other process can open a file that has lost its name, so another one is opened then.
   for (int tries = 1; tries <= kOpenTries; ++tries) {
     if (open(name, wantedSize, wantedCount, raw, tries == kOpenTries)) break;
     mem.abandon();
@@ -71,8 +71,8 @@ bool simdb::open(const char* name, u32 wantedSize, u32 wantedCount, bool raw, bo
   return mem.isNamed();
 }
 
-// Sets the region up under the file lock, unless another process has done so before the lock was
-// had: `owner` tells.
+// Sets the region up under the file lock, unless another process did so while this one waited for
+// the lock: `owner` tells.
 simdb_error simdb::create(u64 wantedSize, u64 wantedCount) {
   mem.owner = false;
   const RegionLock lock(mem);
@@ -104,8 +104,8 @@ void simdb::initialise(u64 wantedSize, u64 wantedCount) {
   storeSeqCst(*flags, u32{1});
 }
 
-// The header's numbers are read once and checked once: from then on it doesn't matter what becomes
-// of the header. False: no process holds the region.
+// The header's numbers are read once and checked once, so that a later change of the header can't
+// lead out of the mapping. False: no process holds the region.
 bool simdb::adopt(bool takesOver) {
   pointAtHeader();
   const u64 b = loadSeqCst(*blockSize);
@@ -130,7 +130,8 @@ bool simdb::attach(bool fromNone) {
   return true;
 }
 
-// Under the lock that is also held to remove a file: that looks at the count again.
+// Counts up from 0 under the lock that is also held to remove a file: the process that removes it
+// looks at the count again once it has the lock.
 bool simdb::takeOver() {
   const RegionLock lock(mem);
   return lock.isHeld() && attach(true);

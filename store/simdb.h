@@ -19,6 +19,14 @@
 // time. nxt, nxtKey and getKeyStrs move the object's cursor: one thread at a time. One thread opens
 // and closes. A store that isn't open must not be used, but for openError, openFault
 // and close.
+//
+// To change the store, read the headers in this order. Each begins with its rules.
+//   RegionLayout.h   where everything lies in the file
+//   RegionMemory.h   the only functions that touch it, and the memory orders
+//   CncrLst.h        the free list of blocks
+//   CncrStr.h        keys and values in chains of blocks, and pins
+//   CncrHsh.h        put, get and del, and why a look needs no pin; SlotTable.h has the slots
+//   SharedMem.h      the mapped file and its attachments; RegionSetup.h: who sets it up
 #pragma once
 
 #include <string>

@@ -1,3 +1,4 @@
+// The names of FlightGear's properties.
 #include <cctype>
 
 #include "bridge/simulators/FlightGearSimulator.h"

@@ -1,9 +1,13 @@
 // The part that simulators reached over a socket have in common: the endpoint, the observer, and
-// the attempts to connect.
+// the pauses between attempts to connect.
 #pragma once
 
 #include <asio/io_context.hpp>
 #include <asio/post.hpp>
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <utility>
@@ -13,6 +17,28 @@
 #include "bridge/simulators/Timer.h"
 
 namespace bridge {
+
+// The pauses between attempts to connect: 1, 2, 5, and from then on 10 seconds.
+class Attempts {
+ public:
+  Attempts(asio::io_context& context, std::function<void()> connect)
+      : timer(context), attempt(std::move(connect)) {}
+
+  void now() { timer.after(std::chrono::seconds(0), attempt); }
+  void later() {
+    static constexpr std::chrono::seconds kPauses[] = {
+        std::chrono::seconds(1), std::chrono::seconds(2), std::chrono::seconds(5),
+        std::chrono::seconds(10)};
+    timer.after(kPauses[failures], attempt);
+    if (failures + 1 < std::size(kPauses)) ++failures;
+  }
+  void succeeded() { failures = 0; }
+
+ private:
+  Timer timer;
+  std::function<void()> attempt;
+  std::size_t failures = 0;
+};
 
 class RemoteSimulator : public Simulator {
  public:

@@ -5,7 +5,6 @@
 #include <asio/io_context.hpp>
 #include <asio/steady_timer.hpp>
 #include <chrono>
-#include <cstddef>
 #include <functional>
 #include <memory>
 #include <utility>
@@ -34,28 +33,6 @@ class Timer {
  private:
   asio::steady_timer timer;
   std::shared_ptr<char> current;  // replaced by each call, so that an older one is recognised
-};
-
-// The pauses between attempts to connect: 1, 2, 5, and from then on 10 seconds.
-class Attempts {
- public:
-  Attempts(asio::io_context& context, std::function<void()> connect)
-      : timer(context), attempt(std::move(connect)) {}
-
-  void now() { timer.after(std::chrono::seconds(0), attempt); }
-  void later() {
-    static constexpr std::chrono::seconds kPauses[] = {
-        std::chrono::seconds(1), std::chrono::seconds(2), std::chrono::seconds(5),
-        std::chrono::seconds(10)};
-    timer.after(kPauses[failures], attempt);
-    if (failures + 1 < std::size(kPauses)) ++failures;
-  }
-  void succeeded() { failures = 0; }
-
- private:
-  Timer timer;
-  std::function<void()> attempt;
-  std::size_t failures = 0;
 };
 
 }  // namespace bridge

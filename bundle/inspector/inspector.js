@@ -43,6 +43,74 @@ function say(text, isBad = false) {
   part("answer").toggleAttribute("data-bad", isBad);
 }
 
+const nameOf = (settings) => (typeof settings?.KeyName === "string" ? settings.KeyName : "");
+
+// The selected key's or dial's settings, as the field shows them and the host stores them.
+class Settings {
+  #words;
+  #action;
+  #send;
+  #settings = {};
+  #isStored = false;
+  #timer;
+
+  // `send(event, members)` sends to the host, and returns whether it could.
+  constructor(words, action, send) {
+    this.#words = words;
+    this.#action = action;
+    this.#send = send;
+  }
+
+  take(settings) {
+    this.#settings = settings ?? {};
+    field.value = nameOf(this.#settings);
+  }
+
+  // Says so if the host is silent for a while.
+  expectAnswer() {
+    clearTimeout(this.#timer);
+    this.#timer = setTimeout(() => say(this.#words.silent, true), kPatience);
+  }
+
+  ask() {
+    this.expectAnswer();
+    this.#send("getSettings");
+  }
+
+  store() {
+    const KeyName = field.value.trim();
+    const settings = { ...this.#settings, KeyName };
+    if (KeyName === nameOf(this.#settings)) return;
+    if (!this.#send("setSettings", { action: this.#action, payload: settings })) return;
+    this.#settings = settings;
+    this.#isStored = true;
+    this.#send("sendToPlugin", { action: this.#action, payload: { KeyName } });
+    this.ask();
+  }
+
+  // Takes the settings that the host has.
+  answer(settings) {
+    clearTimeout(this.#timer);
+    const name = nameOf(settings);
+    const isOurs = this.#isStored && name === nameOf(this.#settings);
+    say(isOurs ? this.#words.stored + name : this.#words.ready);
+    if (document.activeElement !== field) this.take(settings);
+  }
+
+  lose() {
+    clearTimeout(this.#timer);
+    say(this.#words.silent, true);
+  }
+}
+
+// A name is stored when it is finished: with Enter, by a choice from the list, or when the user
+// leaves the field, the window or the page. Until then it may be half typed.
+function storeWhenFinished(store) {
+  for (const event of ["change", "blur"]) field.addEventListener(event, store);
+  for (const event of ["blur", "pagehide"]) window.addEventListener(event, store);
+  document.addEventListener("visibilitychange", () => document.hidden && store());
+}
+
 /* exported connectElgatoStreamDeckSocket */
 
 // The host calls this when the page has loaded, with its port and the selected key or dial.
@@ -50,60 +118,27 @@ function connectElgatoStreamDeckSocket(port, uuid, registerEvent, info, actionIn
   const { action, payload } = JSON.parse(actionInfo);
   const words = showWords(findLanguage(JSON.parse(info).application?.language));
   const socket = new WebSocket(`ws://127.0.0.1:${port}`);
-  let settings = {};
-  let isStored = false;
-  let timer;
-
-  const send = (event, more) => socket.send(JSON.stringify({ event, context: uuid, ...more }));
-  const nameOf = (given) => (typeof given?.KeyName === "string" ? given.KeyName : "");
-
-  const take = (given) => {
-    settings = given ?? {};
-    field.value = nameOf(settings);
-  };
-
-  const ask = () => {
-    clearTimeout(timer);
-    timer = setTimeout(() => say(words.silent, true), kPatience);
-    send("getSettings");
-  };
-
-  const store = () => {
-    const KeyName = field.value.trim();
-    if (KeyName === nameOf(settings) || socket.readyState !== WebSocket.OPEN) return;
-    settings = { ...settings, KeyName };
-    isStored = true;
-    send("setSettings", { action, payload: settings });
-    send("sendToPlugin", { action, payload: { KeyName } });
-    ask();
-  };
-
-  // A name is stored when it is finished: with Enter, by a choice from the list, or when the user
-  // leaves the field, the window or the page. Until then it may be half typed.
-  for (const event of ["change", "blur"]) field.addEventListener(event, store);
-  for (const event of ["blur", "pagehide"]) window.addEventListener(event, store);
-  document.addEventListener("visibilitychange", () => document.hidden && store());
-
-  take(payload?.settings);
+  const settings = new Settings(words, action, (event, members) => {
+    if (socket.readyState !== WebSocket.OPEN) return false;
+    socket.send(JSON.stringify({ event, context: uuid, ...members }));
+    return true;
+  });
+  storeWhenFinished(() => settings.store());
+  settings.take(payload?.settings);
   offerNames(payload?.controller);
   say(words.waiting);
-  timer = setTimeout(() => say(words.silent, true), kPatience);
+  settings.expectAnswer();
   socket.addEventListener("open", () => {
     socket.send(JSON.stringify({ event: registerEvent, uuid }));
-    ask();
+    settings.ask();
     field.disabled = false;
   });
   socket.addEventListener("close", () => {
-    clearTimeout(timer);
-    say(words.silent, true);
+    settings.lose();
     field.disabled = true;
   });
   socket.addEventListener("message", ({ data }) => {
     const message = JSON.parse(data);
-    if (message.event !== "didReceiveSettings") return;
-    clearTimeout(timer);
-    const name = nameOf(message.payload?.settings);
-    say(isStored && name === nameOf(settings) ? words.stored + name : words.ready);
-    if (document.activeElement !== field) take(message.payload?.settings);
+    if (message.event === "didReceiveSettings") settings.answer(message.payload?.settings);
   });
 }

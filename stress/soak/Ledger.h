@@ -32,7 +32,7 @@ class Ledger {
   Number strange() const { return strangers; }
 
   struct Missing {
-    Number dropped = 0;  // by rule
+    Number dropped = 0;  // a drop that was allowed accounts for them
     Number lost = 0;     // nothing accounts for them
   };
   // The numbers that haven't come out. Those that are still on their way count as lost.

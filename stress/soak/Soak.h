@@ -3,8 +3,8 @@
 // order and once. The program's memory and its count of descriptors must not grow.
 //
 // At a loss the simulator falls silent until the program gives the link up; after every other loss
-// the simulator closes its stores and opens them again. Presses of just then are dropped by rule. A
-// restart closes and opens without a silence, and nothing is dropped.
+// the simulator closes its stores and opens them again. Presses of the seconds around a loss may be
+// dropped (Ledger::kReach). A restart closes and opens without a silence, and drops nothing.
 #pragma once
 
 #include <string>

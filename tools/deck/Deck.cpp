@@ -83,10 +83,10 @@ constexpr char kClose[] = "close";
 constexpr char kQuit[] = "quit";
 
 constexpr Command kCommands[] = {
-    {"{...}", "any event, as it is"},
-    {kClose, "the connection ends"},
-    {kQuit, "the same, and this program too"},
-    {kHelp, "this list"},
+    {"{...}", "sends any event, as it is"},
+    {kClose, "closes the plug-in's connection"},
+    {kQuit, "does the same, and ends this program"},
+    {kHelp, "prints this list"},
 };
 
 std::string help() {
@@ -272,17 +272,14 @@ class Deck {
   std::unique_ptr<ChildProcess> plugin;
 };
 
-}  // namespace
-
-int main(int argc, char* argv[]) {
-  Options options;
-  CLI::App app("Plays the Stream Deck application: starts the plug-in as the application does.");
+void declareOptions(CLI::App& app, Options& options) {
   app.add_option("BUNDLE", options.bundle,
                  "the plug-in's folder: its manifest says what is started")
       ->required()
       ->type_name("");
   app.add_option("--web", options.web, "where the web page's files lie")->type_name("DIR");
-  app.add_option("--port", options.port, "of the web page, or the next one that is free; 0 is any")
+  app.add_option("--port", options.port,
+                 "the web page's port, or the next one that is free; 0: any")
       ->type_name("N")
       ->capture_default_str();
   app.add_option("--listen", options.listen,
@@ -296,6 +293,14 @@ int main(int argc, char* argv[]) {
   app.add_option("--start", options.start, "time zero of the output, on the monotonic clock")
       ->type_name("NS");
   app.footer("Then reads commands from standard input:\n" + help());
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+  Options options;
+  CLI::App app("Plays the Stream Deck application: starts the plug-in as the application does.");
+  declareOptions(app, options);
   readCommandLine(app, argc, argv);
   try {
     if (!options.start.empty()) Output::setStart(options.start);

@@ -205,11 +205,6 @@ json VirtualDeck::readLayout(const std::string& path) const {
   return isLayout(layout) ? layout : json();
 }
 
-void VirtualDeck::log(const std::string& from, const std::string& text) {
-  const Lock lock(mutex);
-  write(from, text);
-}
-
 void VirtualDeck::write(const std::string& from, const std::string& text) {
   const bool isLong = text.size() > kLineLength;
   lines.push_back({{"time", Output::now()},

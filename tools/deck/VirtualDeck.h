@@ -50,9 +50,6 @@ class VirtualDeck {
   // it wasn't.
   std::string frame(const std::string& text);
 
-  // Adds a line to the log.
-  void log(const std::string& from, const std::string& text);
-
   // The whole state, and all log lines that are kept, as news.
   std::string stateNews() const;
   std::string logNews() const;

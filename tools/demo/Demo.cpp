@@ -1,7 +1,6 @@
 // The demonstration: starts the bridge with its trainer, the virtual deck and, through that, the
 // plug-in, waits for the link, and shows a press going out and the image that answers it coming
 // back.
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,6 +12,7 @@
 #include <filesystem>
 #include <string>
 
+#include "common/Helpers.h"
 #include "tools/common/ChildProcess.h"
 #include "tools/common/CommandLine.h"
 #include "tools/common/Output.h"
@@ -319,16 +319,6 @@ std::string usersOfStores() {
              process.user + ")\n";
   }
   return users;
-}
-
-// Opens /dev/null in place of the standard streams that are missing: otherwise the next files to be
-// opened would get their numbers and be taken for them.
-void openStandardStreams() {
-  for (int fd = open("/dev/null", O_RDWR); fd != -1; fd = open("/dev/null", O_RDWR)) {
-    if (fd <= STDERR_FILENO) continue;
-    (void)close(fd);
-    return;
-  }
 }
 
 int run(const std::string& build, bool showsAll) {

@@ -92,7 +92,8 @@ class Census {
       ++audit.brokenSlots;
       return;
     }
-    if (store::loadAcquire(entries[slot.idx].state) > 3) ++audit.pinnedChains;
+    constexpr u32 kStateWithoutReaders = 3;  // at most: its two low bits are no count
+    if (store::loadAcquire(entries[slot.idx].state) > kStateWithoutReaders) ++audit.pinnedChains;
     note(slot, lengths);
   }
 

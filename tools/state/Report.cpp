@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <sstream>
 
+#include "tools/common/Wrapped.h"
+
 using nlohmann::json;
 
 namespace {
 
-constexpr std::size_t kWidth = 80;
+constexpr std::size_t kWidth = 80;  // of a terminal
 
 std::string timeOf(std::time_t time) {
   if (time == 0) return "?";
@@ -17,20 +19,6 @@ std::string timeOf(std::time_t time) {
     (void)std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts);
   }
   return text;
-}
-
-// Breaks a text between words, so that no line is wider than a terminal.
-std::string wrapped(const std::string& text) {
-  std::istringstream words(text);
-  std::string all;
-  std::size_t length = 0;
-  for (std::string word; words >> word;) {
-    const bool fits = length + 1 + word.size() < kWidth;
-    if (length > 0) all += fits ? " " : "\n";
-    length = length > 0 && fits ? length + 1 + word.size() : word.size();
-    all += word;
-  }
-  return all + "\n";
 }
 
 const char* kindOf(StoreFile::Kind kind) {
@@ -116,6 +104,16 @@ void writeFigures(std::ostream& out, const RegionAudit& audit) {
   writeDamage(out, audit);
 }
 
+json keysOf(const RegionAudit& audit) {
+  json keys = json::array();
+  for (const auto& key : audit.keys) {
+    keys.push_back({{"key", printable(key.text)},
+                    {"value", printable(key.value)},
+                    {"valueBytes", key.valueBytes}});
+  }
+  return keys;
+}
+
 }  // namespace
 
 std::string printable(const std::string& text) {
@@ -161,7 +159,8 @@ std::string textOf(const Facts& facts) {
 }
 
 std::string textOf(const Verdict& verdict) {
-  return wrapped(verdict.words) + (verdict.remedy.empty() ? "" : wrapped(verdict.remedy));
+  const std::string remedy = verdict.remedy.empty() ? "" : wrapped(verdict.remedy, kWidth) + "\n";
+  return wrapped(verdict.words, kWidth) + "\n" + remedy;
 }
 
 json jsonOf(const StoreFacts& store) {
@@ -188,12 +187,7 @@ json jsonOf(const StoreFacts& store) {
                  {"written", store.isWritten},
                  {"taken", store.isTaken},
                  {"oldestWaitsSeconds", store.waits.count()}});
-  json& keys = object["keys"] = json::array();
-  for (const auto& key : audit.keys) {
-    keys.push_back({{"key", printable(key.text)},
-                    {"value", printable(key.value)},
-                    {"valueBytes", key.valueBytes}});
-  }
+  object["keys"] = keysOf(audit);
   return object;
 }
 

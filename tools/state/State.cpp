@@ -162,8 +162,7 @@ int main(int argc, char** argv) {
   std::vector<std::string> names;
   bool asJson = false;
   bool isFollowing = false;
-  CLI::App app(
-      "Says why a panel is black: who uses the two stores, what waits in them, what to do.");
+  CLI::App app("Says why a panel is black: who uses the two stores, what waits, what to do.");
   app.add_option("NAME", names, "stores to look into; without, the panel's two and a verdict")
       ->type_name("");
   app.add_flag("--json", asJson, "print JSON");

@@ -152,18 +152,7 @@ class Judge {
   }
 
   Found simulatorFault() const {
-    if (simulators.empty()) {
-      if (!others.empty()) {
-        return Verdict{"apart",
-                       nameOf(*others.front()) +
-                           " doesn't have the panel's two files: they were deleted and made again "
-                           "while it ran.",
-                       "Restart it."};
-      }
-      if (!farOthers.empty()) return apart("no-simulator", *farOthers.front());
-      return Verdict{"no-simulator", "No simulator's side is there." + whatWaits() + ofOthers(),
-                     "Start the simulator, or its plug-in or bridge that speaks with the panel."};
-    }
+    if (simulators.empty()) return noSimulator();
     if (simulators.size() > 1) {
       return Verdict{"two-simulators",
                      "More than one simulator's side is there: " + namesOf(simulators) +
@@ -176,6 +165,19 @@ class Judge {
                      "kill -CONT " + std::to_string(simulators.front()->pid)};
     }
     return {};
+  }
+
+  Verdict noSimulator() const {
+    if (!others.empty()) {
+      return {"apart",
+              nameOf(*others.front()) +
+                  " doesn't have the panel's two files: they were deleted and made again while it "
+                  "ran.",
+              "Restart it."};
+    }
+    if (!farOthers.empty()) return apart("no-simulator", *farOthers.front());
+    return {"no-simulator", "No simulator's side is there." + whatWaits() + ofOthers(),
+            "Start the simulator, or its plug-in or bridge that speaks with the panel."};
   }
 
   Found fullStore() const {

@@ -27,31 +27,52 @@ export function watchArranging(decks, button, { move, turnTo }) {
   );
 }
 
-function watchDrag(dragged, start, { move, turnTo }) {
-  const device = dragged.closest("[data-device]");
-  const kind = dragged.dataset.slot.split(":")[0];
-  const ghost = dragged.cloneNode(true);
-  let target = null;
+// The place or page's button that a drop would go to, which is marked on the page.
+class Target {
+  #dragged;
+  #device;
+  #kind;
+  #marked = null;
 
-  const aim = (element) => {
-    target?.removeAttribute("data-target");
-    const aimed = element?.closest(`[data-slot^="${kind}:"], [data-page]`);
-    target = aimed && aimed !== dragged && device.contains(aimed) ? aimed : null;
-    target?.setAttribute("data-target", "");
-  };
+  constructor(dragged) {
+    this.#dragged = dragged;
+    this.#device = dragged.closest("[data-device]");
+    this.#kind = dragged.dataset.slot.split(":")[0];
+  }
+
+  // Aims at the place that holds this element, if the dragged key or dial may go there.
+  aim(element) {
+    const aimed = element?.closest(`[data-slot^="${this.#kind}:"], [data-page]`);
+    const isFit = aimed && aimed !== this.#dragged && this.#device.contains(aimed);
+    this.#marked?.removeAttribute("data-target");
+    this.#marked = isFit ? aimed : null;
+    this.#marked?.setAttribute("data-target", "");
+  }
+
+  // Returns the slot or page aimed at, and aims at nothing from then on.
+  take() {
+    const { slot, page } = this.#marked?.dataset ?? {};
+    this.aim(null);
+    return { slot, page };
+  }
+}
+
+function watchDrag(dragged, start, { move, turnTo }) {
+  const ghost = dragged.cloneNode(true);
+  const target = new Target(dragged);
+
   const follow = (event) => {
     const [x, y] = [event.clientX - start.clientX, event.clientY - start.clientY];
     if (!ghost.isConnected && Math.hypot(x, y) < kDragDistance) return;
     if (!ghost.isConnected) showGhost(ghost, dragged);
     ghost.style.translate = `${x}px ${y}px`;
-    aim(document.elementFromPoint(event.clientX, event.clientY));
+    target.aim(document.elementFromPoint(event.clientX, event.clientY));
   };
   const listening = new AbortController();
   const drop = (event) => {
     listening.abort();
     ghost.remove();
-    const { slot, page } = target?.dataset ?? {};
-    aim(null);
+    const { slot, page } = target.take();
     if (event.type !== "pointerup") return;
     if (slot) move(dragged.dataset.context, slot);
     if (page) turnTo(dragged.dataset.context, Number(page));

@@ -1,12 +1,11 @@
 // Recognises the gestures on a knob: a press, a turn by dragging round it, by the wheel or by the
 // arrow keys, and a turn while it is held down.
+import { isPressKey } from "./press.js";
 import { Turning, Wheel } from "./turning.js";
 
 const kDragDistance = 6; // px; less is a press
 const kHoldTime = 300; // ms; a pointer that rests for so long presses, and may then turn
 const kKeyTicks = { ArrowRight: 1, ArrowUp: 1, ArrowLeft: -1, ArrowDown: -1 };
-
-const isPressKey = (event) => event.key === "Enter" || event.key === " ";
 
 // Calls `down` and `up` in turn, and `turn` with ticks.
 export function watchKnob(element, actions) {
@@ -37,31 +36,39 @@ function makePress(element, { down, up }) {
   return { begin: () => set(true, down), end: () => set(false, up) };
 }
 
-// A pointer that goes down may press or turn. It presses when it has rested for a while, or when it
-// is lifted at the same place.
+// A pointer that is down may press or turn. It presses when it has rested for a while, or when it is
+// lifted at the same place.
+class Drag {
+  constructor(element, { pointerId, clientX, clientY }, onRest) {
+    const { left, top, width, height } = element.getBoundingClientRect();
+    this.id = pointerId;
+    this.start = { x: clientX, y: clientY };
+    this.turning = new Turning({ x: left + width / 2, y: top + height / 2 }, this.start);
+    this.isTurning = false;
+    this.timer = setTimeout(onRest, kHoldTime);
+  }
+
+  // Returns the ticks of the move.
+  moveTo(point) {
+    const distance = Math.hypot(point.x - this.start.x, point.y - this.start.y);
+    this.isTurning ||= distance > kDragDistance;
+    if (!this.isTurning) return 0;
+    clearTimeout(this.timer);
+    return this.turning.moveTo(point);
+  }
+}
+
 function watchPointer(element, press, turn) {
-  let drag = null; // {id, start, turning, isTurning, timer}
+  let drag = null;
 
   element.addEventListener("pointerdown", (event) => {
     if (event.button !== 0 || drag) return;
     element.setPointerCapture(event.pointerId);
-    const { left, top, width, height } = element.getBoundingClientRect();
-    const start = { x: event.clientX, y: event.clientY };
-    drag = {
-      id: event.pointerId,
-      start,
-      turning: new Turning({ x: left + width / 2, y: top + height / 2 }, start),
-      isTurning: false,
-      timer: setTimeout(press.begin, kHoldTime),
-    };
+    drag = new Drag(element, event, press.begin);
   });
   element.addEventListener("pointermove", (event) => {
     if (drag?.id !== event.pointerId) return;
-    const point = { x: event.clientX, y: event.clientY };
-    drag.isTurning ||= Math.hypot(point.x - drag.start.x, point.y - drag.start.y) > kDragDistance;
-    if (!drag.isTurning) return;
-    clearTimeout(drag.timer);
-    turn(drag.turning.moveTo(point));
+    turn(drag.moveTo({ x: event.clientX, y: event.clientY }));
   });
   const finish = (event) => {
     if (drag?.id !== event.pointerId) return;
