@@ -31,39 +31,39 @@ using ContextOperation = void (ESDBasePlugin::*)(const std::string&, const std::
                                                  const json&, const std::string&);
 
 template <ContextOperation operation>
-void call(ESDBasePlugin& plugin, const Event& e) {
+void Call(ESDBasePlugin& plugin, const Event& e) {
   (plugin.*operation)(e.action, e.context, e.payload, e.device);
 }
 
 // Newer hosts send the two directions of a dial's press as events of their own, without "pressed".
 template <bool isPressed>
-void callDialPress(ESDBasePlugin& plugin, const Event& e) {
+void CallDialPress(ESDBasePlugin& plugin, const Event& e) {
   if (e.dialPresses.Repeats(e.context, ESDDialPresses::Form::Pair, isPressed)) return;
   json payload = e.payload;
   payload["pressed"] = isPressed;
   plugin.DialPressForAction(e.action, e.context, payload, e.device);
 }
 
-void callSingleDialPress(ESDBasePlugin& plugin, const Event& e) {
+void CallSingleDialPress(ESDBasePlugin& plugin, const Event& e) {
   const auto pressed = e.payload.find("pressed");
   if (pressed != e.payload.end() && pressed->is_boolean() &&
       e.dialPresses.Repeats(e.context, ESDDialPresses::Form::Single, pressed->get<bool>())) {
     return;
   }
-  call<&ESDBasePlugin::DialPressForAction>(plugin, e);
+  Call<&ESDBasePlugin::DialPressForAction>(plugin, e);
 }
 
 // Every event that is understood. Names are compared exactly; any other event is ignored.
 constexpr Route kRoutes[] = {
-    {"keyDown", call<&ESDBasePlugin::KeyDownForAction>},
-    {"keyUp", call<&ESDBasePlugin::KeyUpForAction>},
-    {"willAppear", call<&ESDBasePlugin::WillAppearForAction>},
+    {"keyDown", Call<&ESDBasePlugin::KeyDownForAction>},
+    {"keyUp", Call<&ESDBasePlugin::KeyUpForAction>},
+    {"willAppear", Call<&ESDBasePlugin::WillAppearForAction>},
     {"willDisappear",
      [](ESDBasePlugin& plugin, const Event& e) {
        e.dialPresses.Forget(e.context);
-       call<&ESDBasePlugin::WillDisappearForAction>(plugin, e);
+       Call<&ESDBasePlugin::WillDisappearForAction>(plugin, e);
      }},
-    {"didReceiveSettings", call<&ESDBasePlugin::DidReceiveSettings>},
+    {"didReceiveSettings", Call<&ESDBasePlugin::DidReceiveSettings>},
     {"didReceiveGlobalSettings",
      [](ESDBasePlugin& plugin, const Event& e) { plugin.DidReceiveGlobalSettings(e.payload); }},
     {"deviceDidConnect",
@@ -74,13 +74,13 @@ constexpr Route kRoutes[] = {
      }},
     {"deviceDidDisconnect",
      [](ESDBasePlugin& plugin, const Event& e) { plugin.DeviceDidDisconnect(e.device); }},
-    {"sendToPlugin", call<&ESDBasePlugin::SendToPlugin>},
+    {"sendToPlugin", Call<&ESDBasePlugin::SendToPlugin>},
     {"systemDidWakeUp", [](ESDBasePlugin& plugin, const Event&) { plugin.SystemDidWakeUp(); }},
-    {"dialPress", callSingleDialPress},
-    {"dialRotate", call<&ESDBasePlugin::DialRotateForAction>},
-    {"touchTap", call<&ESDBasePlugin::TouchTabForAction>},
-    {"dialDown", callDialPress<true>},
-    {"dialUp", callDialPress<false>},
+    {"dialPress", CallSingleDialPress},
+    {"dialRotate", Call<&ESDBasePlugin::DialRotateForAction>},
+    {"touchTap", Call<&ESDBasePlugin::TouchTabForAction>},
+    {"dialDown", CallDialPress<true>},
+    {"dialUp", CallDialPress<false>},
 };
 
 }  // namespace

@@ -21,7 +21,7 @@ struct Extent {
 
 // `begin` is the index after the opening quote. The index never goes back, so that the time doesn't
 // depend on what the string holds.
-Extent extentOf(std::string_view text, std::size_t begin) {
+Extent ExtentOf(std::string_view text, std::size_t begin) {
   std::size_t i = begin;
   while (text.size() - i >= kLongString && ESDJSONText::IsPlain(text.substr(i, kLongString))) {
     i += kLongString;
@@ -46,13 +46,13 @@ struct Outline {
   std::vector<Removed> removed;
 };
 
-Outline outlineOf(std::string_view text) {
+Outline OutlineOf(std::string_view text) {
   Outline outline;
   std::size_t copied = 0;
   std::size_t number = 0;
   for (std::size_t quote = text.find('"'); quote != std::string_view::npos; ++number) {
     const std::size_t begin = quote + 1;
-    const Extent extent = extentOf(text, begin);
+    const Extent extent = ExtentOf(text, begin);
     if (extent.isPlain && extent.end - begin > kLongString) {
       outline.removed.push_back({number, text.substr(begin, extent.end - begin)});
       outline.text += text.substr(copied, begin - copied);
@@ -68,77 +68,77 @@ Outline outlineOf(std::string_view text) {
 class Builder : public json::json_sax_t {
  public:
   explicit Builder(const std::vector<Outline::Removed>& removed)
-      : next(removed.begin()), end(removed.end()) {}
+      : mNext(removed.begin()), mEnd(removed.end()) {}
 
-  json take() { return std::move(root); }
+  json Take() { return std::move(mRoot); }
 
-  bool null() override { return add(nullptr); }
-  bool boolean(bool value) override { return add(value); }
-  bool number_integer(json::number_integer_t value) override { return add(value); }
-  bool number_unsigned(json::number_unsigned_t value) override { return add(value); }
+  bool null() override { return Add(nullptr); }
+  bool boolean(bool value) override { return Add(value); }
+  bool number_integer(json::number_integer_t value) override { return Add(value); }
+  bool number_unsigned(json::number_unsigned_t value) override { return Add(value); }
   bool number_float(json::number_float_t value, const std::string& /*text*/) override {
-    return add(value);
+    return Add(value);
   }
-  bool string(std::string& text) override { return add(complete(text)); }
+  bool string(std::string& text) override { return Add(Complete(text)); }
   bool binary(json::binary_t& /*bytes*/) override { return false; }  // no text holds any
-  bool start_object(std::size_t /*size*/) override { return open(json::object()); }
+  bool start_object(std::size_t /*size*/) override { return Open(json::object()); }
   bool key(std::string& text) override {
-    name = complete(text);
+    mName = Complete(text);
     return true;
   }
-  bool end_object() override { return close(); }
-  bool start_array(std::size_t /*size*/) override { return open(json::array()); }
-  bool end_array() override { return close(); }
+  bool end_object() override { return Close(); }
+  bool start_array(std::size_t /*size*/) override { return Open(json::array()); }
+  bool end_array() override { return Close(); }
   bool parse_error(std::size_t /*at*/, const std::string& /*token*/,
                    const json::exception& /*error*/) override {
     return false;
   }
 
  private:
-  std::string complete(std::string& text) {
-    const bool isRemoved = next != end && next->number == number;
-    ++number;
-    return isRemoved ? std::string(next++->content) : std::move(text);
+  std::string Complete(std::string& text) {
+    const bool isRemoved = mNext != mEnd && mNext->number == mNumber;
+    ++mNumber;
+    return isRemoved ? std::string(mNext++->content) : std::move(text);
   }
 
-  json& put(json value) {
-    if (containers.empty()) return root = std::move(value);
-    json& container = *containers.back();
-    if (container.is_object()) return container[name] = std::move(value);
+  json& Put(json value) {
+    if (mContainers.empty()) return mRoot = std::move(value);
+    json& container = *mContainers.back();
+    if (container.is_object()) return container[mName] = std::move(value);
     return container.emplace_back(std::move(value));
   }
 
-  bool add(json value) {
-    put(std::move(value));
+  bool Add(json value) {
+    Put(std::move(value));
     return true;
   }
 
-  bool open(json container) {
-    if (containers.size() == ESDJSONText::kMaxDepth) {
+  bool Open(json container) {
+    if (mContainers.size() == ESDJSONText::kMaxDepth) {
       throw std::runtime_error("the JSON nests too deeply");
     }
-    containers.push_back(&put(std::move(container)));
+    mContainers.push_back(&Put(std::move(container)));
     return true;
   }
 
-  bool close() {
-    containers.pop_back();
+  bool Close() {
+    mContainers.pop_back();
     return true;
   }
 
-  std::vector<Outline::Removed>::const_iterator next;
-  std::vector<Outline::Removed>::const_iterator end;
-  std::size_t number = 0;
-  json root;
-  std::vector<json*> containers;  // that are being read, the innermost last
-  std::string name;               // of the member that comes next
+  std::vector<Outline::Removed>::const_iterator mNext;
+  std::vector<Outline::Removed>::const_iterator mEnd;
+  std::size_t mNumber = 0;
+  json mRoot;
+  std::vector<json*> mContainers;  // that are being read, the innermost last
+  std::string mName;               // of the member that comes next
 };
 
-json read(const std::string& text, bool isAll) {
-  const Outline outline = outlineOf(text);
+json ReadText(const std::string& text, bool isAll) {
+  const Outline outline = OutlineOf(text);
   Builder builder(outline.removed);
   const std::string& shorter = outline.removed.empty() ? text : outline.text;
-  if (json::sax_parse(shorter, &builder, json::input_format_t::json, isAll)) return builder.take();
+  if (json::sax_parse(shorter, &builder, json::input_format_t::json, isAll)) return builder.Take();
   // The library alone parses it once more: its error tells where in the whole text the fault is.
   if (isAll) return json::parse(text);
   json first;
@@ -149,11 +149,11 @@ json read(const std::string& text, bool isAll) {
 }  // namespace
 
 json ESDJSONText::Read(const std::string& text) {
-  return read(text, true);
+  return ReadText(text, true);
 }
 
 json ESDJSONText::ReadFirst(const std::string& text) {
-  return read(text, false);
+  return ReadText(text, false);
 }
 
 // The loop has no early exit, so that compilers can check many characters at a time.

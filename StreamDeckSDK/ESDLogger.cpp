@@ -26,7 +26,7 @@ std::string Repaired(const std::string& text) {
 std::string LineOf(const std::string& context, const std::string& message) {
   constexpr std::size_t kMost = ESDLogger::kMaxLineBytes;
   const std::string whole = FileName(context) + ": " + message;
-  const std::string line = Repaired(whole.substr(0, wholeCharacters(whole, kMost)));
+  std::string line = Repaired(whole.substr(0, wholeCharacters(whole, kMost)));
   if (whole.size() <= kMost && line.size() <= kMost) return line;
   return line.substr(0, wholeCharacters(line, kMost)) +
          fmt::format("... (cut, {} bytes in all)", whole.size());

@@ -20,25 +20,25 @@ namespace {
 class PipeSignalHeld {
  public:
   PipeSignalHeld() {
-    sigemptyset(&pipe);
-    sigaddset(&pipe, SIGPIPE);
+    sigemptyset(&mPipe);
+    sigaddset(&mPipe, SIGPIPE);
     sigset_t pending;
     sigpending(&pending);
-    wasPending = sigismember(&pending, SIGPIPE) == 1;
-    pthread_sigmask(SIG_BLOCK, &pipe, &before);
+    mWasPending = sigismember(&pending, SIGPIPE) == 1;
+    pthread_sigmask(SIG_BLOCK, &mPipe, &mBefore);
   }
   ~PipeSignalHeld() {
     const timespec atOnce{0, 0};
-    if (!wasPending) (void)sigtimedwait(&pipe, nullptr, &atOnce);
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    if (!mWasPending) (void)sigtimedwait(&mPipe, nullptr, &atOnce);
+    pthread_sigmask(SIG_SETMASK, &mBefore, nullptr);
   }
   PipeSignalHeld(const PipeSignalHeld&) = delete;
   PipeSignalHeld& operator=(const PipeSignalHeld&) = delete;
 
  private:
-  sigset_t pipe{};
-  sigset_t before{};
-  bool wasPending = false;
+  sigset_t mPipe{};
+  sigset_t mBefore{};
+  bool mWasPending = false;
 };
 
 // The process that started us may hold the other end of a pipe and never read it, so a line that

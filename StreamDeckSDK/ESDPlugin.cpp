@@ -12,7 +12,7 @@ namespace {
 
 // Makes the call on the context's object, or logs the line if there is none.
 template <typename Call>
-void route(ESDPlugin& plugin, const std::string& action, const std::string& context,
+void Route(ESDPlugin& plugin, const std::string& action, const std::string& context,
            const char* line, Call call) {
   if (const auto target = plugin.GetOrCreateAction(action, context)) {
     call(*target);
@@ -21,7 +21,7 @@ void route(ESDPlugin& plugin, const std::string& action, const std::string& cont
   }
 }
 
-void rotate(ESDAction& target, const json& payload) {
+void Rotate(ESDAction& target, const json& payload) {
   const int ticks = payload.at("ticks").get<int>();
   const bool pressed = payload.at("pressed").get<bool>();
   const auto count = static_cast<unsigned int>(ticks);
@@ -37,19 +37,19 @@ void rotate(ESDAction& target, const json& payload) {
 
 void ESDPlugin::KeyDownForAction(const std::string& action, const std::string& context,
                                  const json& payload, const std::string& /*device*/) {
-  route(*this, action, context, "No action for keydown - {} {}",
+  Route(*this, action, context, "No action for keydown - {} {}",
         [&](ESDAction& target) { target.KeyDown(payload.at("settings")); });
 }
 
 void ESDPlugin::KeyUpForAction(const std::string& action, const std::string& context,
                                const json& payload, const std::string& /*device*/) {
-  route(*this, action, context, "No action for keyup - {} {}",
+  Route(*this, action, context, "No action for keyup - {} {}",
         [&](ESDAction& target) { target.KeyUp(payload.at("settings")); });
 }
 
 void ESDPlugin::DialPressForAction(const std::string& action, const std::string& context,
                                    const json& payload, const std::string& /*device*/) {
-  route(*this, action, context, "No action for dialPress - {} {}", [&](ESDAction& target) {
+  Route(*this, action, context, "No action for dialPress - {} {}", [&](ESDAction& target) {
     if (payload.at("pressed").get<bool>()) {
       target.DialDown(payload.at("settings"));
     } else {
@@ -60,24 +60,24 @@ void ESDPlugin::DialPressForAction(const std::string& action, const std::string&
 
 void ESDPlugin::DialRotateForAction(const std::string& action, const std::string& context,
                                     const json& payload, const std::string& /*device*/) {
-  route(*this, action, context, "No action for dialRotate - {} {}",
-        [&](ESDAction& target) { rotate(target, payload); });
+  Route(*this, action, context, "No action for dialRotate - {} {}",
+        [&](ESDAction& target) { Rotate(target, payload); });
 }
 
 void ESDPlugin::WillAppearForAction(const std::string& action, const std::string& context,
                                     const json& payload, const std::string& /*device*/) {
-  route(*this, action, context, "No action for WillAppear - {} {}",
+  Route(*this, action, context, "No action for WillAppear - {} {}",
         [&](ESDAction& target) { target.WillAppear(payload.at("settings")); });
 }
 
 void ESDPlugin::SendToPlugin(const std::string& action, const std::string& context,
                              const json& payload, const std::string& /*device*/) {
-  route(*this, action, context, "Received plugin request for unknown action {} {}",
+  Route(*this, action, context, "Received plugin request for unknown action {} {}",
         [&](ESDAction& target) { target.SendToPlugin(payload); });
 }
 
 void ESDPlugin::DidReceiveSettings(const std::string& action, const std::string& context,
                                    const json& payload, const std::string& /*device*/) {
-  route(*this, action, context, "No action for DidReceiveSettings: {} {}",
+  Route(*this, action, context, "No action for DidReceiveSettings: {} {}",
         [&](ESDAction& target) { target.DidReceiveSettings(payload.at("settings")); });
 }

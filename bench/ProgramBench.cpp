@@ -153,7 +153,7 @@ void frameTimes(Linked& linked, int times) {
 // Seconds from a title of 256 KB of line breaks, each of them two characters in JSON, to its frame.
 double longTitleTime(Linked& linked) {
   std::string breaks;
-  while (breaks.size() < 256 * 1024) breaks += "\\n";
+  while (breaks.size() < std::size_t{256} * 1024) breaks += "\\n";
   const std::uint64_t wanted = linked.host.count() + 1;
   const auto start = Clock::now();
   linked.link.send(title(breaks));

@@ -18,7 +18,7 @@ void readText(benchmark::State& state, const JsonTexts::Make& make) {
       benchmark::DoNotOptimize(e.id);  // one of the texts is cut short
     }
   }
-  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * text.size()));
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(text.size()));
 }
 
 }  // namespace

@@ -53,7 +53,7 @@ fs::path Folders::ofUser() {
 fs::path Folders::shipped(const char* name) {
   const fs::path folder = program().parent_path();
   std::error_code error;
-  const fs::path beside = folder / name;
+  fs::path beside = folder / name;
   if (fs::is_directory(beside, error)) return beside;
   return folder.parent_path() / "share" / "velomar" / name;
 }

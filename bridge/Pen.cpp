@@ -67,7 +67,7 @@ bool writePng(cairo_surface_t* surface, std::string& bytes) {
   png_set_bgr(png);
   png_set_filler(png, 0, PNG_FILLER_AFTER);
   unsigned char* pixels = cairo_image_surface_get_data(surface);
-  const int stride = cairo_image_surface_get_stride(surface);
+  const std::ptrdiff_t stride = cairo_image_surface_get_stride(surface);
   for (int y = 0; y < height; ++y) png_write_row(png, pixels + y * stride);
   png_write_end(png, info);
   png_destroy_write_struct(&png, &info);

@@ -133,7 +133,7 @@ std::vector<json> partsOf(const std::string& text) {
 void noteChanges(const std::vector<json>& parts, Deliveries& deliveries) {
   using namespace protocol::to_panel;
   for (const json& part : parts) {
-    const json name = part.at("Message");
+    const json& name = part.at("Message");
     const json context = part.value("Context", json());
     const bool changes =
         name == kResetContext || name == kUpdateImageId || name == kUpdateFullImageId;

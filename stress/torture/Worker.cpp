@@ -28,7 +28,7 @@ std::vector<std::string> tortureKeys(u32 blockSize) {
 
 std::string keptKey(u32 worker, u32 workers, u32 slots) {
   for (u32 i = 0;; ++i) {
-    const std::string key = "kept " + std::to_string(i);
+    std::string key = "kept " + std::to_string(i);
     const u32 home = store::hashOf(key.data(), static_cast<u32>(key.size())) % slots;
     if (home == worker * slots / workers) return key;
   }

@@ -13,7 +13,9 @@ TEST(ThreadSafeQueue, HandsElementsOnInOrderAndKeepsTheFrontUntilPopped) {
   ThreadSafeQueue<std::string> queue;
   std::string pushed = "an element long enough to live on the heap";
   queue.push(std::move(pushed));
-  EXPECT_EQ(pushed, "an element long enough to live on the heap") << "push copies";
+  EXPECT_EQ(pushed,
+            "an element long enough to live on the heap")  // NOLINT(bugprone-use-after-move)
+      << "push copies";
   std::string& front = queue.front();
   for (int i = 0; i < 1000; ++i) queue.push(std::to_string(i));
   EXPECT_EQ(&queue.front(), &front) << "pushes must not move what the consumer is using";

@@ -15,8 +15,10 @@
 
 typedef unsigned long long u64;
 typedef char u32;
+// NOLINTBEGIN(readability-identifier-naming): headers of authors define these
 #define min(a, b) ((a) < (b) ? (a) : (b))
 #define max(a, b) ((a) > (b) ? (a) : (b))
+// NOLINTEND(readability-identifier-naming)
 
 class Base64 {};
 class Deliveries {};

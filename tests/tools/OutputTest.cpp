@@ -44,7 +44,7 @@ class PromptTest : public testing::Test {
       unread.append(bytes, static_cast<std::size_t>(count));
     }
     EXPECT_THAT(unread, HasSubstr(text));
-    const std::string taken = unread.substr(0, unread.find(text) + text.size());
+    std::string taken = unread.substr(0, unread.find(text) + text.size());
     unread.erase(0, taken.size());
     return taken;
   }

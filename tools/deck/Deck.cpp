@@ -191,7 +191,7 @@ class Deck {
 
   // Returns an error text, empty on success. A change of the places is saved in the profile.
   std::string obeyDeck(const std::string& command) {
-    const std::string error = deck.obey(command);
+    std::string error = deck.obey(command);
     if (!error.empty() || !DeckModel::isOfPlaces(command)) return error;
     return profile.save([this] { return deck.profile(); });
   }

@@ -21,12 +21,12 @@ using Lock = std::lock_guard<std::mutex>;
 namespace http = websocketpp::http;
 
 constexpr int kPortTries = 20;
-constexpr std::size_t kMaxCommand = 64 * 1024;  // bytes; a page sends short commands
+constexpr std::size_t kMaxCommand = std::size_t{64} * 1024;  // bytes; a page sends short commands
 constexpr char kScheme[] = "http://";
 
 asio::ip::address parseAddress(const std::string& text) {
   asio::error_code error;
-  const auto address = asio::ip::make_address(text, error);
+  auto address = asio::ip::make_address(text, error);
   if (error) throw std::runtime_error("not an IP address: " + text);
   return address;
 }

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <regex>
+#include <set>
 
 using nlohmann::json;
 
@@ -140,7 +141,8 @@ void FlightGearStandIn::run(const json& request) {
 void FlightGearStandIn::setNode(Node& node, const json& value) {
   if (node.type == "-") node.type = value.is_string() ? "string" : "double";
   if (node.type == "bool") {
-    node.value = value == true || value == 1 || value == "true" || value == "1";
+    static const std::set<json> kTrue{true, 1, "true", "1"};
+    node.value = kTrue.count(value) != 0;
   } else if (node.type == "double") {
     node.value = value.is_string() ? std::strtod(value.get<std::string>().c_str(), nullptr)
                                    : value.get<double>();

@@ -242,7 +242,7 @@ void XPlaneStandIn::setActive(const Connection& from, const json& entry) {
 
 void XPlaneStandIn::write(const json& entry) {
   Dataref& dataref = byId(datarefs, entry.at("id"), "invalid_dataref_id");
-  const json value = entry.at("value");
+  const json& value = entry.at("value");
   const json index = entry.value("index", json());
   if (!dataref.isWritable) throw Failure{"dataref_is_readonly"};
   const bool isText = dataref.type == "data";

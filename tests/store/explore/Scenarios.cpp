@@ -264,7 +264,7 @@ class StoreRun {
       if (!key.empty()) listed.insert(key);
     }
     for (const Event& event : history) {
-      if (!event.action.key.empty() && stores[last()]->get(event.action.key) != "") {
+      if (!event.action.key.empty() && !stores[last()]->get(event.action.key).empty()) {
         readable.insert(event.action.key);
       }
     }
@@ -327,7 +327,7 @@ class DoorRun {
 // The nth key of one letter whose probe starts at that slot.
 std::string keyAt(u32 slot, u32 n, u32 nth = 0) {
   for (char a = 'a';; ++a) {
-    const std::string key(1, a);
+    std::string key(1, a);
     if (store::hashOf(key.data(), 1) % n == slot % n && nth-- == 0) return key;
   }
 }
@@ -460,7 +460,7 @@ Scenario randomScenario(u32 seed) {
   const auto action = [&]() -> std::string {
     static const char* const kKinds[] = {"put", "put", "del", "get", "get-value", "list"};
     static const char* const kValues[] = {"v", "value", "two-blocks!", "three-blocks,-yes"};
-    const std::string kind = kKinds[dice(6)];
+    std::string kind = kKinds[dice(6)];
     if (kind == "list") return kind;
     const std::string call = kind + ' ' + static_cast<char>('a' + dice(3));
     return kind != "put" ? call : call + ' ' + kValues[dice(4)] + std::to_string(dice(10));
