@@ -177,11 +177,14 @@ bool isDigits(const std::string& text) {
 
 // The parts of a key.
 
-void paintGround(Pen& pen, double width, double height) {
+// The rim shows what must not be missed, since the symbols of lights keep their own colours.
+void paintGround(Pen& pen, const Face& face, double width, double height) {
+  const bool isNotable =
+      isLit(face) && (face.state == State::Transit || face.state == State::Fault);
   pen.box({3, 3}, width - 6, height - 6, 12);
   pen.fill(kGroundTop, kGroundBottom, height);
   pen.box({3, 3}, width - 6, height - 6, 12);
-  pen.stroke(kRim, 1.5);
+  pen.stroke(isNotable ? toneOf(face) : kRim, isNotable ? 4 : 1.5);
 }
 
 // On a lit key the words are dark on the state's colour.
@@ -225,7 +228,7 @@ std::string paintKey(Symbols& symbols, const Face& face, int pixels) {
   if (face.kind == Kind::Picture && !face.picture.empty()) {
     pen.picture(symbols, face.picture, {0, 0}, kKey, kKey, isDark(face) ? kDimmed : 1);
   } else {
-    paintGround(pen, kKey, kKey);
+    paintGround(pen, face, kKey, kKey);
     pen.text(face.label, {72, 24}, 18, 124, labelColour(face));
     paintBody(pen, symbols, face);
   }
@@ -239,7 +242,7 @@ std::string paintKey(Symbols& symbols, const Face& face, int pixels) {
 
 std::string paintDial(Symbols& symbols, const Face& face) {
   Pen pen(kDialWidth, kDialHeight, 1);
-  paintGround(pen, kDialWidth, kDialHeight);
+  paintGround(pen, face, kDialWidth, kDialHeight);
   pen.line({{124.5, 12}, {124.5, 88}});
   pen.stroke(kRim, 1);
   paintSymbol(pen, symbols, face, {161, 50}, 34);

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <memory>
+#include <set>
 #include <sstream>
 
 #include "bridge/FaceSheet.h"
@@ -120,12 +121,17 @@ TEST_F(FacePainterTest, DrawsEachKindAsItWasLookedAt) {
   expectLikeGolden("titled", titled);
 }
 
-TEST_F(FacePainterTest, EachSymbolThatShipsCanBeDrawnAndHasAStateToShow) {
+TEST_F(FacePainterTest, EachSymbolThatShipsShowsEachState) {
   EXPECT_GE(symbols.names().size(), 14U);
   for (const std::string& name : symbols.names()) {
-    const auto lit = face(Panel::Face::Lamp, Panel::State::On, "", name.c_str(), "");
-    const auto bare = face(Panel::Face::Lamp, Panel::State::On, "", "", "");
-    EXPECT_NE(painter.png(lit), painter.png(bare)) << name;
+    std::set<std::string> pictures;
+    for (const auto state : {Panel::State::On, Panel::State::Off, Panel::State::Transit,
+                             Panel::State::Fault, Panel::State::Unavailable}) {
+      pictures.insert(painter.png(face(Panel::Face::Lamp, state, "", name.c_str(), "")));
+    }
+    // On and off are told apart by an instrument's needle.
+    const bool isPlate = name == "clock" || name == "compass" || name == "scale";
+    EXPECT_EQ(pictures.size(), isPlate ? 4U : 5U) << name;
   }
 }
 
