@@ -11,15 +11,14 @@ namespace {
 
 TEST(ThreadSafeQueue, HandsElementsOnInOrderAndKeepsTheFrontUntilPopped) {
   ThreadSafeQueue<std::string> queue;
-  std::string pushed = "an element long enough to live on the heap";
+  const std::string text = "an element long enough to live on the heap";
+  std::string pushed = text;
   queue.push(std::move(pushed));
-  EXPECT_EQ(pushed,
-            "an element long enough to live on the heap")  // NOLINT(bugprone-use-after-move)
-      << "push copies";
+  EXPECT_EQ(pushed, text) << "push copies";  // NOLINT(bugprone-use-after-move)
   std::string& front = queue.front();
   for (int i = 0; i < 1000; ++i) queue.push(std::to_string(i));
   EXPECT_EQ(&queue.front(), &front) << "pushes must not move what the consumer is using";
-  EXPECT_EQ(front, pushed);
+  EXPECT_EQ(front, text);
   EXPECT_EQ(queue.size(), 1001U);
   queue.pop();
   for (int i = 0; i < 1000; ++i, queue.pop()) ASSERT_EQ(queue.front(), std::to_string(i));

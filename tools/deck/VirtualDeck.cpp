@@ -137,7 +137,7 @@ std::string VirtualDeck::frame(const std::string& text) {
     return {};
   }
   if (faces.count(context) == 0) return {};
-  const std::string refusal = apply(event, context, payload);
+  std::string refusal = apply(event, context, payload);
   if (!refusal.empty()) write("refused", refusal);
   return refusal;
 }

@@ -45,8 +45,9 @@ Files& files() {
 }
 
 char* place(std::size_t number) {
-  const auto start = reinterpret_cast<std::uintptr_t>(files().memory.get());
-  return reinterpret_cast<char*>((start + 4095) / 4096 * 4096) + number * kMaxLength;
+  char* const start = files().memory.get();
+  const std::size_t over = reinterpret_cast<std::uintptr_t>(start) % 4096;
+  return start + (4096 - over) % 4096 + number * kMaxLength;
 }
 
 File* opened(int fd) {
@@ -58,7 +59,7 @@ File* opened(int fd) {
 void fill(struct stat& status, const File& file) {
   status = {};
   status.st_dev = 1;
-  status.st_ino = static_cast<ino_t>(file.number + 1);
+  status.st_ino = static_cast<ino_t>(file.number) + 1;
   status.st_size = static_cast<off_t>(file.length);
 }
 
@@ -112,7 +113,8 @@ std::string placeInFile(const void* address) {
 
 }  // namespace explore
 
-// The linker sends the store's calls here. NOLINTBEGIN(bugprone-reserved-identifier)
+// The linker sends the store's calls here, by names that are its own.
+// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming)
 using explore::File;
 using explore::files;
 
@@ -210,7 +212,8 @@ int __wrap_nanosleep(const timespec*, timespec*) {
 }  // extern "C"
 
 // std::chrono::steady_clock::now, by the name that the linker knows.
+// NOLINTNEXTLINE(clang-diagnostic-return-type-c-linkage)
 extern "C" std::chrono::steady_clock::time_point __wrap__ZNSt6chrono3_V212steady_clock3nowEv() {
   return std::chrono::steady_clock::time_point(explore::now());
 }
-// NOLINTEND(bugprone-reserved-identifier)
+// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
