@@ -191,6 +191,7 @@ void Bridge::pollLink() {
   if (link.isUp() != wasUp) {
     wasUp = link.isUp();
     Log::line(wasUp ? "link up" : "link down");
+    if (!wasUp) view.letGo();
   }
   if (!notice.empty() && now() >= noticeEnd) {
     notice.clear();

@@ -101,8 +101,12 @@ Expression::Expression(const std::string& text, const std::vector<std::string>& 
 }
 
 std::optional<double> Expression::evaluate(const Values& values, bool isPressed) const {
+  return evaluate([&values](std::size_t place) { return values.number(place); }, isPressed);
+}
+
+std::optional<double> Expression::evaluate(const Numbers& numberOf, bool isPressed) const {
   for (const std::size_t place : places) {
-    const auto number = values.number(place);
+    const auto number = numberOf(place);
     if (!number) return std::nullopt;
     formula->numbers[place] = *number;
   }

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -26,8 +27,11 @@ class Expression {
   // A value's place is its index in `names`. Throws ExpressionError.
   Expression(const std::string& text, const std::vector<std::string>& names);
 
-  // nullopt: a value that it needs isn't known or is a text, or the result is no finite number.
+  // nullopt: a value that it needs isn't known or is a text, or the result is no finite number. The
+  // second form asks for the number of each place that it needs.
+  using Numbers = std::function<std::optional<double>(std::size_t place)>;
   std::optional<double> evaluate(const Values& values, bool isPressed = false) const;
+  std::optional<double> evaluate(const Numbers& numberOf, bool isPressed) const;
 
   // The places of the values that it needs.
   const std::vector<std::size_t>& needs() const { return places; }

@@ -37,11 +37,11 @@ void Hand::setKnown(std::size_t command, bool isKnown) {
   isKnown ? void(unknown.erase(command)) : void(unknown.insert(command));
 }
 
-Hand::Answer Hand::perform(const Panel::Actions& actions, Time now,
+Hand::Answer Hand::perform(const Panel::Actions& actions, Moment moment,
                            std::vector<std::size_t>& held) {
   Answer answer = Answer::Done;
   for (const Panel::Action& action : actions) {
-    if (!perform(action, now, held)) return Answer::Refused;
+    if (!perform(action, moment, held)) return Answer::Refused;
     if (action.isConfirmed) answer = Answer::Confirmed;
   }
   return answer;
@@ -57,42 +57,44 @@ void Hand::release(std::vector<std::size_t>& held) {
   held.clear();
 }
 
-Hand::Answer Hand::turn(const Panel::Turn& turn, int ticks, bool isFast, Time now) {
+Hand::Answer Hand::turn(const Panel::Turn& turn, int ticks, bool isFast, Moment moment) {
   const int detents = std::clamp(ticks, -kMostDetents, kMostDetents);
-  if (turn.add && !add(*turn.add, detents, isFast, now)) return Answer::Refused;
+  if (turn.add && !add(*turn.add, detents, isFast, moment)) return Answer::Refused;
   std::vector<std::size_t> held;
   Answer answer = Answer::Done;
   for (int i = 0; i < std::abs(detents) && answer != Answer::Refused; ++i) {
-    answer = perform(detents > 0 ? turn.up : turn.down, now, held);
+    answer = perform(detents > 0 ? turn.up : turn.down, moment, held);
   }
   release(held);
   return answer;
 }
 
-bool Hand::perform(const Panel::Action& action, Time now, std::vector<std::size_t>& held) {
+bool Hand::perform(const Panel::Action& action, Moment moment, std::vector<std::size_t>& held) {
   if (const auto* run = std::get_if<Panel::Run>(&action.what)) return this->run(*run, &held);
-  if (const auto* toggle = std::get_if<Panel::Toggle>(&action.what)) return perform(*toggle, now);
-  if (const auto* cycle = std::get_if<Panel::Cycle>(&action.what)) return perform(*cycle, now);
-  if (const auto* added = std::get_if<Panel::Add>(&action.what)) return add(*added, 1, false, now);
-  return perform(std::get<Panel::Set>(action.what), now);
+  if (const auto* toggle = std::get_if<Panel::Toggle>(&action.what))
+    return perform(*toggle, moment);
+  if (const auto* cycle = std::get_if<Panel::Cycle>(&action.what)) return perform(*cycle, moment);
+  if (const auto* added = std::get_if<Panel::Add>(&action.what))
+    return add(*added, 1, false, moment);
+  return perform(std::get<Panel::Set>(action.what), moment);
 }
 
-bool Hand::perform(const Panel::Toggle& toggle, Time now) {
-  const auto value = valueOf(toggle.place, now);
-  return value && write(toggle.place, *value == 0 ? 1 : 0, now);
+bool Hand::perform(const Panel::Toggle& toggle, Moment moment) {
+  const auto value = valueOf(toggle.place, moment.now);
+  return value && write(toggle.place, *value == 0 ? 1 : 0, moment.now);
 }
 
-bool Hand::perform(const Panel::Set& set, Time now) {
-  const auto value = set.to.evaluate(values);
-  return value && write(set.place, *value, now);
+bool Hand::perform(const Panel::Set& set, Moment moment) {
+  const auto value = resultOf(set.to, moment);
+  return value && write(set.place, *value, moment.now);
 }
 
 // Writes the position after the one that is nearest to the present value.
-bool Hand::perform(const Panel::Cycle& cycle, Time now) {
-  const auto value = valueOf(cycle.place, now);
+bool Hand::perform(const Panel::Cycle& cycle, Moment moment) {
+  const auto value = valueOf(cycle.place, moment.now);
   std::vector<double> positions;
   for (const Expression& each : cycle.through) {
-    const auto position = each.evaluate(values);
+    const auto position = resultOf(each, moment);
     if (!position || !value) return false;
     positions.push_back(*position);
   }
@@ -101,23 +103,23 @@ bool Hand::perform(const Panel::Cycle& cycle, Time now) {
         return std::abs(one - *value) < std::abs(other - *value);
       });
   const auto next = static_cast<std::size_t>(nearest - positions.begin() + 1) % positions.size();
-  return write(cycle.place, positions[next], now);
+  return write(cycle.place, positions[next], moment.now);
 }
 
-bool Hand::add(const Panel::Add& add, double steps, bool isFast, Time now) {
-  const auto value = valueOf(add.place, now);
-  const auto step = (isFast && add.fast ? *add.fast : add.step).evaluate(values);
+bool Hand::add(const Panel::Add& add, double steps, bool isFast, Moment moment) {
+  const auto value = valueOf(add.place, moment.now);
+  const auto step = resultOf(isFast && add.fast ? *add.fast : add.step, moment);
   if (!value || !step) return false;
   double sum = *value + steps * *step;
   if (add.limits) {
-    const auto from = add.limits->from.evaluate(values);
-    const auto to = add.limits->to.evaluate(values);
+    const auto from = resultOf(add.limits->from, moment);
+    const auto to = resultOf(add.limits->to, moment);
     if (!from || !to || !(*from < *to)) return false;
     const double size = *to - *from;
     const double turns = std::floor((sum - *from) / size + kClose);
     sum = add.wraps ? sum - turns * size : std::clamp(sum, *from, *to);
   }
-  return write(add.place, sum, now);
+  return write(add.place, sum, moment.now);
 }
 
 bool Hand::run(const Panel::Run& run, std::vector<std::size_t>* held) {
@@ -144,6 +146,12 @@ std::optional<double> Hand::valueOf(std::size_t place, Time now) const {
   const auto last = written.find(place);
   if (last != written.end() && now - last->second.at < kDoubt) return last->second.value;
   return values.number(place);
+}
+
+// Like valueOf, so that an action goes on from what the one before it has written.
+std::optional<double> Hand::resultOf(const Expression& expression, Moment moment) const {
+  return expression.evaluate([&](std::size_t place) { return valueOf(place, moment.now); },
+                             moment.isPressed);
 }
 
 }  // namespace bridge

@@ -17,6 +17,12 @@ class Hand {
  public:
   using Time = std::chrono::milliseconds;
 
+  // When the user does something, and whether the key or dial is down then.
+  struct Moment {
+    Time now;
+    bool isPressed;
+  };
+
   enum class Answer {
     Done,       // or there was nothing to do; the face shows it, so no sign is needed
     Confirmed,  // done, and worth a sign
@@ -39,13 +45,13 @@ class Hand {
 
   // Carries out the actions in order, up to the first that is refused. Commands that are to be held
   // are added to `held`.
-  Answer perform(const Panel::Actions& actions, Time now, std::vector<std::size_t>& held);
+  Answer perform(const Panel::Actions& actions, Moment moment, std::vector<std::size_t>& held);
 
   // Releases the held commands. A command that two keys hold ends with the second release.
   void release(std::vector<std::size_t>& held);
 
   // Carries out a dial's turn by `ticks`.
-  Answer turn(const Panel::Turn& turn, int ticks, bool isFast, Time now);
+  Answer turn(const Panel::Turn& turn, int ticks, bool isFast, Moment moment);
 
  private:
   // A value that was written and that the simulator may not have told yet.
@@ -54,14 +60,15 @@ class Hand {
     Time at;
   };
 
-  bool perform(const Panel::Action& action, Time now, std::vector<std::size_t>& held);
-  bool perform(const Panel::Toggle& toggle, Time now);
-  bool perform(const Panel::Set& set, Time now);
-  bool perform(const Panel::Cycle& cycle, Time now);
-  bool add(const Panel::Add& add, double steps, bool isFast, Time now);
+  bool perform(const Panel::Action& action, Moment moment, std::vector<std::size_t>& held);
+  bool perform(const Panel::Toggle& toggle, Moment moment);
+  bool perform(const Panel::Set& set, Moment moment);
+  bool perform(const Panel::Cycle& cycle, Moment moment);
+  bool add(const Panel::Add& add, double steps, bool isFast, Moment moment);
   bool run(const Panel::Run& run, std::vector<std::size_t>* held);
   bool write(std::size_t place, double value, Time now);
   std::optional<double> valueOf(std::size_t place, Time now) const;
+  std::optional<double> resultOf(const Expression& expression, Moment moment) const;
 
   const Panel& panel;
   SimulatorKind kind;

@@ -1,8 +1,10 @@
 #include "bridge/PanelLibrary.h"
 
 #include <algorithm>
-#include <cctype>
+#include <set>
 #include <system_error>
+
+#include "bridge/Text.h"
 
 namespace bridge {
 
@@ -10,19 +12,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
-bool isSame(const std::string& one, const std::string& other) {
-  return std::equal(one.begin(), one.end(), other.begin(), other.end(), [](char a, char b) {
-    return std::tolower(static_cast<unsigned char>(a)) ==
-           std::tolower(static_cast<unsigned char>(b));
-  });
-}
-
 bool isFor(const Panel& panel, const std::string& aircraft) {
   return std::any_of(panel.aircraft.begin(), panel.aircraft.end(),
-                     [&aircraft](const std::string& name) { return isSame(name, aircraft); });
+                     [&aircraft](const std::string& name) { return Text::isSame(name, aircraft); });
 }
 
+// Editors and systems keep hidden files of their own beside a panel's, with its extension.
 bool isPanelFile(const fs::path& file) {
+  if (file.filename().string().front() == '.') return false;
   return file.extension() == ".yaml" || file.extension() == ".yml";
 }
 
@@ -36,11 +33,17 @@ PanelLibrary::PanelLibrary(const Path& file, std::vector<std::string> symbolName
 
 bool PanelLibrary::refresh() {
   found.clear();
-  order = list();
+  order.clear();
+  if (!single.empty()) order.push_back({single});
+  for (const Path& folder : folders) order.push_back(listOf(folder));
   bool hasChanged = false;
-  for (const Path& file : order) hasChanged = read(file) || hasChanged;
+  std::set<Path> present;
+  for (const Files& files : order) {
+    for (const Path& file : files) hasChanged = read(file) || hasChanged;
+    present.insert(files.begin(), files.end());
+  }
   for (auto it = known.begin(); it != known.end();) {
-    const bool isThere = std::find(order.begin(), order.end(), it->first) != order.end();
+    const bool isThere = present.count(it->first) != 0;
     hasChanged = hasChanged || !isThere;
     it = isThere ? std::next(it) : known.erase(it);
   }
@@ -48,15 +51,28 @@ bool PanelLibrary::refresh() {
 }
 
 std::shared_ptr<const Panel> PanelLibrary::choose(const std::vector<std::string>& aircraft) const {
-  std::shared_ptr<const Panel> forAny;
-  for (const std::string& name : aircraft) {
-    for (const Path& file : order) {
+  if (aircraft.empty()) return nullptr;
+  for (const Files& files : order) {
+    if (auto panel = chooseFrom(files, aircraft)) return panel;
+  }
+  for (const Files& files : order) {
+    for (const Path& file : files) {
       const auto& panel = known.at(file).panel;
-      if (panel != nullptr && (!single.empty() || isFor(*panel, name))) return panel;
-      if (panel != nullptr && panel->isForAny && forAny == nullptr) forAny = panel;
+      if (panel != nullptr && panel->isForAny) return panel;
     }
   }
-  return forAny;
+  return nullptr;
+}
+
+std::shared_ptr<const Panel> PanelLibrary::chooseFrom(
+    const Files& files, const std::vector<std::string>& aircraft) const {
+  for (const std::string& name : aircraft) {
+    for (const Path& file : files) {
+      const auto& panel = known.at(file).panel;
+      if (panel != nullptr && (!single.empty() || isFor(*panel, name))) return panel;
+    }
+  }
+  return nullptr;
 }
 
 PanelLibrary::Path PanelLibrary::fileOf(const Panel* panel) const {
@@ -67,18 +83,13 @@ PanelLibrary::Path PanelLibrary::fileOf(const Panel* panel) const {
   return {};
 }
 
-std::vector<PanelLibrary::Path> PanelLibrary::list() const {
-  if (!single.empty()) return {single};
-  std::vector<Path> files;
-  for (const Path& folder : folders) {
-    std::vector<Path> here;
-    std::error_code error;
-    for (const auto& entry : fs::directory_iterator(folder, error)) {
-      if (isPanelFile(entry.path())) here.push_back(entry.path());
-    }
-    std::sort(here.begin(), here.end());
-    files.insert(files.end(), here.begin(), here.end());
+PanelLibrary::Files PanelLibrary::listOf(const Path& folder) {
+  Files files;
+  std::error_code error;
+  for (const auto& entry : fs::directory_iterator(folder, error)) {
+    if (isPanelFile(entry.path())) files.push_back(entry.path());
   }
+  std::sort(files.begin(), files.end());
   return files;
 }
 

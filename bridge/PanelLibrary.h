@@ -28,7 +28,8 @@ class PanelLibrary {
   bool refresh();
   const std::vector<PanelFile::Problem>& problems() const { return found; }
 
-  // The panel for an aircraft with these names, the most exact first; null: there is none.
+  // The panel for an aircraft with these names, the most exact first: of the first folder that has
+  // one, or else the first that is for any aircraft. Null: there is none.
   std::shared_ptr<const Panel> choose(const std::vector<std::string>& aircraft) const;
 
   // The file of a panel that was chosen; empty if it has gone.
@@ -43,14 +44,18 @@ class PanelLibrary {
     std::shared_ptr<const Panel> panel;
   };
 
+  using Files = std::vector<Path>;
+
   static Stamp stampOf(const Path& file);
-  std::vector<Path> list() const;
+  static Files listOf(const Path& folder);
+  std::shared_ptr<const Panel> chooseFrom(const Files& files,
+                                          const std::vector<std::string>& aircraft) const;
   bool read(const Path& file);
 
   std::vector<Path> folders;
   Path single;
   std::vector<std::string> symbols;
-  std::vector<Path> order;  // of precedence
+  std::vector<Files> order;  // of precedence, by folder
   std::map<Path, Known> known;
   std::vector<PanelFile::Problem> found;
 };

@@ -17,6 +17,8 @@ struct Colour {
   const char* name;
   std::uint32_t value;
 };
+constexpr char kRelease[] = "release";  // of a command that is held
+
 constexpr Colour kColours[] = {{"green", 0x3ddc84},  {"cyan", 0x59d2ff}, {"amber", 0xffb938},
                                {"red", 0xff5348},    {"blue", 0x4f8bff}, {"white", 0xf2f6fa},
                                {"magenta", 0xe07bff}};
@@ -61,6 +63,7 @@ void PanelReader::read(const YAML::Node& root) {
                       keep("dials")};
   if (!readFields(root, "the panel", fields)) return;
   if (panel.name.empty()) complain(root, "the panel has no name: panel: NAME");
+  panel.isForAny = panel.isForAny || panel.aircraft.empty();
   const auto each = [&](const char* name, const Each& take) {
     if (parts.count(name) != 0) (void)readEach(parts.at(name), name, take);
   };
@@ -279,7 +282,7 @@ void PanelReader::checkFormat(const Node& node, const Words& words) {
 
 void PanelReader::readAircraft(const Node& node) {
   for (const std::string& name : readTexts(node)) {
-    name == "any" ? void(panel.isForAny = true) : panel.aircraft.push_back(name);
+    Text::isSame(name, "any") ? void(panel.isForAny = true) : panel.aircraft.push_back(name);
   }
 }
 
@@ -306,7 +309,7 @@ void PanelReader::readCommand(const Node& name, const Node& node) {
   Fields fields;
   for (std::size_t i = 0; i < kSimulatorCount; ++i) {
     fields.emplace_back(kSimulatorNames[i], [this, &row, i](const Node& value) {
-      row.commands[i] = readCommandOf(value);
+      row.commands[i] = readCommandOf(value, true);
     });
   }
   (void)readFields(node, "a command", fields);
@@ -314,20 +317,34 @@ void PanelReader::readCommand(const Node& name, const Node& node) {
   panel.commands.push_back(std::move(row));
 }
 
-// Takes a name, or {name: {argument: value, ...}}.
-std::optional<Command> PanelReader::readCommandOf(const Node& node) {
+// Takes a name, or {name: {argument: value, ...}}, which may have `release: command` too.
+std::optional<Command> PanelReader::readCommandOf(const Node& node, bool mayHaveEnd) {
   if (node.IsScalar()) return Command{node.Scalar(), {}};
-  if (!node.IsMap() || node.size() != 1 || !node.begin()->first.IsScalar()) {
-    complain(node, "a command is a name, or {NAME: {ARGUMENT: VALUE}}");
-    return std::nullopt;
+  const bool hasEnd = mayHaveEnd && node.IsMap() && node[kRelease];
+  Command command;
+  if (node.IsMap() && node.size() == (hasEnd ? 2U : 1U)) {
+    for (const auto& entry : node) {
+      const bool isEnd = hasEnd && entry.first.IsScalar() && entry.first.Scalar() == kRelease;
+      isEnd ? readEnd(entry.second, command) : readArguments(entry.first, entry.second, command);
+    }
   }
-  Command command{node.begin()->first.Scalar(), {}};
-  (void)readEach(node.begin()->second, "the arguments", [&](const Node& name, const Node& value) {
+  if (!command.name.empty()) return command;
+  complain(node, "a command is a name, or {NAME: {ARGUMENT: VALUE}}");
+  return std::nullopt;
+}
+
+void PanelReader::readEnd(const Node& node, Command& command) {
+  if (const auto end = readCommandOf(node, false)) command.atRelease = {*end};
+}
+
+void PanelReader::readArguments(const Node& name, const Node& node, Command& command) {
+  if (!name.IsScalar()) return;
+  command.name = name.Scalar();
+  (void)readEach(node, "the arguments", [&](const Node& argument, const Node& value) {
     double number = 0;
     const bool isNumber = value.IsScalar() && YAML::convert<double>::decode(value, number);
-    command.arguments.emplace_back(name.Scalar(), isNumber ? Value(number) : readText(value));
+    command.arguments.emplace_back(argument.Scalar(), isNumber ? Value(number) : readText(value));
   });
-  return command;
 }
 
 }  // namespace bridge

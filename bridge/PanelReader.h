@@ -61,7 +61,9 @@ class PanelReader {
   void readAircraft(const Node& node);
   void readValue(const Node& name, const Node& node);
   void readCommand(const Node& name, const Node& node);
-  std::optional<Command> readCommandOf(const Node& node);
+  std::optional<Command> readCommandOf(const Node& node, bool mayHaveEnd);
+  void readEnd(const Node& node, Command& command);
+  void readArguments(const Node& name, const Node& node, Command& command);
 
   void readControls(const Node& node, bool isDial);
   Panel::Control readControl(const std::string& name, const Node& node, bool isDial);

@@ -9,6 +9,7 @@ namespace {
 
 using Face = Panel::Face;
 
+// In the order of Panel::Face, to which a name's index is cast.
 const std::vector<std::string> kFaces{"lamp",  "switch",  "number", "text",
                                       "gauge", "compass", "clock",  "picture"};
 

@@ -109,6 +109,11 @@ void PanelView::alertAll() {
   isDue = true;
 }
 
+void PanelView::letGo() {
+  releaseAll();
+  for (auto& [id, context] : contexts) context.isPressed = false;
+}
+
 bool PanelView::handle(const std::string& text, Time now) {
   const Time usedBefore = lastUse;
   for (const json& message : MessageGroup::split(text)) {
@@ -197,10 +202,10 @@ void PanelView::keyDown(const json& message, Time now) {
 void PanelView::keyUp(const json& message, Time now) {
   Context* context = contextOf(message);
   if (context == nullptr) return;
-  context->isPressed = false;
   if (context->longPressAt && context->control != nullptr) {
     perform(message.at("Context").get<std::string>(), *context, context->control->press, now);
   }
+  context->isPressed = false;
   context->longPressAt.reset();
   if (hand != nullptr) hand->release(context->held);
 }
@@ -237,7 +242,9 @@ void PanelView::rotate(const json& message, Time now) {
   const Panel::Control& control = *context->control;
   const bool usesPressedTurn = context->isPressed && !control.pressedTurn.isEmpty();
   answer(message.at("Context").get<std::string>(),
-         hand->turn(usesPressedTurn ? control.pressedTurn : control.turn, ticks, isFast, now), now);
+         hand->turn(usesPressedTurn ? control.pressedTurn : control.turn, ticks, isFast,
+                    {now, context->isPressed}),
+         now);
 }
 
 void PanelView::tap(const json& message, Time now) {
@@ -260,7 +267,7 @@ void PanelView::perform(const std::string& id, Context& context, const Panel::Ac
                         Time now) {
   Hand::Answer answered = Hand::Answer::Refused;
   if (hand != nullptr && context.control != nullptr) {
-    answered = hand->perform(actions, now, context.held);
+    answered = hand->perform(actions, {now, context.isPressed}, context.held);
   }
   answer(id, answered, now);
 }

@@ -53,6 +53,9 @@ class PanelView {
   void alertLast(Time now);
   void alertAll();
 
+  // The link is down, so the release of a key or dial won't be told: ends what is held.
+  void letGo();
+
   // Takes one text of the link. Messages that can't be understood are passed over. Returns whether
   // it held the user's input.
   bool handle(const std::string& text, Time now);

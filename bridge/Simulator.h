@@ -26,6 +26,7 @@ using Value = std::variant<double, std::string>;
 struct Command {
   std::string name;
   std::vector<std::pair<std::string, Value>> arguments;
+  std::vector<Command> atRelease{};  // at most one: what ends it in a simulator that holds none
 };
 
 class Simulator {
@@ -75,12 +76,12 @@ class Simulator {
   virtual void run(const Command& command) = 0;
 
   // Holds a command until release, or until the connection ends. A simulator without held commands
-  // runs it once.
+  // runs it once, and `atRelease` at its release.
   virtual void hold(const Command& command) = 0;
   virtual void release(const Command& command) = 0;
 
   // Gets the names of values and commands that contain `pattern`, sorted; on failure an empty list
-  // and the reason.
+  // and the reason. FlightGear doesn't tell its commands. To be called while there is a connection.
   using Names = std::function<void(std::vector<std::string> names, std::string error)>;
   virtual void listNames(const std::string& pattern, Names done) = 0;
 };

@@ -17,7 +17,7 @@ constexpr std::size_t kLongest = 200;
 
 constexpr std::size_t kLongestName = 60;
 
-bool isSame(char one, char other) {
+bool isSameLetter(char one, char other) {
   return std::tolower(static_cast<unsigned char>(one)) ==
          std::tolower(static_cast<unsigned char>(other));
 }
@@ -32,10 +32,10 @@ std::size_t distance(const std::string& one, const std::string& other) {
   for (std::size_t i = 1; i <= one.size(); ++i) {
     row[0] = i;
     for (std::size_t j = 1; j <= other.size(); ++j) {
-      const std::size_t change = last[j - 1] + (isSame(one[i - 1], other[j - 1]) ? 0 : 1);
+      const std::size_t change = last[j - 1] + (isSameLetter(one[i - 1], other[j - 1]) ? 0 : 1);
       row[j] = std::min({change, last[j] + 1, row[j - 1] + 1});
-      const bool isSwapped =
-          i > 1 && j > 1 && isSame(one[i - 1], other[j - 2]) && isSame(one[i - 2], other[j - 1]);
+      const bool isSwapped = i > 1 && j > 1 && isSameLetter(one[i - 1], other[j - 2]) &&
+                             isSameLetter(one[i - 2], other[j - 1]);
       if (isSwapped) row[j] = std::min(row[j], before[j - 2] + 1);
     }
     before.swap(last);
@@ -64,6 +64,10 @@ std::string Text::shortened(const std::string& text, std::size_t bytes) {
   if (text.size() <= bytes) return text;
   return text.substr(0, wholeCharacters(text, bytes)) + "... (" + std::to_string(text.size()) +
          " bytes)";
+}
+
+bool Text::isSame(const std::string& one, const std::string& other) {
+  return std::equal(one.begin(), one.end(), other.begin(), other.end(), isSameLetter);
 }
 
 std::string Text::didYouMean(const std::string& word, const std::vector<std::string>& known) {

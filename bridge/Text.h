@@ -19,6 +19,9 @@ class Text {
   // Returns at most so many bytes of the text, cut between characters, and says how many it had.
   static std::string shortened(const std::string& text, std::size_t bytes);
 
+  // Returns whether two texts are the same but for capital letters of ASCII.
+  static bool isSame(const std::string& one, const std::string& other);
+
   // Finds the known word that is nearest to a misspelt one. Returns `, did you mean "lamp"?`, or an
   // empty text if no word is near.
   static std::string didYouMean(const std::string& word, const std::vector<std::string>& known);

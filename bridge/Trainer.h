@@ -25,7 +25,9 @@ class Trainer : public Simulator {
   void write(const std::string& name, const Value& value) override;
   void run(const Command& command) override;
   void hold(const Command& command) override { run(command); }
-  void release(const Command&) override {}
+  void release(const Command& command) override {
+    for (const Command& end : command.atRelease) run(end);
+  }
   void listNames(const std::string& pattern, Names done) override;
 
  private:

@@ -126,7 +126,9 @@ class FlightGearSimulator final : public RemoteSimulator {
   void write(const std::string& name, const Value& value) override;
   void run(const Command& command) override;
   void hold(const Command& command) override { run(command); }
-  void release(const Command& /*held none*/) override {}
+  void release(const Command& command) override {
+    for (const Command& end : command.atRelease) run(end);
+  }
   void listNames(const std::string& pattern, Names done) override;
 
  private:
@@ -385,7 +387,7 @@ void FlightGearSimulator::onEnd(const std::string& reason) {
     node.places = places;
   }
   attempts.later();
-  if (std::exchange(isConnected, false)) observer->onLost(reason);
+  tellEnd(reason, std::exchange(isConnected, false));
 }
 
 }  // namespace

@@ -67,12 +67,24 @@ class RemoteSimulator : public Simulator {
     });
   }
 
+  // Tells the observer that the connection has ended, or why an attempt to connect has failed,
+  // which it hears once for as long as the reason is the same.
+  void tellEnd(const std::string& reason, bool wasConnected) {
+    if (wasConnected) {
+      refusal.clear();
+      observer->onLost(reason);
+    } else if (std::exchange(refusal, reason) != reason) {
+      observer->onRefused(endpoint.host + ":" + endpoint.port + ": " + reason);
+    }
+  }
+
   asio::io_context& context;
   const Endpoint endpoint;
   Observer* observer = nullptr;  // not owned
   Attempts attempts;
 
  private:
+  std::string refusal;  // the last that was told while there was no connection
   std::shared_ptr<char> alive = std::make_shared<char>();  // gone when posted work must not run
 };
 

@@ -99,9 +99,10 @@ void listNext(const std::shared_ptr<Listing>& listing) {
 
 }  // namespace
 
-void listXPlaneNames(RestClient& client, const std::string& pattern, Simulator::Names done) {
-  listNext(std::make_shared<Listing>(
-      Listing{client, pattern, std::move(done), {"/api/v2/commands", "/api/v2/datarefs"}, {}}));
+void listXPlaneNames(RestClient& client, std::vector<std::string> lists, const std::string& pattern,
+                     Simulator::Names done) {
+  listNext(
+      std::make_shared<Listing>(Listing{client, pattern, std::move(done), std::move(lists), {}}));
 }
 
 void findXPlaneNames(RestClient& client, const std::string& list, const Names& names,

@@ -25,8 +25,9 @@ using XPlaneNamesFound = std::function<void(const XPlaneNames& names, const std:
 void findXPlaneNames(RestClient& client, const std::string& list,
                      const std::vector<std::string>& names, XPlaneNamesFound found);
 
-// Gets all names of values and commands that contain `pattern`.
-void listXPlaneNames(RestClient& client, const std::string& pattern, Simulator::Names done);
+// Gets the names in all of these lists that contain `pattern`.
+void listXPlaneNames(RestClient& client, std::vector<std::string> lists, const std::string& pattern,
+                     Simulator::Names done);
 
 // Says why an answer is of no use.
 std::string faultOf(const RestClient::Answer& answer);

@@ -85,12 +85,7 @@ void XPlaneSimulator::fail(const std::string& reason) {
   isOpen = false;
   forgetAll();
   attempts.later();
-  if (std::exchange(isConnected, false)) {
-    refusal.clear();
-    observer->onLost(reason);
-  } else if (std::exchange(refusal, reason) != reason) {
-    observer->onRefused(reason);
-  }
+  tellEnd(reason, std::exchange(isConnected, false));
 }
 
 void XPlaneSimulator::forgetAll() {

@@ -109,7 +109,6 @@ class XPlaneSimulator final : public RemoteSimulator {
   std::unique_ptr<RestClient> lists;  // of all names; isn't told to forget. Made when first needed
   Timer nextSearch;
   Timer quiet;
-  std::string refusal;  // the last reason told while there was no connection
 
   std::map<std::string, Dataref> datarefs;  // those that are followed, and the aircraft's names
   std::map<std::string, FollowedCommand> commands;

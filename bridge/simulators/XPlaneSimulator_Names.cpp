@@ -197,7 +197,9 @@ void XPlaneSimulator::keepIndicesBelow(Dataref& dataref, std::size_t length) {
 
 void XPlaneSimulator::listNames(const std::string& pattern, Names done) {
   if (!lists) lists = std::make_unique<RestClient>(context, endpoint);
-  listXPlaneNames(*lists, pattern, std::move(done));
+  std::vector<std::string> paths{path("/datarefs")};
+  if (hasCommands()) paths.push_back(path("/commands"));
+  listXPlaneNames(*lists, std::move(paths), pattern, std::move(done));
 }
 
 }  // namespace bridge

@@ -88,6 +88,7 @@ TEST(PanelFile, NamesWhatAFaceOrAnActionLacks) {
       {"panel: P\nvalues: {min: {xplane: a}}\n", "can't name a value"},
       {"panel: P\ntitles: maybe\n", "true or false"},
       {"panel: P\ncommands: {go: {xplane: {a: 1, b: 2}}}\n", "a command is a name"},
+      {"panel: P\ncommands: {go: {xplane: {release: stop}}}\n", "a command is a name"},
       {"panel: P\nkeys: [1]\n", "must be a mapping"},
       {"- 1\n", "must be a mapping"},
       {"", "must be a mapping"},
@@ -123,7 +124,7 @@ TEST(PanelFile, GivesWhatTheFileSays) {
   const PanelFile file = read(
       "panel: P\naircraft: [c172p, any]\ntitles: true\n"
       "values: {heading: {xplane: 'a[2]', flightgear: /a}}\n"
-      "commands: {go: {flightgear: {adjust: {property: /b, step: 0.5}}}}\n"
+      "commands: {go: {flightgear: {adjust: {property: /b, step: 0.5}, release: stop}}}\n"
       "keys: {K: {face: lamp, on: heading > 1, colour: \"#102030\", long press: {command: go, "
       "held: true},"
       " after: 1.5}}\n"
@@ -138,12 +139,32 @@ TEST(PanelFile, GivesWhatTheFileSays) {
   const bridge::Command& command = *panel.commands[0].commands[1];
   EXPECT_EQ(command.name, "adjust");
   EXPECT_EQ(std::get<double>(command.arguments[1].second), 0.5);
+  EXPECT_EQ(command.atRelease.at(0).name, "stop");
   const Panel::Control& key = *panel.find("K", false);
   EXPECT_EQ(key.display.colour, 0x102030U);
   EXPECT_EQ(key.longAfter.count(), 1500);
   EXPECT_TRUE(std::get<Panel::Run>(key.longPress[0].what).isHeld);
   EXPECT_TRUE(panel.find("D", true)->turn.add->wraps);
   EXPECT_EQ(panel.find("K", true), &key) << "a dial of a key's name shows the key";
+}
+
+TEST(PanelLibrary, AUsersPanelComesFirstByWhicheverNameItKnowsTheAircraft) {
+  const TemporaryFolder own;
+  const TemporaryFolder shipped;
+  std::ofstream(own.path() / "mine.yaml") << "panel: Mine\naircraft: Cessna Skyhawk\n";
+  std::ofstream(own.path() / ".#mine.yaml") << "an editor's own";
+  std::ofstream(shipped.path() / "c172.yaml") << "panel: Shipped\naircraft: C172\n";
+  std::ofstream(shipped.path() / "all.yaml") << "panel: All\n";
+  std::ofstream(shipped.path() / "any.yaml") << "panel: Any\naircraft: Any\n";
+  bridge::PanelLibrary library({own.path(), shipped.path()}, kSymbols);
+  EXPECT_TRUE(library.refresh());
+  EXPECT_THAT(library.problems(), IsEmpty());
+  EXPECT_EQ(library.choose({"C172", "cessna skyhawk"})->name, "Mine");
+  EXPECT_EQ(library.choose({"C172", "Cessna 172"})->name, "Shipped");
+  EXPECT_EQ(library.choose({"B738"})->name, "All");
+  std::filesystem::remove(shipped.path() / "all.yaml");
+  EXPECT_TRUE(library.refresh());
+  EXPECT_EQ(library.choose({"B738"})->name, "Any");
 }
 
 TEST(PanelLibrary, ReadsAPanelAgainWhenItsPictureHasChanged) {

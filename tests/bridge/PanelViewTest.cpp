@@ -43,11 +43,13 @@ keys:
   OTHER: {face: switch, on: b, alarm: b, press: {cycle: b, through: [0, 5, 9]}}
   HELD:  {face: lamp, on: a, press: {command: start, held: true}}
   LONG:  {face: lamp, on: a, press: {set: a, to: 7}, long press: {command: start, held: true}, after: 0.5}
+  MORE:  {face: number, show: a, press: [{set: a, to: a + 2}, {set: b, to: a * 10 + pressed}]}
   NUMBER: {face: number, show: heading}
   GONE:  {face: lamp, on: a, press: {command: gone}}
 dials:
   TURN:  {show: heading, turn: {add: heading, step: 1, fast: 10, wrap: [0, 360]}, pressed turn: {up: {command: go}}, push: {toggle: a}, hold: {set: heading, to: 3}}
   BAR: {face: gauge, show: heading, range: [0, 360]}
+  STEPS: {show: heading, turn: {up: {set: heading, to: heading + 1 + 9 * pressed}}}
   CLAMP: {show: heading, turn: {add: heading, step: 1, clamp: [0, 360]}}
 )";
 
@@ -81,7 +83,8 @@ class PanelViewTest : public testing::Test {
     view.changed();
   }
 
-  // The messages that are sent after enough time for another face, as "NAME CONTEXT", with titles.
+  // The messages that are sent after enough time for another face, as "NAME CONTEXT", with
+  // titles.
   std::vector<std::string> sent(milliseconds passed = milliseconds(200)) {
     now += passed;
     messages.clear();
@@ -225,6 +228,21 @@ TEST_F(PanelViewTest, APressDoesItsActionsInOrderAndSaysIfItCannot) {
   EXPECT_THAT(sent(), testing::Contains("Alert Context LAMP"));
 }
 
+TEST_F(PanelViewTest, AnActionGoesOnFromWhatWasWrittenBefore) {
+  know(1, 0, 0);
+  appear("MORE");
+  appear("STEPS", true);
+  tell("Key Down", "MORE");
+  EXPECT_THAT(simulator.take(), ElementsAre("A=3", "B=31"));
+  tell("Key Down", "MORE");
+  EXPECT_THAT(simulator.take(), ElementsAre("A=5", "B=51")) << "before the simulator has told";
+  rotate("STEPS", 3);
+  EXPECT_THAT(simulator.take(), ElementsAre("H=1", "H=2", "H=3"));
+  tell("Dial Down", "STEPS");
+  rotate("STEPS", 1);
+  EXPECT_THAT(simulator.take(), ElementsAre("H=13"));
+}
+
 TEST_F(PanelViewTest, ALongPressIsAnotherAndEndsWhatItHolds) {
   know(0, 0, 0);
   appear("LONG");
@@ -247,6 +265,16 @@ TEST_F(PanelViewTest, ALongPressIsAnotherAndEndsWhatItHolds) {
   EXPECT_THAT(simulator.take(), ElementsAre("hold start")) << "the other key still holds it";
   view.setPanel(nullptr, nullptr, nullptr);
   EXPECT_THAT(simulator.take(), ElementsAre("release start")) << "another panel";
+}
+
+TEST_F(PanelViewTest, NothingIsHeldOrComesLaterWhenTheLinkIsDown) {
+  know(0, 0, 0);
+  for (const char* name : {"LONG", "HELD"}) appear(name);
+  tell("Key Down", "HELD");
+  tell("Key Down", "LONG");
+  view.letGo();
+  (void)sent(milliseconds(600));
+  EXPECT_THAT(simulator.take(), ElementsAre("hold start", "release start"));
 }
 
 TEST_F(PanelViewTest, ADialTurnsAroundAndFasterAndOtherwiseWhilePressed) {

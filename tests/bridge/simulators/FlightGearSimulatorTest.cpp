@@ -104,6 +104,8 @@ TEST_F(FlightGearSimulatorTest, WritesAndRunsCommandsInOrder) {
   client->simulator->release(adjust(kHeading, 1.5));
   EXPECT_TRUE(client->untilValue(0, 1.0));
   EXPECT_TRUE(client->untilValue(1, 353.0));
+  client->simulator->release({"none", {}, {adjust(kHeading, 2)}});
+  EXPECT_TRUE(client->untilValue(1, 355.0)) << "what ends a command that can't be held";
   client->simulator->run({"property-toggle", {{"property", kBeacon}}});
   EXPECT_TRUE(client->untilValue(0, 0.0));
   EXPECT_THAT(client->refusals, IsEmpty());
@@ -159,6 +161,13 @@ TEST_F(FlightGearSimulatorTest, ComesBackToARestartedSimulator) {
   flightgear.define(kBeacon, "bool", true);
   EXPECT_TRUE(client->untilValue(0, 1.0));
   EXPECT_EQ(client->lost.size(), 1U);
+}
+
+TEST_F(FlightGearSimulatorTest, SaysOnceWhyItIsNotReached) {
+  Recorder other(bridge::makeFlightGear, 1);
+  EXPECT_TRUE(other.until([&] { return !other.refusals.empty(); }));
+  other.runFor(std::chrono::milliseconds(1500));  // the next attempt
+  EXPECT_EQ(other.refusals.size(), 1U);
 }
 
 TEST_F(FlightGearSimulatorTest, FindsASimulatorThatHangs) {

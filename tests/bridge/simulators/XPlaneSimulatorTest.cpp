@@ -243,6 +243,7 @@ TEST_F(XPlaneSimulatorTest, AnOlderSimulatorHasValuesOnly) {
   EXPECT_THAT(client->unknownCommands, ElementsAre(0));
   client->simulator->run({"sim/toggle", {}});
   EXPECT_TRUE(isRefused("12.1.4"));
+  EXPECT_THAT(client->namesWith("sim/t"), ElementsAre("sim/text"));
 }
 
 TEST_F(XPlaneSimulatorTest, ListsNamesOfBothKinds) {
