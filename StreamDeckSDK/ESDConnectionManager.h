@@ -48,7 +48,7 @@ class ESDConnectionManager {
   // Sends a line to the application's log. An empty one isn't sent.
   void LogMessage(const std::string& message);
 
-  // A negative `state` leaves the key "state" out.
+  // A negative `state` leaves the member "state" out.
   void SetTitle(const std::string& title, const std::string& context, int target, int state);
   // `image` is a PNG file's Base64 text, with or without the data URL's prefix. Empty: the default.
   void SetImage(const std::string& image, const std::string& context, int target, int state);

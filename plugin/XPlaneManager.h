@@ -5,8 +5,8 @@
 // back: after silence, after a bad message, and after either side was restarted. Its only report is
 // the log.
 //
-// Threads: push onto jsonQueue and isConnected from anywhere; the constructor, getInstance and the
-// destructor on the main thread; everything else is the link thread's own.
+// Threads: jsonQueue's push, isConnected and sendData from anywhere; the constructor, getInstance,
+// start, stop and the destructor on the main thread; everything else is the link thread's own.
 #pragma once
 
 #include <atomic>

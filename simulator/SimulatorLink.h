@@ -51,8 +51,8 @@ class SimulatorLink {
   // and context, and asks for the state of all of them. Input that comes before it is late.
   std::vector<std::string> poll();
 
-  // Returns whether the panel has been welcomed and heard of since. It may have gone since its
-  // Hello, and is missed only after kSilenceLimit: see isAnybodyThere.
+  // Returns whether the panel's Hello was answered with a Welcome, and the panel has written within
+  // kSilenceLimit. It may have gone since its Hello: see isAnybodyThere.
   bool isUp() const;
 
   // Returns whether the panel has answered the welcome, and has written within the time in which it

@@ -158,6 +158,7 @@ velomar_link* velomar_open(unsigned options) {
 }
 
 int velomar_close(velomar_link* link) {
+  setError("");
   if (link == nullptr) return kDone;
   const int closed = guarded(link, kMistake, [](velomar_link& open) {
     open.link.close();

@@ -12,14 +12,16 @@
  *    1  done
  *    0  not now, and nothing has changed: the link is down, the store has no room, nothing waits
  *   -1  a mistake of the caller, and nothing has changed
- * After 0 and -1 velomar_last_error says why. A null pointer is such a mistake, and so is a text
- * that isn't UTF-8. No C++ exception leaves a function, and no function waits.
+ * After 0 and -1 velomar_last_error says why, but not after the 0 of a question (velomar_is_...). A
+ * null pointer is such a mistake, and so is a text that isn't UTF-8. No C++ exception leaves a
+ * function, and no function waits.
  *
  * Threads: any, one at a time for a link. A call during another thread's call for the same link
  * gets -1 and does nothing. Only one process at a time may be this end of the link.
  *
- * Texts that come back belong to the link: they are good until the next velomar_poll or
- * velomar_close of it. Texts that go in are read before the function returns.
+ * Texts that come back belong to the link: a message is good until the next velomar_poll, a
+ * member until the next velomar_member or velomar_poll, and both until velomar_close. Texts that go
+ * in are read before the function returns.
  */
 #ifndef VELOMAR_H
 #define VELOMAR_H
@@ -64,7 +66,7 @@ VELOMAR_API int velomar_poll(velomar_link* link, const char** message);
  * truth value as JSON writes it. NULL: there is no such member, or the caller made a mistake. */
 VELOMAR_API const char* velomar_member(velomar_link* link, const char* name);
 
-/* 1: the panel has been welcomed, and heard of since. It is missed only after 10 seconds. */
+/* 1: the panel's Hello was answered with a welcome, and it has written within 10 seconds. */
 VELOMAR_API int velomar_is_up(velomar_link* link);
 
 /* 1: the panel has answered the welcome, and has written within the last seconds. */
@@ -91,8 +93,8 @@ VELOMAR_API int velomar_frame(velomar_link* link, const char* context, const voi
 VELOMAR_API int velomar_layout(velomar_link* link, const char* context, const char* name,
                                const char* layout);
 
-/* Says why the last call of this thread returned 0, -1 or NULL; empty after any other result. Good
- * until the next call of this thread. */
+/* Says why the last call of this thread returned 0, -1 or NULL; empty after any other result, and
+ * after a question's. Good until the next call of this thread. */
 VELOMAR_API const char* velomar_last_error(void);
 
 /* The library's version, such as "1.5.1". */

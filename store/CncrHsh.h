@@ -18,9 +18,9 @@
 // block still has the word's version after the comparison. That this key is there is proven by what
 // is done about it: a swap that expects the slot's own word, or a read after which the version is
 // still the word's. A slot is always swapped before its chain is marked deleted, so a word that is
-// still there names a whole chain. A slot that proves neither is read again, with a pin if its
-// value is wanted. If its word hasn't changed then, the region is damaged, and reading on would
-// tell no more.
+// still there names a whole chain. After a look that proves neither, the slot's word is loaded
+// again. If it has changed, the slot is looked at once more, under a pin if its value is wanted,
+// 256 times at most. If it hasn't, the region is damaged, and another look would tell no more.
 //
 // A swap expects a slot's whole word, and never one that was put together from the words of a
 // block: the block could have become another key's of the same hash in between.
@@ -68,7 +68,8 @@ class CncrHsh {
 
   // The probe of a key that is to be read: calls `read(VerIdx)` on the key's chain, which returns
   // whether that chain was still there after the read. If not, it is called again, under a pin.
-  // True: the key was found; that no read was whole is then a damaged region's fault.
+  // True: a slot holds the key. In a sound region `read` has then succeeded; in a damaged one it
+  // may have failed each time.
   template <typename Read>
   bool find(const void* key, u32 klen, u32 hash, Read read) const;
 

@@ -6,8 +6,8 @@
 // used before it was compared with the block count.
 //
 // A chain's life: alloc makes it private to its caller, put fills it, the index publishes it by a
-// swap on a slot, another such swap unlinks it, decReadersOrDel marks it deleted, and the thread
-// that sees the last reader leave gives it back to the free list.
+// swap on a slot, another such swap unlinks it, decReadersOrDel marks it deleted, and the last
+// reader to leave, or who marks it if there is none, gives it back to the free list.
 //
 //   word                written by           how              pairs with, or why none is needed
 //   state               alloc, pins, delete  compareAndSwap   every load and swap of the state, the
@@ -79,7 +79,7 @@ class CncrStr {
     NoMatch = 0,
     Matched = 1,
     MatchedStale = 0xFFFFFFFE,  // the key's bytes, but not the expected version everywhere
-    Removed = 0xFFFFFFFF,       // of the index's probes only
+    Removed = 0xFFFFFFFF,       // a probe's word for a deleted chain; compare never returns it
   };
 
   CncrStr() = default;  // no store; only to be assigned to
@@ -95,7 +95,7 @@ class CncrStr {
   // Writes key and value, one after the other, into a chain of that size from alloc.
   void put(u32 block, const void* key, u32 klen, const void* value, u32 vlen);
 
-  // Compares a chain's key with the given one. Needs no pin: see the table above.
+  // Compares a chain's key with the given one. Needs no pin: CncrHsh.h says why.
   Match compare(u32 block, u32 version, const void* key, u32 klen, u32 hash) const;
 
   // Copies the value out and returns the bytes copied. 0 and no `readlen`: refused, torn, or longer

@@ -31,8 +31,8 @@ Message = dict[str, Any]
 class Link:
     """The link to the panel, which may be started before or after.
 
-    A method that sends returns True when the message is on its way, and False when nothing was sent,
-    because the link is down or the store has no room. A mistake of the caller raises Error.
+    A method that sends returns True when the message is on its way or its content is on show
+    already, and False when nothing was sent, because the link is down or the store has no room. A mistake of the caller raises Error.
     """
 
     def __init__(self, *, late_input: bool = False, library: Optional[str] = None) -> None:

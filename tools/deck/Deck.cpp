@@ -22,7 +22,7 @@
 namespace {
 
 constexpr std::chrono::milliseconds kPatience{100};
-// The plug-in's link ends within two of its pauses of 5 seconds.
+// The plug-in's link may be in a pause of 5 seconds, which it ends first.
 constexpr std::chrono::milliseconds kEndPause{500};
 constexpr int kEndTries = 30;
 

@@ -48,7 +48,7 @@ std::vector<std::string> deckCommand(const fs::path& build, const fs::path& plug
   return {(build / "tools/velomar-deck").string(), "--start", Output::start(), plugin.string()};
 }
 
-// A device of each kind with a small aeroplane's panel on them.
+// Two devices with a small aeroplane's panel on them.
 constexpr const char* kPanel[] = {
     "plug PLUS plus",
     "appear GEAR PLUS 0 0 GEAR",
@@ -184,7 +184,7 @@ class Demo {
 
   void end() {
     input.hidePrompt();
-    Output::plain("\nEnding. The panel's link takes up to 10 seconds to stop.");
+    Output::plain("\nEnding. The panel's link takes up to 5 seconds to stop.");
     deck.process.writeLine("quit");
     simulator.process.signal(SIGTERM);
     const bool deckEnded = deck.process.waitForEnd(kEndPatience).has_value();

@@ -1,4 +1,4 @@
-// Finds the processes that have to do with the two stores: those that map one of the files, and
+// Finds the processes that have to do with stores: those that map the file of any of them, and
 // every panel, whether it maps one or not. A process keeps no descriptor of a store's file, so its
 // mappings are looked at.
 #pragma once

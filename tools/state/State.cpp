@@ -163,8 +163,7 @@ int main(int argc, char** argv) {
   bool asJson = false;
   bool isFollowing = false;
   CLI::App app("Says why a panel is black: who uses the two stores, what waits, what to do.");
-  app.add_option("NAME", names, "stores to look into; without, the panel's two and a verdict")
-      ->type_name("");
+  app.add_option("NAME", names, "stores to look into; without, all, and a verdict")->type_name("");
   app.add_flag("--json", asJson, "print JSON");
   app.add_flag("--watch", isFollowing, "say the verdict whenever it changes, until Ctrl-C");
   app.footer("Ends with 0 if all is well, with 1 if something isn't.");

@@ -170,8 +170,7 @@ void declareArguments(CLI::App& app, Options& options) {
 int main(int argc, char** argv) {
   explore::describe = explore::placeInFile;
   Options options;
-  CLI::App app(
-      "Runs the store's sources under every schedule of small programs; 1: one went wrong");
+  CLI::App app("Runs the store under every schedule of small programs. 1: one went wrong.");
   declareArguments(app, options);
   readCommandLine(app, argc, argv);
   if (options.lists) {
